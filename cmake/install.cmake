@@ -1,0 +1,20 @@
+# Headers, both libraries, vos.pc and the CMake package.
+include(CMakePackageConfigHelpers)
+
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/vos DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
+install(TARGETS vos vos_static EXPORT vosTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/vosConfig.cmake.in ${PROJECT_BINARY_DIR}/vosConfig.cmake
+    INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vos)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/vosConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/vosConfig.cmake ${PROJECT_BINARY_DIR}/vosConfigVersion.cmake
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vos)
+install(EXPORT vosTargets NAMESPACE vos:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vos)
+
+set(vos_pc_libs_private "-pthread")
+foreach(lib IN LISTS vos_pc_private)
+    string(APPEND vos_pc_libs_private " ${lib}")
+endforeach()
+configure_file(${PROJECT_SOURCE_DIR}/cmake/vos.pc.in ${PROJECT_BINARY_DIR}/vos.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/vos.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

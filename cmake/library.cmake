@@ -1,0 +1,54 @@
+# libvos.so and libvos.a: C++20 without the C++ runtime, exports from a version map.
+find_package(Threads REQUIRED)
+
+file(GLOB vos_sources CONFIGURE_DEPENDS
+    ${PROJECT_SOURCE_DIR}/src/vos/*.cpp
+    ${PROJECT_SOURCE_DIR}/src/vos/linux/*.cpp
+    ${PROJECT_SOURCE_DIR}/src/util/*.cpp)
+file(GLOB vos_exports CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/exports/*.txt)
+
+# Families that a firmware may leave out drop their sources and export lists here; VOS_PRIVATE_LIBS collects what the
+# others need besides libc.
+set(vos_private_libs "")
+foreach(family_file IN ITEMS android_log gb18030 security semaphore)
+    include(${PROJECT_SOURCE_DIR}/cmake/families/${family_file}.cmake OPTIONAL)
+endforeach()
+
+# One export list for each family, joined into one version map.
+set(vos_map ${PROJECT_BINARY_DIR}/vos.map)
+set(vos_map_text "VOS_1.0 {\nglobal:\n")
+foreach(list IN LISTS vos_exports)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${list})
+    file(STRINGS ${list} names REGEX "^[A-Za-z_]")
+    foreach(name IN LISTS names)
+        string(APPEND vos_map_text "    ${name};\n")
+    endforeach()
+endforeach()
+string(APPEND vos_map_text "local:\n    *;\n};\n")
+file(CONFIGURE OUTPUT ${vos_map} CONTENT "${vos_map_text}" @ONLY)
+
+add_library(vos_objects OBJECT ${vos_sources})
+set_target_properties(vos_objects PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON)
+target_include_directories(vos_objects PUBLIC ${PROJECT_SOURCE_DIR}/include PRIVATE ${PROJECT_SOURCE_DIR}/src)
+target_compile_definitions(vos_objects PRIVATE _GNU_SOURCE)
+target_compile_options(vos_objects PRIVATE -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/= -fno-exceptions -fno-rtti -fno-threadsafe-statics
+    -fno-asynchronous-unwind-tables -ffunction-sections -fdata-sections)
+
+add_library(vos SHARED $<TARGET_OBJECTS:vos_objects>)
+add_library(vos_static STATIC $<TARGET_OBJECTS:vos_objects>)
+set_target_properties(vos PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+    LINKER_LANGUAGE C LINK_DEPENDS ${vos_map})
+set_target_properties(vos_static PROPERTIES OUTPUT_NAME vos LINKER_LANGUAGE C EXPORT_NAME vos-static)
+target_link_options(vos PRIVATE -Wl,--version-script=${vos_map} -Wl,--gc-sections -Wl,--as-needed)
+if(NOT VOS_SANITIZE)
+    target_link_options(vos PRIVATE -Wl,-z,defs -Wl,-z,relro -Wl,-z,now)
+endif()
+foreach(target IN ITEMS vos vos_static)
+    target_include_directories(${target} INTERFACE
+        $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+endforeach()
+target_link_libraries(vos PRIVATE Threads::Threads ${vos_private_libs})
+target_link_libraries(vos_static INTERFACE Threads::Threads ${vos_private_libs})
+add_library(vos::vos ALIAS vos)
+add_library(vos::vos-static ALIAS vos_static)

@@ -1,0 +1,27 @@
+/** @file
+ *  What every other header of the library starts from: C linkage, compile-time checks and the attributes that let the
+ *  compiler check callers.
+ */
+#ifndef VOS_BASE_H
+#define VOS_BASE_H
+
+#include <stdbool.h>
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+#define VOS_BEGIN_DECLS _Pragma("GCC visibility push(default)") extern "C" {
+#define VOS_END_DECLS \
+    }                 \
+    _Pragma("GCC visibility pop")
+#define VOS_STATIC_ASSERT(condition, text) static_assert(condition, text)
+#else
+#define VOS_BEGIN_DECLS _Pragma("GCC visibility push(default)")
+#define VOS_END_DECLS _Pragma("GCC visibility pop")
+#define VOS_STATIC_ASSERT(condition, text) _Static_assert(condition, text)
+#endif
+
+/** Marks a function whose argument number @p fmt is a printf format for the arguments from number @p first on. */
+#define VOS_PRINTF(fmt, first) __attribute__((format(printf, fmt, first)))
+
+#endif

@@ -1,0 +1,309 @@
+// Guarded allocation from the process heap or the shared pool.
+#include "vos/mem.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "internal/guards.h"
+#include "vos/dbg.h"
+#include "vos/pool.h"
+
+namespace {
+
+constexpr uint32_t kOverhead = 20;  // header and guard
+constexpr uint32_t kMaxPatternFill = 65535;
+constexpr int kFreshFill = 0x95;
+constexpr int kFreedFill = 0x97;
+constexpr uint8_t kPadByte = 0xFD;
+constexpr uint32_t kGuardWord = 0xFDFDFDFD;
+constexpr uint32_t kRegionBase = 0x58800000;  // where daemons attach the shared region
+
+// A heap block starts this far into its malloc block, which puts the user area behind the 12-byte header on malloc's
+// own alignment; structures with pointers live there.
+constexpr uint32_t kHeapSkew = 4;
+
+struct BlockHeader {
+    uint32_t flags;
+    uint32_t size;
+    uint32_t check;
+};
+static_assert(sizeof(BlockHeader) == 12);
+
+struct {
+    uintptr_t shmStart;
+    uintptr_t shmEnd;
+    uint32_t shmSize;
+    std::atomic<uint32_t> heapBytesInUse;
+    std::atomic<uint32_t> heapNumAllocs;
+    std::atomic<uint32_t> heapNumFrees;
+} mStats;
+
+// Task threads free records too; the figures need no order among themselves.
+void count(std::atomic<uint32_t> &counter, uint32_t amount) {
+    counter.fetch_add(amount, std::memory_order_relaxed);
+}
+
+uint64_t roundUp4(uint32_t size) {
+    return (uint64_t{size} + 3) & ~uint64_t{3};
+}
+
+uint8_t *blockStart(void *buf) {
+    return static_cast<uint8_t *>(buf) - sizeof(BlockHeader);
+}
+
+BlockHeader headerOf(const void *buf) {
+    BlockHeader header;
+    memcpy(&header, static_cast<const uint8_t *>(buf) - sizeof header, sizeof header);
+    return header;
+}
+
+bool headerIsSound(const BlockHeader &header) {
+    return header.check == ~header.size;
+}
+
+uint8_t *takeMemory(uint32_t size, uint32_t total, uint32_t flags) {
+    if ((flags & ALLOC_SHARED_MEM) != 0) {
+        return static_cast<uint8_t *>(bget(total));  // the pool counts for all processes
+    }
+    if (total > UINT32_MAX - kHeapSkew) {
+        return nullptr;
+    }
+    auto *memory = static_cast<uint8_t *>(oal_malloc(total + kHeapSkew));
+    if (memory == nullptr) {
+        return nullptr;
+    }
+    count(mStats.heapBytesInUse, size);
+    count(mStats.heapNumAllocs, 1);
+    return memory + kHeapSkew;
+}
+
+// Checks padding and guard; reports the first damage under the caller's name.
+bool tailIsSound(const uint8_t *user, uint32_t size, const char *func, int line) {
+    const uint8_t *guard = user + roundUp4(size);
+    uint32_t words[2];
+    memcpy(words, guard, sizeof words);
+    for (uint64_t idx = size; user + idx < guard; idx++) {
+        if (user[idx] != kPadByte) {
+            VOS_DBG_ERROR("%s():%d:memory overflow detected at idx=%d 0x%x 0x%x 0x%x", func, line,
+                          static_cast<int>(idx), user[idx], words[1], words[0]);
+            utilAst_assertFunc(__FILE__, __LINE__, "0", 0);
+            return false;
+        }
+    }
+    if (words[0] != kGuardWord || words[1] != kGuardWord) {
+        VOS_DBG_ERROR("%s():%d:memory overflow detected, 0x%x 0x%x", func, line, words[1], words[0]);
+        utilAst_assertFunc(__FILE__, __LINE__, "0", 0);
+        return false;
+    }
+    return true;
+}
+
+void recordPool(void *addr, uint32_t size) {
+    mStats.shmStart = reinterpret_cast<uintptr_t>(addr);
+    mStats.shmEnd = mStats.shmStart + size;
+    mStats.shmSize = size;
+    VOS_DBG_WARN("shm pool: %u-%u", static_cast<uint32_t>(mStats.shmStart), static_cast<uint32_t>(mStats.shmEnd));
+}
+
+char *duplicate(const char *s, size_t length, uint32_t flags, const char *func, uint32_t line) {
+    if (length >= UINT32_MAX) {
+        return nullptr;
+    }
+    auto *copy = static_cast<char *>(vosMem_alloc(static_cast<uint32_t>(length + 1), flags, func, line));
+    if (copy != nullptr) {
+        memcpy(copy, s, length);
+        copy[length] = '\0';
+    }
+    return copy;
+}
+
+}  // namespace
+
+void *oal_malloc(uint32_t size) {
+    return malloc(size);
+}
+
+void oal_free(void *p) {
+    free(p);
+}
+
+void *vosMem_alloc(uint32_t size, uint32_t flags, const char *, uint32_t) {
+    const uint64_t padded = roundUp4(size);
+    if (padded + kOverhead > UINT32_MAX) {
+        return nullptr;
+    }
+    const auto total = static_cast<uint32_t>(padded + kOverhead);
+    uint8_t *block = takeMemory(size, total, flags);
+    if (block == nullptr) {
+        return nullptr;
+    }
+    if ((flags & ALLOC_ZEROIZE) != 0) {
+        memset(block, 0, total);
+    } else if (total <= kMaxPatternFill) {
+        memset(block, kFreshFill, total);
+    }
+    const BlockHeader header{flags, size, ~size};
+    memcpy(block, &header, sizeof header);
+    uint8_t *user = block + sizeof header;
+    memset(user + size, kPadByte, static_cast<size_t>(padded - size) + 2 * sizeof kGuardWord);
+    return user;
+}
+
+void vosMem_free(void *buf, const char *func, int line) {
+    if (buf == nullptr) {
+        return;
+    }
+    const BlockHeader header = headerOf(buf);
+    if (!headerIsSound(header)) {
+        VOS_DBG_ERROR("%s():%d:memory underflow detected, %d %d", func, line, static_cast<int>(header.size),
+                      static_cast<int>(header.check));
+        utilAst_assertFunc(__FILE__, __LINE__, "0", 0);
+        return;  // a damaged block is leaked on purpose
+    }
+    if (!tailIsSound(static_cast<uint8_t *>(buf), header.size, func, line)) {
+        return;
+    }
+    uint8_t *block = blockStart(buf);
+    memset(block, kFreedFill, static_cast<size_t>(roundUp4(header.size) + kOverhead));
+    // The address decides, not the flags word: a block may have been made by another process.
+    const auto address = reinterpret_cast<uintptr_t>(block);
+    if (address >= mStats.shmStart && address < mStats.shmEnd) {
+        brel(block);
+        return;
+    }
+    oal_free(block - kHeapSkew);
+    count(mStats.heapBytesInUse, 0 - header.size);
+    count(mStats.heapNumFrees, 1);
+}
+
+void *vosMem_realloc(void *buf, uint32_t size, const char *func, uint32_t line) {
+    if (buf == nullptr) {
+        VOS_DBG_ERROR("cannot take a NULL buffer");
+        return nullptr;
+    }
+    if (size == 0) {
+        vosMem_free(buf, func, static_cast<int>(line));
+        return nullptr;
+    }
+    const BlockHeader header = headerOf(buf);
+    if (!headerIsSound(header)) {
+        VOS_DBG_ERROR("memory underflow detected, %d %d", static_cast<int>(header.size),
+                      static_cast<int>(header.check));
+        utilAst_assertFunc(__FILE__, __LINE__, "0", 0);
+        return nullptr;
+    }
+    if (roundUp4(size) <= roundUp4(header.size)) {
+        return buf;  // never shrunk; the size word keeps the old size
+    }
+    void *larger = vosMem_alloc(size, header.flags, func, line);
+    if (larger == nullptr) {
+        return nullptr;
+    }
+    memcpy(larger, buf, header.size);
+    vosMem_free(buf, func, static_cast<int>(line));
+    return larger;
+}
+
+char *vosMem_strdup(const char *s, const char *func, uint32_t line) {
+    return vosMem_strdupFlags(s, 0, func, line);
+}
+
+char *vosMem_strdupFlags(const char *s, uint32_t flags, const char *func, uint32_t line) {
+    return s == nullptr ? nullptr : duplicate(s, strlen(s), flags, func, line);
+}
+
+char *vosMem_strndup(const char *s, uint32_t maxLen, const char *func, uint32_t line) {
+    return vosMem_strndupFlags(s, maxLen, 0, func, line);
+}
+
+char *vosMem_strndupFlags(const char *s, uint32_t maxLen, uint32_t flags, const char *func, uint32_t line) {
+    return s == nullptr ? nullptr : duplicate(s, vosMem_strnlen(s, maxLen, nullptr), flags, func, line);
+}
+
+uint32_t vosMem_strnlen(const char *s, uint32_t maxLen, bool *terminated) {
+    const auto length = s == nullptr ? 0 : static_cast<uint32_t>(strnlen(s, maxLen));
+    if (terminated != nullptr) {
+        *terminated = s != nullptr && s[length] == '\0';
+    }
+    return length;
+}
+
+bool vosMem_isAllocedMem(const void *buf) {
+    if (buf == nullptr) {
+        return false;
+    }
+    const BlockHeader header = headerOf(buf);
+    // Callers rely on a block with both flags counting as foreign.
+    return headerIsSound(header) && header.flags < 3;
+}
+
+void vosMem_initSharedMem(void *addr, uint32_t size) {
+    recordPool(addr, size);
+    bpool(addr, size);
+}
+
+void vosMem_initSharedMemPointer(void *addr, uint32_t size) {
+    recordPool(addr, size);
+    zeta_secondary_bpool(addr);
+}
+
+void vosMem_cleanup(void) {
+    zeta_cleanup_bpool();
+}
+
+void vosMem_getStats(VosMemStats *out) {
+    if (out == nullptr) {
+        return;
+    }
+    int64_t inUse = 0;
+    int64_t allocs = 0;
+    int64_t frees = 0;
+    bstats(&inUse, nullptr, nullptr, &allocs, &frees);
+    *out = VosMemStats{
+        .shmStartAddr = static_cast<uint32_t>(mStats.shmStart),
+        .shmEndAddr = static_cast<uint32_t>(mStats.shmEnd),
+        .shmBytesUsable = mStats.shmSize,
+        .shmBytesInUse = static_cast<uint32_t>(inUse),
+        .shmNumAllocs = static_cast<uint32_t>(allocs),
+        .shmNumFrees = static_cast<uint32_t>(frees),
+        .heapBytesInUse = mStats.heapBytesInUse.load(std::memory_order_relaxed),
+        .heapNumAllocs = mStats.heapNumAllocs.load(std::memory_order_relaxed),
+        .heapNumFrees = mStats.heapNumFrees.load(std::memory_order_relaxed),
+    };
+}
+
+int vosMem_dumpMemStats(void) {
+    VosMemStats stats;
+    vosMem_getStats(&stats);
+    const auto number = [](uint32_t value) { return static_cast<int>(value); };
+    const uint32_t shmFree = stats.shmBytesUsable - stats.shmBytesInUse;
+    printf("Total MDM Shared Memory Region : %dKB\n", number((stats.shmEndAddr - kRegionBase) / 1024));
+    printf("Shared Memory Usable           : %06dKB(%u)\n", number(stats.shmBytesUsable / 1024), stats.shmBytesUsable);
+    printf("Shared Memory in-use           : %06dKB(%u)\n", number(stats.shmBytesInUse / 1024), stats.shmBytesInUse);
+    printf("Shared Memory free             : %06dKB(%u)\n", number(shmFree / 1024), shmFree);
+    printf("Shared Memory allocs           : %06d\n", number(stats.shmNumAllocs));
+    printf("Shared Memory frees            : %06d\n", number(stats.shmNumFrees));
+    printf("Shared Memory alloc/free delta : %06d\n", number(stats.shmNumAllocs - stats.shmNumFrees));
+    printf("\n");
+    printf("Heap bytes in-use     : %06d\n", number(stats.heapBytesInUse));
+    printf("Heap allocs           : %06d\n", number(stats.heapNumAllocs));
+    printf("Heap frees            : %06d\n", number(stats.heapNumFrees));
+    return printf("Heap alloc/free delta : %06d\n", number(stats.heapNumAllocs - stats.heapNumFrees));
+}
+
+void *vomMem_mapFile2Mem(const char *path, uint32_t size) {
+    if (path == nullptr) {
+        return nullptr;
+    }
+    const vos::UniqueFd fd{open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0600)};
+    if (!fd) {
+        return nullptr;
+    }
+    [[maybe_unused]] const int ignored = ftruncate(fd.get(), size);
+    // Callers compare the result of a failed mapping with MAP_FAILED, not with NULL.
+    return mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, fd.get(), 0);
+}

@@ -1,0 +1,70 @@
+// Messages between vos-hubd and the developer's tools (vosctl). Not part of the library's wire format: no firmware
+// daemon sends these.
+#pragma once
+
+#include <cstdint>
+
+#include "vos/msg_types.h"
+
+namespace hubproto {
+
+enum : uint32_t {
+    /** Request to the hub from a client of the same user: from now on send me a copy of every message routed. Answered
+     *  with VOS_RET_OK. Copies that do not fit in the monitor's queue are dropped and counted, never delayed. */
+    kMonitorAttach = 0x1000f001,
+    /** Event to an attached monitor: payload = MonitorRecord, the copied header, the copied payload. */
+    kMonitorCopy = 0x1000f002,
+    /** Request to the hub: reply payload = ClientRow for every connected client, in order of entity id. */
+    kListClients = 0x1000f003,
+    /** Request to the hub: reply payload = HubCounters. */
+    kGetCounters = 0x1000f004,
+    /** Request to any daemon that follows the convention of the examples: answered with the same payload. */
+    kEcho = 0x1000f010,
+};
+
+/** What happened to the copied message. */
+enum class Verdict : uint32_t {
+    delivered,     // queued for its destination
+    toHub,         // a request or event for the hub itself
+    fromHub,       // built by the hub
+    noDestination  // nobody holds the id: answered with VOS_RET_PEER_GONE or dropped
+};
+
+struct MonitorRecord {
+    uint64_t realtimeNs;  // CLOCK_REALTIME
+    uint32_t verdict;     // Verdict
+    uint32_t lost;        // copies dropped for this monitor since the last one it got
+};
+static_assert(sizeof(MonitorRecord) == 16);
+
+struct ClientRow {
+    uint32_t eid;
+    uint32_t pid;
+    uint32_t uid;
+    uint32_t heartbeats;
+    uint64_t connectedMs;      // how long ago it connected
+    uint64_t lastHeartbeatMs;  // how long ago the last heartbeat came; UINT64_MAX: never
+    uint64_t messagesIn;       // received from it
+    uint64_t messagesOut;      // sent to it
+    uint64_t queuedBytes;      // waiting for it
+    uint8_t watchdogStopped;
+    uint8_t monitor;
+    uint8_t reserved[6];
+    char name[64];
+    char path[512];
+};
+static_assert(sizeof(ClientRow) == 16 + 5 * 8 + 8 + 64 + 512);
+
+struct HubCounters {
+    uint64_t uptimeMs;
+    uint64_t clients;
+    uint64_t routed;           // messages delivered between clients
+    uint64_t hubRequests;      // requests the hub answered itself
+    uint64_t eventsDropped;    // events to an id that nobody holds
+    uint64_t peerGoneReplies;  // requests to an id that nobody holds
+    uint64_t disconnects;      // clients thrown out: broken frame, full queue, wrong credentials
+    uint64_t bytesRouted;
+};
+static_assert(sizeof(HubCounters) == 64);
+
+}  // namespace hubproto
