@@ -1,0 +1,27 @@
+// Error texts of code that runs between fork and exec: straight to standard error, without allocation and without the
+// stream's lock, which another thread of the parent may hold.
+#ifndef VOS_INTERNAL_CHILD_ERROR_H
+#define VOS_INTERNAL_CHILD_ERROR_H
+
+#include <unistd.h>
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+
+namespace vos {
+
+[[gnu::format(printf, 1, 2)]] inline void childError(const char *format, ...) {
+    char text[1024];
+    va_list args;
+    va_start(args, format);
+    const int length = vsnprintf(text, sizeof text, format, args);
+    va_end(args);
+    if (length > 0) {
+        [[maybe_unused]] const ssize_t ignored =
+            write(STDERR_FILENO, text, std::min(static_cast<size_t>(length), sizeof text - 1));
+    }
+}
+
+}  // namespace vos
+
+#endif

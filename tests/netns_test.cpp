@@ -1,0 +1,155 @@
+// Named network namespaces, with real ones made by the test.
+#include "vos/netns.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "support/files.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string namespaceId(const char *which = "net") {
+    return fs::read_symlink(std::string{"/proc/self/ns/"} + which);
+}
+
+/** Runs `body` in a child; its exit value and what it wrote to standard error. */
+std::pair<int, std::string> inChild(const std::function<int()> &body) {
+    int fds[2];
+    EXPECT_EQ(pipe(fds), 0);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        dup2(fds[1], STDERR_FILENO);
+        _exit(body());
+    }
+    close(fds[1]);
+    std::string text;
+    char buffer[512];
+    for (ssize_t got; (got = read(fds[0], buffer, sizeof buffer)) > 0;) {
+        text.append(buffer, static_cast<size_t>(got));
+    }
+    close(fds[0]);
+    int status = -1;
+    waitpid(pid, &status, 0);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, text};
+}
+
+class NetnsTest : public testing::Test {
+  protected:
+    NetnsTest() {
+        fs::create_directories("/run/netns");
+        // A private /etc, in which the configuration directory may be made.
+        EXPECT_EQ(mount("tmpfs", "/etc", "tmpfs", 0, nullptr), 0);
+    }
+    ~NetnsTest() override {
+        umount2("/etc", MNT_DETACH);
+        for (const std::string &name : names) {
+            umount2(("/run/netns/" + name).c_str(), MNT_DETACH);
+            unlink(("/run/netns/" + name).c_str());
+        }
+    }
+
+    /** Makes a namespace; its identity. */
+    std::string make(const std::string &name) {
+        names.push_back(name);
+        const fs::path file = "/run/netns/" + name;
+        vostest::writeText(file, "");
+        std::string id;
+        const auto [status, text] = inChild([&] {
+            return unshare(CLONE_NEWNET) == 0 &&
+                           mount("/proc/self/ns/net", file.c_str(), nullptr, MS_BIND, nullptr) == 0
+                       ? 0
+                       : 1;
+        });
+        EXPECT_EQ(status, 0);
+        struct stat info {};
+        EXPECT_EQ(stat(file.c_str(), &info), 0);
+        return "net:[" + std::to_string(info.st_ino) + "]";
+    }
+
+    std::vector<std::string> names;
+};
+
+TEST_F(NetnsTest, SwitchEntersTheNamespaceWithItsSysAndEtc) {
+    const std::string id = make("wan");
+    fs::create_directories("/etc/netns/wan");
+    vostest::writeText("/etc/netns/wan/resolv.conf", "nameserver 10.0.0.1\n");
+    vostest::writeText("/etc/netns/wan/orphan", "nothing to mount over");
+    vostest::writeText("/etc/resolv.conf", "nameserver 127.0.0.1\n");
+    const std::string mounts = namespaceId("mnt");
+    const auto [status, text] = inChild([&] {
+        const bool ok = netns_switch("wan") == 0 && namespaceId() == id && namespaceId("mnt") != mounts &&
+                        fs::exists("/sys/class/net/lo") &&
+                        vostest::readText("/etc/resolv.conf") == "nameserver 10.0.0.1\n";
+        return ok ? 0 : 1;
+    });
+    EXPECT_EQ(status, 0) << text;
+    EXPECT_EQ(text, "Bind /etc/netns/wan/orphan -> /etc/orphan failed: No such file or directory\n");
+    EXPECT_EQ(vostest::readText("/etc/resolv.conf"), "nameserver 127.0.0.1\n") << "nothing leaks to the parent";
+    EXPECT_EQ(inChild([] { return netns_switch("wan"); }).first, 0);
+}
+
+TEST_F(NetnsTest, SwitchSaysWhichStepFailed) {
+    vostest::writeText("/run/netns/plain", "");
+    names.push_back("plain");
+    struct Case {
+        std::string name;
+        std::string text;
+    };
+    const std::string tooLong(5000, 'n');
+    for (const Case &c : {Case{"absent", "Cannot open network namespace \"absent\": No such file or directory\n"},
+                          Case{"plain", "setting the network namespace \"plain\" failed: Invalid argument\n"}}) {
+        SCOPED_TRACE(c.name);
+        const auto [status, text] = inChild([&] { return netns_switch(c.name.c_str()) == -1 ? 0 : 1; });
+        EXPECT_EQ(status, 0);
+        EXPECT_EQ(text, c.text);
+    }
+    EXPECT_EQ(inChild([&] { return netns_switch(tooLong.c_str()) == -1 ? 0 : 1; }).first, 0);
+    EXPECT_EQ(netns_switch(nullptr), -1);
+}
+
+TEST_F(NetnsTest, OpensByNameOrPath) {
+    make("lan");
+    const int byName = netns_get_fd("lan");
+    const int byPath = netns_get_fd("/proc/self/ns/net");
+    EXPECT_GE(byName, 0);
+    EXPECT_GE(byPath, 0);
+    close(byName);
+    close(byPath);
+    EXPECT_EQ(netns_get_fd("absent"), -1);
+    EXPECT_EQ(netns_get_fd(std::string(5000, 'n').c_str()), -1);
+}
+
+TEST_F(NetnsTest, WalkStopsWhenTheCallbackSaysSo) {
+    vostest::writeText("/run/netns/a", "");
+    vostest::writeText("/run/netns/b", "");
+    names = {"a", "b"};
+    std::vector<std::string> seen;
+    const auto collect = [](char *name, void *arg) {
+        static_cast<std::vector<std::string> *>(arg)->push_back(name);
+        return 0;
+    };
+    EXPECT_EQ(netns_foreach(collect, &seen), 0);
+    std::sort(seen.begin(), seen.end());
+    EXPECT_EQ(seen, (std::vector<std::string>{"a", "b"}));
+    int calls = 0;
+    const auto stop = [](char *, void *arg) { return ++*static_cast<int *>(arg); };
+    EXPECT_EQ(netns_foreach(stop, &calls), 0);
+    EXPECT_EQ(calls, 1);
+    fs::remove_all("/run/netns");
+    EXPECT_EQ(netns_foreach(stop, &calls), -1);
+}
+
+}  // namespace
