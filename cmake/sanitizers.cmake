@@ -3,3 +3,9 @@ if(VOS_SANITIZE)
     add_compile_options(-fsanitize=${VOS_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
     add_link_options(-fsanitize=${VOS_SANITIZE})
 endif()
+
+# Coverage feedback for the fuzz targets comes from the library too.
+if(VOS_BUILD_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link)
+    add_link_options(-fsanitize=fuzzer-no-link)
+endif()

@@ -10,6 +10,7 @@
 
 #include "internal/bytes.h"
 #include "internal/guards.h"
+#include "internal/slice.h"
 
 using std::string_view;
 using vos::ByteWriter;
@@ -143,7 +144,7 @@ void UTIL_nfcGenUrlNdefData(const char *url, uint8_t **bufferOut, uint32_t *leng
     }
     *bufferOut = nullptr;
     *lengthOut = 0;
-    const string_view address = textOf(url).substr(0, kMaxUrl);
+    const string_view address = vos::slice(textOf(url), 0, kMaxUrl);
     const size_t total = kUriPayloadOffset + 1 + address.size();
     auto buffer = vos::allocZeroed<uint8_t>(total);
     if (!buffer) {

@@ -1,0 +1,19 @@
+# Checks of what is built and installed rather than of what it does.
+
+# Exports, NEEDED and undefined symbols; sanitizer builds need their own runtime and are left out.
+if(NOT VOS_SANITIZE)
+    add_test(NAME Build.NeedsNoCxxRuntimeAndExportsOnlyTheMap
+        COMMAND ${PROJECT_SOURCE_DIR}/tests/check_library.sh $<TARGET_FILE:vos> ${vos_map})
+endif()
+
+# Every public header compiles alone, in C and in C++.
+foreach(standard IN ITEMS c11 c++17 c++20)
+    add_test(NAME Build.HeadersCompileAlone.${standard}
+        COMMAND ${PROJECT_SOURCE_DIR}/tests/check_headers.sh ${standard} ${PROJECT_SOURCE_DIR}/include
+            ${CMAKE_C_COMPILER} ${CMAKE_CXX_COMPILER})
+endforeach()
+
+# A consumer in C through pkg-config and one in C++ through find_package, against an installed tree.
+add_test(NAME Build.InstalledTreeServesConsumers
+    COMMAND ${PROJECT_SOURCE_DIR}/tests/check_install.sh ${CMAKE_COMMAND} ${PROJECT_BINARY_DIR}
+        ${PROJECT_SOURCE_DIR}/tests/consumer "${VOS_SANITIZE}")

@@ -1,0 +1,18 @@
+#!/bin/sh
+# check_headers.sh STANDARD INCLUDE_DIR CC CXX: every public header compiles alone, with the warnings of this project.
+set -eu
+standard=$1
+include=$2
+case $standard in
+    c++*) compiler=$4 language=c++ ;;
+    *) compiler=$3 language=c ;;
+esac
+status=0
+for header in "$include"/vos/*.h; do
+    name=vos/$(basename "$header")
+    # Twice, so that a missing include guard shows.
+    printf '#include "%s"\n#include "%s"\nextern int unused;\n' "$name" "$name" |
+        $compiler -std="$standard" -x $language -Wall -Wextra -Wshadow -Wconversion -Werror -I"$include" \
+            -fsyntax-only - || { echo "$name does not compile alone as $standard"; status=1; }
+done
+exit $status

@@ -1,0 +1,31 @@
+#!/bin/sh
+# check_install.sh CMAKE BUILD_DIR CONSUMER_DIR SANITIZE: installs into a scratch directory and builds and runs a C11
+# program through pkg-config and a C++17 program through find_package against it.
+set -eu
+cmake=$1
+build=$2
+consumer=$3
+sanitize=$4
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+flags=
+[ -z "$sanitize" ] || flags="-fsanitize=$sanitize"
+
+DESTDIR=$scratch/root $cmake --install "$build" > "$scratch/install.log"
+prefix=$(sed -n 's/^prefix=//p' "$build/vos.pc")
+libdir=$scratch/root$(dirname "$(dirname "$(find "$scratch/root" -name vos.pc | sed "s|^$scratch/root||")")")
+
+export PKG_CONFIG_PATH="$libdir/pkgconfig" PKG_CONFIG_SYSROOT_DIR="$scratch/root"
+# shellcheck disable=SC2046
+cc -std=c11 -Wall -Wextra -Werror $flags "$consumer/consumer.c" $(pkg-config --cflags --libs vos) -o "$scratch/c_consumer"
+LD_LIBRARY_PATH=$libdir "$scratch/c_consumer"
+
+$cmake -S "$consumer" -B "$scratch/cxx" -DCMAKE_PREFIX_PATH="$scratch/root$prefix" -DCMAKE_CXX_FLAGS="$flags" \
+    > "$scratch/cmake.log" || { cat "$scratch/cmake.log"; exit 1; }
+$cmake --build "$scratch/cxx" > "$scratch/build.log" || { cat "$scratch/build.log"; exit 1; }
+LD_LIBRARY_PATH=$libdir "$scratch/cxx/consumer"
+
+for tool in vos-hubd vosctl; do
+    [ -x "$scratch/root$prefix/bin/$tool" ] || { echo "$tool is not installed"; exit 1; }
+    LD_LIBRARY_PATH=$libdir "$scratch/root$prefix/bin/$tool" --help > /dev/null
+done
