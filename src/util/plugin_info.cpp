@@ -1,0 +1,84 @@
+// Keys of a plug-in's description file.
+#include "vos/plugin_info.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+
+#include "internal/guards.h"
+#include "internal/slice.h"
+#include "vos/dbg.h"
+#include "vos/text.h"
+
+namespace {
+
+constexpr const char *kInfoFile = "../Info.plugin";
+constexpr size_t kNameLineSize = 128;
+constexpr size_t kImportLineSize = 2048;
+
+// The next line's first part, as much as fits; the rest of a longer line is skipped.
+bool readLine(FILE *file, char *line, size_t size) {
+    if (fgets(line, static_cast<int>(size), file) == nullptr) {
+        return false;
+    }
+    if (strlen(line) == size - 1 && line[size - 2] != '\n') {
+        for (int c = getc(file); c != EOF && c != '\n'; c = getc(file)) {
+        }
+    }
+    return true;
+}
+
+VosRet readKey(const char *path, const char *key, size_t lineSize, char *buf, uint32_t size) {
+    if (path == nullptr || buf == nullptr) {
+        return VOS_RET_BAD_ARG;
+    }
+    const vos::UniqueFile file{fopen(path, "re")};
+    if (!file) {
+        VOS_DBG_DEBUG("could not open %s", path);
+        return VOS_RET_OPEN_FAILED;
+    }
+    char line[kImportLineSize];
+    while (readLine(file.get(), line, lineSize)) {
+        if (util_pluginIsField(key, line) != 0) {
+            const vos::MemPtr<char> value{util_pluginParseGetVal(key, line)};
+            if (value) {
+                util_strncpy(__func__, __LINE__, buf, value.get(),
+                             static_cast<int32_t>(std::min<uint32_t>(size, INT32_MAX)));
+            }
+            break;
+        }
+    }
+    return VOS_RET_OK;
+}
+
+}  // namespace
+
+VosRet UTIL_pluginGetInfoName(const char *path, char *buf, uint32_t size) {
+    return readKey(path, "Name", kNameLineSize, buf, size);
+}
+
+VosRet UTIL_pluginGetName(char *buf, uint32_t size) {
+    return readKey(kInfoFile, "Name", kNameLineSize, buf, size);
+}
+
+VosRet UTIL_pluginGetImportInterface(char *buf, uint32_t size) {
+    return readKey(kInfoFile, "ImportInterface", kImportLineSize, buf, size);
+}
+
+int util_pluginIsField(const char *key, const char *line) {
+    return key != nullptr && line != nullptr && vos::startsWith(line, key) ? 1 : 0;
+}
+
+char *util_pluginParseGetVal(const char *key, const char *line) {
+    if (key == nullptr || line == nullptr || strlen(line) < strlen(key)) {
+        return nullptr;
+    }
+    const char *colon = strchr(line + strlen(key), ':');
+    if (colon == nullptr) {
+        return nullptr;
+    }
+    char *value = vosMem_strdup(colon + 1, __func__, __LINE__);
+    util_strTrim(value);
+    return value;
+}
