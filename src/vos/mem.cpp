@@ -36,13 +36,13 @@ struct BlockHeader {
 };
 static_assert(sizeof(BlockHeader) == 12);
 
-struct {
-    uintptr_t shmStart;
-    uintptr_t shmEnd;
-    uint32_t shmSize;
-    std::atomic<uint32_t> heapBytesInUse;
-    std::atomic<uint32_t> heapNumAllocs;
-    std::atomic<uint32_t> heapNumFrees;
+constinit struct {
+    uintptr_t shmStart = 0;
+    uintptr_t shmEnd = 0;
+    uint32_t shmSize = 0;
+    std::atomic<uint32_t> heapBytesInUse = 0;
+    std::atomic<uint32_t> heapNumAllocs = 0;
+    std::atomic<uint32_t> heapNumFrees = 0;
 } mStats;
 
 // Task threads free records too; the figures need no order among themselves. Most daemons have one thread only, which
