@@ -1,0 +1,38 @@
+// One subcommand of vosctl. A command_NAME.cpp file defines a constant of this type and is complete with it:
+//
+//     const vosctl::Command kCommand{"ping", "measure round trips to an entity", [](CLI::App &app) {
+//         auto options = std::make_shared<Options>();
+//         app.add_option("entity", options->entity, "number or name")->required();
+//         app.callback([options] { run(*options); });
+//     }};
+//
+// A command that cannot do its work throws Failure; main() prints it in one line.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+
+namespace vosctl {
+
+/** Exit statuses: 0 success, 1 the work failed, 2 the command line is wrong. */
+enum class Exit { failed = 1, usage = 2 };
+
+/** Ends the command with one line on standard error that says what to do. */
+struct Failure {
+    std::string text;
+    Exit status = Exit::failed;
+};
+
+struct Command {
+    using SetUp = void (*)(CLI::App &app);
+
+    Command(const char *commandName, const char *commandSummary, SetUp commandSetUp);
+    Command(const Command &) = delete;
+    Command &operator=(const Command &) = delete;
+
+    const char *name;
+    const char *summary;
+    SetUp setUp;
+};
+
+}  // namespace vosctl
