@@ -1,13 +1,12 @@
 // Keys of a plug-in's description file.
 #include "vos/plugin_info.h"
 
-#include <algorithm>
-#include <climits>
 #include <cstdio>
 #include <cstring>
 
 #include "internal/guards.h"
 #include "internal/slice.h"
+#include "internal/text_room.h"
 #include "vos/dbg.h"
 #include "vos/text.h"
 
@@ -43,8 +42,7 @@ VosRet readKey(const char *path, const char *key, size_t lineSize, char *buf, ui
         if (util_pluginIsField(key, line) != 0) {
             const vos::MemPtr<char> value{util_pluginParseGetVal(key, line)};
             if (value) {
-                util_strncpy(__func__, __LINE__, buf, value.get(),
-                             static_cast<int32_t>(std::min<uint32_t>(size, INT32_MAX)));
+                util_strncpy(__func__, __LINE__, buf, value.get(), vos::textRoom(size));
             }
             break;
         }
