@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "internal/guards.h"
+#include "internal/read_line.h"
 #include "internal/slice.h"
 #include "internal/text_room.h"
 #include "vos/dbg.h"
@@ -16,18 +17,6 @@ constexpr const char *kInfoFile = "../Info.plugin";
 constexpr size_t kNameLineSize = 128;
 constexpr size_t kImportLineSize = 2048;
 
-// The next line's first part, as much as fits; the rest of a longer line is skipped.
-bool readLine(FILE *file, char *line, size_t size) {
-    if (fgets(line, static_cast<int>(size), file) == nullptr) {
-        return false;
-    }
-    if (strlen(line) == size - 1 && line[size - 2] != '\n') {
-        for (int c = getc(file); c != EOF && c != '\n'; c = getc(file)) {
-        }
-    }
-    return true;
-}
-
 VosRet readKey(const char *path, const char *key, size_t lineSize, char *buf, uint32_t size) {
     if (path == nullptr || buf == nullptr) {
         return VOS_RET_BAD_ARG;
@@ -38,7 +27,7 @@ VosRet readKey(const char *path, const char *key, size_t lineSize, char *buf, ui
         return VOS_RET_OPEN_FAILED;
     }
     char line[kImportLineSize];
-    while (readLine(file.get(), line, lineSize)) {
+    while (vos::readLine(file.get(), line, lineSize) != vos::Line::kNone) {
         if (util_pluginIsField(key, line) != 0) {
             const vos::MemPtr<char> value{util_pluginParseGetVal(key, line)};
             if (value) {
