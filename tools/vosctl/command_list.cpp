@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "command.h"
-#include "dump.h"
+#include "common/message_line.h"
 #include "hub.h"
 
 namespace {
@@ -21,10 +21,10 @@ std::string ago(uint64_t ms) {
 void printRow(const hubproto::ClientRow &row) {
     printf("%10" PRIu32 "  %-16s %7" PRIu32 " %5" PRIu32 " %10s %8" PRIu64 " %8" PRIu64 " %8" PRIu64 " %6" PRIu32
            " %9s  %-8s  %s\n",
-           row.eid, vosctl::printable(vosctl::fieldText(row.name)).c_str(), row.pid, row.uid,
+           row.eid, msgline::printable(vosctl::fieldText(row.name)).c_str(), row.pid, row.uid,
            ago(row.connectedMs).c_str(), row.messagesIn, row.messagesOut, row.queuedBytes, row.heartbeats,
            ago(row.lastHeartbeatMs).c_str(), row.watchdogStopped != 0 ? "stopped" : "on",
-           vosctl::printable(vosctl::fieldText(row.path)).c_str());
+           msgline::printable(vosctl::fieldText(row.path)).c_str());
 }
 
 void run() {

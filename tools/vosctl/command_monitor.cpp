@@ -12,8 +12,8 @@
 
 #include "arguments.h"
 #include "command.h"
+#include "common/message_line.h"
 #include "common/msg_names.h"
-#include "dump.h"
 
 namespace {
 
@@ -70,62 +70,38 @@ class Names {
     }
 
     vosctl::Hub &hub_;
-    std::map<VosEntityId, std::string> names_{{EID_HUBD, "hub"}};
+    std::map<VosEntityId, std::string> names_{{EID_HUBD, "hubd"}};
     std::string announced_;
 };
-
-bool nobodyThere(const Seen &seen) {
-    return static_cast<hubproto::Verdict>(seen.record.verdict) == hubproto::Verdict::noDestination;
-}
 
 const char *verdictText(uint32_t verdict) {
     constexpr std::array kTexts{"delivered", "to-hub", "from-hub", "no-destination"};
     return verdict < kTexts.size() ? kTexts[verdict] : "?";
 }
 
-std::string withMicros(const tm &time, const char *format, uint64_t realtimeNs) {
-    char text[64];
-    const size_t length = strftime(text, sizeof text, format, &time);
-    snprintf(text + length, sizeof text - length, ".%06u", static_cast<unsigned>(realtimeNs / 1000 % 1'000'000));
-    return text;
-}
-
-std::string localTime(uint64_t realtimeNs) {
-    const auto seconds = static_cast<time_t>(realtimeNs / 1'000'000'000);
-    tm broken{};
-    return withMicros(*localtime_r(&seconds, &broken), "%H:%M:%S", realtimeNs);
-}
-
 std::string isoTime(uint64_t realtimeNs) {
     const auto seconds = static_cast<time_t>(realtimeNs / 1'000'000'000);
     tm broken{};
-    return withMicros(*gmtime_r(&seconds, &broken), "%Y-%m-%dT%H:%M:%S", realtimeNs) + "Z";
+    gmtime_r(&seconds, &broken);
+    char text[64];
+    const size_t length = strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &broken);
+    snprintf(text + length, sizeof text - length, ".%06uZ", static_cast<unsigned>(realtimeNs / 1000 % 1'000'000));
+    return text;
 }
 
 void printText(const Seen &seen) {
-    constexpr size_t kShown = 16;
-    const VosMsgHeader &header = seen.header;
     if (seen.record.lost > 0) {
-        printf("... %u messages lost: this terminal is slower than the traffic\n", seen.record.lost);
+        printf("... %u messages lost: the output is slower than the traffic\n", seen.record.lost);
     }
-    const auto who = [](VosEntityId eid, const std::string &name) {
-        return (name.empty() ? "" : vosctl::printable(name) + ":") + std::to_string(eid);
-    };
-    const vosctl::ByteView shown = seen.payload.first(std::min(kShown, seen.payload.size()));
-    printf("%s %s %s > %s %s word=%u len=%u%s", localTime(seen.record.realtimeNs).c_str(),
-           msgnames::typeText(header.type).c_str(), who(header.src, seen.srcName).c_str(),
-           who(header.dst, seen.dstName).c_str(), msgnames::flagsText(header.flags).c_str(), header.wordData,
-           header.dataLength, nobodyThere(seen) ? " (nobody there)" : "");
-    if (!shown.empty()) {
-        const char *more = seen.payload.size() > kShown ? " ..." : "";
-        printf("  %s |%s|%s", vosctl::hexText(shown, " ").c_str(), vosctl::printable(shown).c_str(), more);
-    }
-    printf("\n");
+    const std::string line =
+        msgline::messageLine(seen.record.realtimeNs, seen.header, seen.payload,
+                             static_cast<hubproto::Verdict>(seen.record.verdict), seen.srcName, seen.dstName);
+    printf("%s\n", line.c_str());
 }
 
 std::string quoted(const std::string &text) {
     std::string result = "\"";
-    for (const char c : vosctl::printable(text)) {
+    for (const char c : msgline::printable(text)) {
         result += c == '"' || c == '\\' ? std::string{'\\', c} : std::string{c};
     }
     return result + "\"";
@@ -139,7 +115,7 @@ void printJson(const Seen &seen) {
         isoTime(seen.record.realtimeNs).c_str(), verdictText(seen.record.verdict), seen.record.lost, header.type,
         quoted(msgnames::typeText(header.type)).c_str(), header.src, quoted(seen.srcName).c_str(), header.dst,
         quoted(seen.dstName).c_str(), header.flags, quoted(msgnames::flagsText(header.flags)).c_str(), header.wordData,
-        header.dataLength, vosctl::hexText(seen.payload, "").c_str());
+        header.dataLength, msgline::hexText(seen.payload, "").c_str());
 }
 
 // Nothing for a message that is no copy.
