@@ -145,6 +145,14 @@ TEST(Vosctl, SaysInOneLineWhyTheWorkFailed) {
     }
 }
 
+TEST(Vosctl, SaysThatTheHubClosedTheConnection) {
+    const HubProcess hub{{"--payload-limit", "64"}};
+    const Outcome outcome = vosctl("request 20 ECHO --file /proc/self/maps");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, ContainsRegex("^vosctl: the hub closed the connection \\(VOS_RET_[A-Z_]+ \\([0-9]+\\)\\); "
+                                           "its output says why, 'vos-hubd' starts it again\n$"));
+}
+
 TEST(Vosctl, SendsPayloadsAsTextHexOrFileAndPrintsTheReply) {
     const HubProcess hub;
     Peer peer{"peer"};
@@ -224,12 +232,12 @@ TEST(Vosctl, ListsClientsWithHeartbeatsAndWatchdog) {
 }
 
 TEST(Vosctl, MonitorsWhatPassesTheFilters) {
-    const HubProcess hub;
-    Peer peer{"peer \"x\""};
     for (const bool json : {false, true}) {
         SCOPED_TRACE(json);
+        const HubProcess hub{{"--trace"}};
+        const Peer peer{"peer \"x\""};
         auto running = inBackground("monitor -c 1 --type 0x5678 --entity " + peer.eid() + (json ? " --json" : ""));
-        hub.awaitClients(2);
+        ASSERT_TRUE(hub.awaitOutput("HUB_LIST_CLIENTS"));
         vosctl("event 20 0x5678");
         vosctl("event " + peer.eid() + " 0x1234");
         vosctl("event " + peer.eid() + " 0x5678 --word 3 --data hi");
