@@ -38,23 +38,34 @@ using Sink = std::function<void(const Seen &)>;
 
 volatile sig_atomic_t stopped = 0;
 
-// Names of entities, from the hub's list and from the announcements that pass.
+/** What the command line wants to see. */
+struct Filter {
+    bool anyType = true;
+    uint32_t type = 0;
+    bool anyEntity = true;
+    VosEntityId entity = 0;
+
+    bool passes(const VosMsgHeader &header) const {
+        return (anyType || header.type == type) && (anyEntity || header.src == entity || header.dst == entity);
+    }
+};
+
+// Names of entities, from the hub's list at the start and from the launch events that it passes on.
 class Names {
   public:
-    explicit Names(vosctl::Hub &hub) : hub_{hub} { refresh(); }
+    explicit Names(vosctl::Hub &hub) : hub_{hub} {
+        hub.request(*hub.build(EID_HUBD, VOS_MSG_REGISTER_EVENT_INTEREST, VOS_MSG_FLAG_REQUEST, VOS_MSG_LAUNCHED, {}),
+                    "the hub");
+        refresh();
+    }
 
-    /** The hub answers an announcement before it looks at the next one, so the two can be paired. */
-    void learn(const Seen &seen) {
-        if (seen.header.type != VOS_MSG_LAUNCHED) {
-            return;
-        }
-        if ((seen.header.flags & VOS_MSG_FLAG_RESPONSE) == 0) {
-            const auto *text = reinterpret_cast<const char *>(seen.payload.data());
-            announced_ = vosctl::fieldText({text, seen.payload.size()});
-        } else if (!announced_.empty()) {
-            names_[seen.header.dst] = announced_;
-        } else {
+    void learn(const VosMsgHeader &launched) {
+        const vosctl::ByteView payload = vosctl::payloadOf(launched);
+        const std::string name = vosctl::fieldText({reinterpret_cast<const char *>(payload.data()), payload.size()});
+        if (name.empty()) {
             refresh();  // launched by id: the hub may know a name
+        } else {
+            names_[launched.src] = name;
         }
     }
     std::string of(VosEntityId eid) const {
@@ -71,7 +82,6 @@ class Names {
 
     vosctl::Hub &hub_;
     std::map<VosEntityId, std::string> names_{{EID_HUBD, "hubd"}};
-    std::string announced_;
 };
 
 const char *verdictText(uint32_t verdict) {
@@ -148,15 +158,18 @@ sigset_t catchStopSignals() {
 }
 
 void run(const Options &options) {
-    const std::optional<uint32_t> type =
-        options.type.empty() ? std::nullopt : std::optional{vosctl::parseType(options.type)};
+    Filter filter{.anyType = options.type.empty(), .anyEntity = options.entity.empty()};
+    if (!filter.anyType) {
+        filter.type = vosctl::parseType(options.type);
+    }
     const Sink sink = options.json ? printJson : printText;
     setvbuf(stdout, nullptr, _IOLBF, 0);
     const sigset_t waitMask = catchStopSignals();
 
     vosctl::Hub hub;
-    const std::optional<VosEntityId> entity =
-        options.entity.empty() ? std::nullopt : std::optional{hub.find(options.entity).eid};
+    if (!filter.anyEntity) {
+        filter.entity = hub.find(options.entity).eid;
+    }
     hub.ask(hubproto::kMonitorAttach);
     Names names{hub};
     pollfd waiting{.fd = hub.fd(), .events = POLLIN, .revents = 0};
@@ -166,17 +179,16 @@ void run(const Options &options) {
             continue;
         }
         const vosctl::MessagePtr msg = hub.receive();
-        std::optional<Seen> seen = decode(*msg);
-        if (!seen || seen->header.src == hub.eid() || seen->header.dst == hub.eid()) {
-            continue;  // the monitor's own questions are no traffic worth seeing
+        if (msg->type == VOS_MSG_LAUNCHED) {
+            names.learn(*msg);
         }
-        const VosMsgHeader &header = seen->header;
-        names.learn(*seen);
-        if ((type && header.type != *type) || (entity && header.src != *entity && header.dst != *entity)) {
+        std::optional<Seen> seen = decode(*msg);
+        // The monitor's own questions are no traffic worth seeing.
+        if (!seen || seen->header.src == hub.eid() || seen->header.dst == hub.eid() || !filter.passes(seen->header)) {
             continue;
         }
-        seen->srcName = names.of(header.src);
-        seen->dstName = names.of(header.dst);
+        seen->srcName = names.of(seen->header.src);
+        seen->dstName = names.of(seen->header.dst);
         sink(*seen);
         shown++;
     }

@@ -47,7 +47,7 @@ class Hub {
     /** A message from vosctl with its payload copied in. */
     MessagePtr build(VosEntityId dst, uint32_t type, uint16_t flags, uint32_t word, ByteView payload) const;
     void send(const VosMsgHeader &msg);
-    /** The reply; NULL when the peer came back meanwhile and the library keeps the reply to the repeated request. */
+    /** The reply; NULL when the peer came back meanwhile and left the repeated request unanswered. */
     MessagePtr request(const VosMsgHeader &msg, const std::string &peer, uint32_t timeoutMs = kDefaultTimeoutMs);
     /** Waits without limit. */
     MessagePtr receive();
