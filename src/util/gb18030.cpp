@@ -175,57 +175,155 @@ int encodeNext(uint32_t unit, uint8_t *out, size_t room) {
     return encodeUnit(unit, out, room);
 }
 
-// How many bytes at the front are ASCII and no NUL.
-size_t asciiRun(const uint8_t *bytes, const uint8_t *end) {
-    const uint8_t *at = bytes;
-    for (; end - at >= 8; at += 8) {
-        uint64_t word;
-        memcpy(&word, at, sizeof word);
-        if ((word & 0x8080808080808080) != 0) {
-            break;
-        }
+bool eightAscii(const uint8_t *at, const uint8_t *end) {
+    uint64_t word = 0;
+    if (end - at < 8) {
+        return false;
     }
-    return static_cast<size_t>(std::find_if(at, end, [](uint8_t byte) { return byte >= 0x80; }) - bytes);
+    memcpy(&word, at, sizeof word);
+    return (word & 0x8080808080808080) == 0;
 }
 
-// Converts `text` with `convert(bytes, left, out)`, which gives bytes used (below 1: the end) and moves `out` on. The
-// result is as large as it needs to be.
+// Copies ASCII as long as it comes.
+const uint8_t *copyAscii(const uint8_t *at, const uint8_t *end, uint8_t **out) {
+    uint8_t *to = *out;
+    for (; eightAscii(at, end); at += 8, to += 8) {
+        memcpy(to, at, 8);
+    }
+    for (; at < end && *at < 0x80; at++) {
+        *to++ = *at;
+    }
+    *out = to;
+    return at;
+}
+
+// Most of a Chinese text: two-byte codes of characters that take three bytes in UTF-8, and ASCII between them. Stops in
+// front of anything else.
+const uint8_t *encodeCommon(const uint8_t *at, const uint8_t *end, uint8_t **out) {
+    uint8_t *to = *out;
+    for (; end - at >= 2; at += 2) {
+        for (; at < end && *at < 0x80; at++) {
+            *to++ = *at;
+        }
+        if (end - at < 2 || at[0] < kFirstLead || at[0] > kLastLead || at[1] < 0x40) {
+            break;
+        }
+        const size_t index = (at[0] - size_t{kFirstLead}) * 192 + at[1] - 0x40u;
+        const uint32_t unit = index < vos::kTwoByteCodes ? vos::__twobyte_to_ucs[index] : 0;
+        if (unit < 0x800) {
+            break;
+        }
+        to[0] = static_cast<uint8_t>(0xE0 | unit >> 12);
+        to[1] = static_cast<uint8_t>(0x80 | (unit >> 6 & 0x3F));
+        to[2] = static_cast<uint8_t>(0x80 | (unit & 0x3F));
+        to += 3;
+    }
+    *out = to;
+    return at;
+}
+
+// The same way back.
+const uint8_t *decodeCommon(const uint8_t *at, const uint8_t *end, uint8_t **out) {
+    uint8_t *to = *out;
+    for (; end - at >= 3; at += 3) {
+        for (; at < end && *at < 0x80; at++) {
+            *to++ = *at;
+        }
+        if (end - at < 3) {
+            break;
+        }
+        const uint32_t sequence = at[0] << 16u | at[1] << 8u | at[2];
+        const uint32_t unit = (sequence & 0x0F0000) >> 4 | (sequence & 0x3F00) >> 2 | (sequence & 0x3F);
+        if ((sequence & 0xF0C0C0) != 0xE08080 || unit - 0x800 >= kHangul - 0x800) {
+            break;
+        }
+        const uint8_t *entry = vos::__ucs_to_gb18030_tab1[unit - 0x80];
+        if (entry[0] < kFirstLead || entry[1] == 0) {
+            break;
+        }
+        memcpy(to, entry, 2);
+        to += 2;
+    }
+    *out = to;
+    return at;
+}
+
+// A text being written; room is made for a stretch at a time, since few texts grow.
+class Output {
+  public:
+    Output() = default;
+    Output(const Output &) = delete;
+    Output &operator=(const Output &) = delete;
+    ~Output() { free(begin_); }
+
+    uint8_t *next = nullptr;
+
+    bool reserve(size_t wanted, size_t expected) {
+        const auto used = static_cast<size_t>(next - begin_);
+        if (begin_ != nullptr && capacity_ - used >= wanted) {
+            return true;
+        }
+        const size_t capacity = used + std::max(wanted, expected);
+        auto *larger = static_cast<uint8_t *>(realloc(begin_, capacity));
+        if (larger == nullptr) {
+            return false;
+        }
+        begin_ = larger;
+        next = larger + used;
+        capacity_ = capacity;
+        return true;
+    }
+    /** Hands the text out in a block of its own size. */
+    char *finish() {
+        *next++ = '\0';
+        void *exact = realloc(begin_, static_cast<size_t>(next - begin_));
+        void *text = exact != nullptr ? exact : begin_;
+        begin_ = nullptr;
+        return static_cast<char *>(text);
+    }
+
+  private:
+    uint8_t *begin_ = nullptr;
+    size_t capacity_ = 0;
+};
+
+constexpr size_t kStretchSize = 4096;  // of input
+constexpr size_t kGrowth = 2;          // bytes that one byte may become at most
+
+// Converts `text`: `common` takes what it can of a stretch, `convert(bytes, left, out)` the character where that ended;
+// it gives the bytes used, below 1 at the end of what can be converted.
 template <typename Convert>
-char *convertText(const char *text, bool pendingHalf, Convert convert) {
+char *convertText(const char *text, bool pendingHalf,
+                  const uint8_t *(*common)(const uint8_t *, const uint8_t *, uint8_t **), Convert convert) {
     if (text == nullptr) {
         return nullptr;
     }
-    const size_t length = strlen(text);
-    // No character grows to more than four bytes for each of its own.
-    auto *buffer = length > SIZE_MAX / 8 ? nullptr : static_cast<uint8_t *>(malloc(4 * length + 4));
-    if (buffer == nullptr) {
-        return String_Copy(text, -1);
-    }
     const auto *at = reinterpret_cast<const uint8_t *>(text);
-    const uint8_t *end = at + length;
-    uint8_t *out = buffer;
+    const uint8_t *end = at + strlen(text);
+    Output out;
     bool plain = !pendingHalf;  // a half from the text before wants the first character
-    while (at < end) {
-        if (plain) {
-            const size_t run = asciiRun(at, end);
-            memcpy(out, at, run);
-            out += run;
-            at += run;
-            if (at == end) {
-                break;
+    do {
+        const uint8_t *stretchEnd = at + std::min(static_cast<size_t>(end - at), kStretchSize);
+        const auto left = static_cast<size_t>(end - at);
+        if (!out.reserve(kGrowth * (kStretchSize + 4) + 1, left + left / 8)) {
+            return String_Copy(text, -1);
+        }
+        while (at < stretchEnd) {
+            if (plain) {
+                at = common(copyAscii(at, stretchEnd, &out.next), stretchEnd, &out.next);
+                if (at >= stretchEnd) {
+                    break;
+                }
             }
+            const int used = convert(at, static_cast<size_t>(end - at), &out.next);
+            if (used < 1) {
+                return out.finish();
+            }
+            at += used;
+            plain = !g_decoder.pending && !g_encoder.pending;
         }
-        const int used = convert(at, static_cast<size_t>(end - at), &out);
-        if (used < 1) {
-            break;
-        }
-        at += used;
-        plain = at < end && *at < 0x80 && !g_decoder.pending && !g_encoder.pending;
-    }
-    const auto written = static_cast<size_t>(out - buffer);
-    buffer[written] = '\0';
-    auto *exact = static_cast<char *>(realloc(buffer, written + 1));
-    return exact != nullptr ? exact : reinterpret_cast<char *>(buffer);
+    } while (at < end);
+    return out.finish();
 }
 
 }  // namespace
@@ -258,7 +356,7 @@ char *String_Copy(const char *text, int32_t len) {
 }
 
 char *EncodeToUTF8(const char *gb) {
-    return convertText(gb, g_decoder.pending, [](const uint8_t *bytes, size_t left, uint8_t **out) {
+    return convertText(gb, g_decoder.pending, encodeCommon, [](const uint8_t *bytes, size_t left, uint8_t **out) {
         uint32_t unit = 0;
         const int used = decodeNext(bytes, left, &unit);
         if (used > 0) {
@@ -270,7 +368,7 @@ char *EncodeToUTF8(const char *gb) {
 
 char *DecodeFromUTF8(const char *utf8) {
     const size_t room = utf8 == nullptr ? 0 : strlen(utf8);
-    return convertText(utf8, g_encoder.pending, [room](const uint8_t *bytes, size_t left, uint8_t **out) {
+    return convertText(utf8, g_encoder.pending, decodeCommon, [room](const uint8_t *bytes, size_t left, uint8_t **out) {
         uint32_t unit = 0;
         const int used = vos::decodeUtf8(&unit, bytes, left);
         if (used < 1) {
