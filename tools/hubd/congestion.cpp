@@ -10,12 +10,14 @@ namespace hubd {
 namespace {
 
 constexpr size_t kHighWater = 512 * 1024;
-constexpr int64_t kLongestPauseNs = 100 * kNsPerMs;
 
 }  // namespace
 
-Congestion::Congestion(Poller &poller, size_t queueLimit)
-    : poller_{poller}, highWater_{std::min(kHighWater, queueLimit / 2)}, lowWater_{highWater_ / 4} {}
+Congestion::Congestion(Poller &poller, size_t queueLimit, int64_t longestPauseNs)
+    : poller_{poller},
+      longestPauseNs_{longestPauseNs},
+      highWater_{std::min(kHighWater, queueLimit / 2)},
+      lowWater_{highWater_ / 4} {}
 
 void Congestion::queued(Client &from, Client &to) {
     if (to.queue.size() < highWater_ || to.slow || to.leaving || from.paused || &from == &to) {
@@ -23,7 +25,7 @@ void Congestion::queued(Client &from, Client &to) {
     }
     from.paused = true;
     poller_.update(from);
-    pauses_.push_back({&from, &to, monotonicNs() + kLongestPauseNs});
+    pauses_.push_back({&from, &to, monotonicNs() + longestPauseNs_});
 }
 
 template <typename Predicate>

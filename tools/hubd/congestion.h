@@ -15,7 +15,7 @@ namespace hubd {
  *  queue has run empty. So a stuck reader costs others one short pause and then loses its own connection. */
 class Congestion {
   public:
-    Congestion(Poller &poller, size_t queueLimit);
+    Congestion(Poller &poller, size_t queueLimit, int64_t longestPauseNs);
 
     /** Called after a message for `to` had to be queued. */
     void queued(Client &from, Client &to);
@@ -37,6 +37,7 @@ class Congestion {
     void resumeIf(Predicate predicate);
 
     Poller &poller_;
+    int64_t longestPauseNs_;
     size_t highWater_;
     size_t lowWater_;
     std::vector<Pause> pauses_;  // in order of deadline

@@ -44,15 +44,15 @@ vos::UniqueFd endSignals() {
 
 Hub::Hub(const Options &options)
     : options_{options},
+      signals_{endSignals()},
       listener_{options_.socketPath},
       outbox_{poller_, departures_, options_.queueLimit},
-      congestion_{poller_, options_.queueLimit},
+      congestion_{poller_, options_.queueLimit, options_.longestPauseMs * kNsPerMs},
       directory_{ids_},
       observers_{outbox_, directory_, options_.trace},
       router_{ids_, outbox_, congestion_, observers_},
       services_{options_, *this, ids_, directory_, router_, observers_},
-      launcher_{*this, ids_, directory_, router_, services_},
-      signals_{endSignals()} {
+      launcher_{*this, ids_, directory_, router_, services_} {
     raiseDescriptorLimit();
     if (!poller_.add(listener_.fd()) || !poller_.add(signals_.get())) {
         throw HubError{std::string{"cannot watch descriptors: "} + strerror(errno)};
@@ -90,7 +90,6 @@ void Hub::acceptClients() {
     for (int i = 0; i < kAcceptsInARow; i++) {
         vos::UniqueFd fd = listener_.accept();
         if (fd) {
-            acceptTrouble_ = false;
             admit(std::move(fd));
             continue;
         }
@@ -102,6 +101,8 @@ void Hub::acceptClients() {
             acceptTrouble_ = true;
             acceptAgainNs_ = monotonicNs() + kAcceptRestNs;
             poller_.remove(listener_.fd());
+        } else if (errno == EAGAIN) {
+            acceptTrouble_ = false;
         }
         return;
     }

@@ -44,6 +44,7 @@ class Hub final : private ClientWalk {
     };
 
     const Options options_;
+    vos::UniqueFd signals_;  // before the listener: from then on a signal must not leave the socket file behind
     Listener listener_;
     Poller poller_;
     Departures departures_;
@@ -56,7 +57,6 @@ class Hub final : private ClientWalk {
     Services services_;
     Launcher launcher_;
     FrameReader reader_;
-    vos::UniqueFd signals_;
     std::vector<std::unique_ptr<Client>> clients_;  // by descriptor
     std::vector<std::unique_ptr<Client>> ended_;    // kept until no event of the last wait can name them
     std::deque<Unannounced> unannounced_;           // in order of deadline
