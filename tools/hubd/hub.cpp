@@ -184,6 +184,9 @@ void Hub::end(Client &client, const std::string &why) {
     }
     if (client.eid != 0) {
         ids_.erase(client.eid);
+        if (!client.pending.empty()) {
+            directory_.retire(client.name, client.eid);  // late replies must not reach its successor
+        }
     }
     services_.forget(client);
     observers_.detach(client);
