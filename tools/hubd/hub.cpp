@@ -144,12 +144,12 @@ void Hub::handleClient(int fd, uint32_t events) {
 }
 
 void Hub::readFrom(Client &client) {
-    const size_t payloadLimit = client.eid == 0 ? kMaxAnnouncement : options_.payloadLimit;
+    const auto payloadLimit = [&] { return client.eid == 0 ? kMaxAnnouncement : options_.payloadLimit; };
     const ReadStatus status = reader_.read(client.fd.get(), client.partial, payloadLimit,
                                            [&](const Frame &frame) { return receive(client, frame); });
     router_.flush();
     if (status == ReadStatus::broken) {
-        departures_.add(client, "announces a longer payload than " + std::to_string(payloadLimit) + " bytes");
+        departures_.add(client, "announces a longer payload than " + std::to_string(payloadLimit()) + " bytes");
     } else if (status == ReadStatus::closed) {
         departures_.add(client, "");
     }
