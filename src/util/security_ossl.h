@@ -10,7 +10,8 @@
 
 namespace vos {
 
-/** Takes the errors that a function adds to OpenSSL's queue away again at its end; older ones stay. */
+/** Takes the errors that a function adds to OpenSSL's queue away again at its end; older ones stay. One guard at a
+ * time: OpenSSL 1.1 has a single mark. */
 class KeepErrorQueue {
   public:
     KeepErrorQueue() { ERR_set_mark(); }

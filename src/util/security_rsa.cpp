@@ -74,10 +74,29 @@ EVP_PKEY *readLegacyKey(BIO *file, const char *passPhrase) {
 }
 #endif
 
+EVP_PKEY *readKeyFile(const char *path, const char *passPhrase) {
+    if (path == nullptr ||
+        OPENSSL_init_crypto(OPENSSL_INIT_ADD_ALL_CIPHERS | OPENSSL_INIT_ADD_ALL_DIGESTS, nullptr) != 1) {
+        return nullptr;
+    }
+    BIO *file = BIO_new_file(path, "rbe");
+    const Scope closeFile{[file] { BIO_free(file); }};
+    if (file == nullptr) {
+        return nullptr;
+    }
+    EVP_PKEY *key = readKey(file, nullptr, passPhrase);
+#if OPENSSL_VERSION_NUMBER >= 0x30000000L
+    if (key == nullptr && BIO_seek(file, 0) == 0) {
+        key = readLegacyKey(file, passPhrase);
+    }
+#endif
+    return key;
+}
+
 EVP_PKEY *readRsaKey(const char *pfxPath, const char *passPhrase) {
     // Callers rely on the default file being read with its own pass phrase, whatever they pass along.
-    EVP_PKEY *key = pfxPath != nullptr ? readKeyPairFromPfx(pfxPath, passPhrase)
-                                       : readKeyPairFromPfx(UTIL_DEFAULT_PFX_FILE, kDefaultPassPhrase);
+    EVP_PKEY *key =
+        pfxPath != nullptr ? readKeyFile(pfxPath, passPhrase) : readKeyFile(UTIL_DEFAULT_PFX_FILE, kDefaultPassPhrase);
     if (key != nullptr && EVP_PKEY_base_id(key) != EVP_PKEY_RSA) {
         EVP_PKEY_free(key);
         return nullptr;
@@ -125,23 +144,8 @@ VosRet convert(const Direction &direction, const uint8_t *in, uint32_t inLen, ui
 }  // namespace
 
 EVP_PKEY *readKeyPairFromPfx(const char *file, const char *passPhrase) {
-    if (file == nullptr ||
-        OPENSSL_init_crypto(OPENSSL_INIT_ADD_ALL_CIPHERS | OPENSSL_INIT_ADD_ALL_DIGESTS, nullptr) != 1) {
-        return nullptr;
-    }
     const vos::KeepErrorQueue keepErrors;
-    BIO *bio = BIO_new_file(file, "rbe");
-    const Scope closeFile{[bio] { BIO_free(bio); }};
-    if (bio == nullptr) {
-        return nullptr;
-    }
-    EVP_PKEY *key = readKey(bio, nullptr, passPhrase);
-#if OPENSSL_VERSION_NUMBER >= 0x30000000L
-    if (key == nullptr && BIO_seek(bio, 0) == 0) {
-        key = readLegacyKey(bio, passPhrase);
-    }
-#endif
-    return key;
+    return readKeyFile(file, passPhrase);
 }
 
 VosRet UTIL_RsaPrivateKeyDecrypt(const uint8_t *in, uint32_t inLen, uint8_t *out, uint32_t *outLen, const char *pfxPath,
