@@ -42,6 +42,8 @@ enum class Generation { kModern, kLegacy, kNoIntegrity };
 // A PKCS#12 file with the key and a certificate for it.
 std::string makeFile(EVP_PKEY *key, const char *passPhrase, Generation generation, long claimedIterations = 0) {
     const std::shared_ptr<X509> certificate{X509_new(), X509_free};
+    X509_gmtime_adj(X509_getm_notBefore(certificate.get()), 0);
+    X509_gmtime_adj(X509_getm_notAfter(certificate.get()), 3600);
     X509_set_pubkey(certificate.get(), key);
     EXPECT_GT(X509_sign(certificate.get(), key, EVP_sha256()), 0);
     const bool old = generation == Generation::kLegacy;

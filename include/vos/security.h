@@ -3,7 +3,8 @@
  *  was built with VOS_WITH_SECURITY=OFF.
  *
  *  Nothing is kept between calls and every function may be called from any thread. Keys and plain text are cleared from
- *  the library's own buffers before these are released. OpenSSL's error queue is left as it was found.
+ *  the library's own buffers before these are released. The functions leave no error in OpenSSL's queue
+ *  (OpenSSL 1.1 empties it when it decodes a file).
  */
 #ifndef VOS_SECURITY_H
 #define VOS_SECURITY_H
