@@ -287,7 +287,7 @@ std::string aesStream(const std::string &in, int enc) {
 }
 
 TEST(Aes, GivesOpenSslsResultForBuffersAndStreams) {
-    for (const size_t size : {0, 1, 15, 16, 17, 1023, 1024, 1025, 5000, 300'000}) {
+    for (const size_t size : {0U, 1U, 15U, 16U, 17U, 1023U, 1024U, 1025U, 5000U, 300'000U}) {
         SCOPED_TRACE(size);
         const std::string plain(size, 'p');
         const std::string cipher = peerEncrypt(plain);
@@ -321,6 +321,7 @@ TEST(Aes, ReportsABufferThatDoesNotDecryptAndSaysSo) {
     EXPECT_EQ(decrypt(kKey, kIv, cipher, 32, out, &length), VOS_RET_OK);
     const auto lines = diagnostics.take();
     ASSERT_EQ(lines.size(), 5U);
+    EXPECT_EQ(lines[0].text.substr(0, 28), "[UTIL_aes128CbcBufferEncrypt");
     EXPECT_EQ(lines[0].body(), "EVP_CipherFinal_ex: 0");
     EXPECT_EQ(lines[4].body(), "EVP_CipherFinal_ex: 1");
     EXPECT_EQ(lines[4].priority, LOG_DEBUG);
