@@ -135,25 +135,19 @@ TYPED_TEST(DigestTest, IgnoresNullAndClearsTheContextAtTheEnd) {
     EXPECT_EQ(std::string(reinterpret_cast<const char *>(&digest), sizeof digest), std::string(sizeof digest, '\0'));
 }
 
-TEST(Sha256Blocks, PortablePathEqualsTheProcessorsInstructionsAndAPublishedDigest) {
-    uint32_t state[8] = {0x6a09e667, 0xbb67ae85, 0x3c6ef372, 0xa54ff53a,
-                         0x510e527f, 0x9b05688c, 0x1f83d9ab, 0x5be0cd19};
-    uint8_t block[64] = {'a', 'b', 'c', 0x80};
-    block[63] = 24;
-    vos::sha256BlocksPortable(state, block, 1);
-    EXPECT_EQ(state[0], 0xba7816bfU);
-    EXPECT_EQ(state[7], 0xf20015adU);
+// What the exported functions run elsewhere; here they run the other path.
+TEST(Sha256Blocks, PortablePathEqualsTheProcessorsInstructions) {
     if (!vos::sha256HasInstructions()) {
         GTEST_SKIP() << "this processor has no SHA instructions";
     }
     std::mt19937 random{180};
-    uint32_t accelerated[8];
-    std::copy(std::begin(state), std::end(state), accelerated);
+    uint32_t portable[8] = {1, 2, 3, 4, 5, 6, 7, 8};
+    uint32_t accelerated[8] = {1, 2, 3, 4, 5, 6, 7, 8};
     for (const size_t blocks : {1U, 2U, 3U, 50U}) {
         const Bytes bytes = randomBytes(random, blocks * 64 + 1);
-        vos::sha256BlocksPortable(state, &bytes[1], blocks);  // callers' buffers need not be aligned
+        vos::sha256BlocksPortable(portable, &bytes[1], blocks);  // callers' buffers need not be aligned
         vos::sha256BlocksAccelerated(accelerated, &bytes[1], blocks);
-        EXPECT_EQ(hex(reinterpret_cast<uint8_t *>(state), 32), hex(reinterpret_cast<uint8_t *>(accelerated), 32));
+        EXPECT_TRUE(std::equal(std::begin(portable), std::end(portable), accelerated)) << blocks;
     }
 }
 

@@ -11,23 +11,21 @@
 #include <openssl/x509.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
+#include <sys/socket.h>
 #include <syslog.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
-#include <thread>
 
 #include "support/files.h"
 #include "support/syslog_catcher.h"
 
 namespace {
 
-const uint8_t *bytes(const std::string &text) {
-    return reinterpret_cast<const uint8_t *>(text.data());
-}
-uint8_t *bytes(std::string &text) {
-    return reinterpret_cast<uint8_t *>(text.data());
+uint8_t *bytes(const std::string &text) {
+    return reinterpret_cast<uint8_t *>(const_cast<char *>(text.data()));
 }
 
 using KeyPtr = std::shared_ptr<EVP_PKEY>;
@@ -112,20 +110,16 @@ void expectRoundTrip(const char *path, const char *passPhrase) {
 }
 
 TEST_F(RsaTest, ReadsKeyFilesOfBothGenerations) {
-    struct Case {
-        Generation generation;
-        const char *passPhrase;
-    };
-    for (const Case &c : {Case{Generation::kModern, "geheim"},
-                          {Generation::kLegacy, "geheim"},
-                          {Generation::kModern, ""},
-                          {Generation::kLegacy, nullptr}}) {
-        SCOPED_TRACE(static_cast<int>(c.generation));
-        const char *path = write(makeFile(rsaKey(), c.passPhrase, c.generation));
-        const KeyPtr key{readKeyPairFromPfx(path, c.passPhrase), EVP_PKEY_free};
-        ASSERT_NE(key, nullptr);
+    const std::pair<Generation, const char *> kFiles[] = {{Generation::kModern, "geheim"},
+                                                          {Generation::kLegacy, "geheim"},
+                                                          {Generation::kModern, ""},
+                                                          {Generation::kLegacy, nullptr}};
+    for (const auto &[generation, passPhrase] : kFiles) {
+        SCOPED_TRACE(static_cast<int>(generation));
+        const char *path = write(makeFile(rsaKey(), passPhrase, generation));
+        const KeyPtr key{readKeyPairFromPfx(path, passPhrase), EVP_PKEY_free};
         EXPECT_EQ(EVP_PKEY_eq(key.get(), rsaKey()), 1);
-        expectRoundTrip(path, c.passPhrase);
+        expectRoundTrip(path, passPhrase);
     }
     EXPECT_EQ(OSSL_PROVIDER_available(nullptr, "legacy"), 0) << "the process's own providers stay as they were";
 }
@@ -135,7 +129,6 @@ TEST_F(RsaTest, ReadsTheDevicesFileWithItsOwnPassPhraseForANullPath) {
     std::filesystem::create_directory("/usr/share/standby_key");
     vostest::writeText(UTIL_DEFAULT_PFX_FILE, makeFile(rsaKey(), "Qm7ZtR4wXp2LkD", Generation::kModern));
     expectRoundTrip(nullptr, "ignored");
-    expectRoundTrip(nullptr, nullptr);
     umount2("/usr/share", MNT_DETACH);
 }
 
@@ -176,15 +169,10 @@ TEST_F(RsaTest, RefusesFilesThatHoldNoUsableKey) {
     }
     EXPECT_EQ(readKeyPairFromPfx(nullptr, "geheim"), nullptr);
     for (const char *path : {"/tmp/missing.pfx", "/tmp", "/dev/null", UTIL_DEFAULT_PFX_FILE}) {
-        SCOPED_TRACE(path);
-        EXPECT_EQ(readKeyPairFromPfx(path, "geheim"), nullptr);
         expectRefused(path, "geheim");
     }
-}
-
-TEST_F(RsaTest, NeedsAnRsaKey) {
-    const KeyPtr ellipticKey{EVP_EC_gen("P-256"), EVP_PKEY_free};
-    const char *path = write(makeFile(ellipticKey.get(), "geheim", Generation::kModern));
+    const KeyPtr noRsaKey{EVP_EC_gen("P-256"), EVP_PKEY_free};
+    const char *path = write(makeFile(noRsaKey.get(), "geheim", Generation::kModern));
     EXPECT_NE((KeyPtr{readKeyPairFromPfx(path, "geheim"), EVP_PKEY_free}), nullptr);
     expectRefused(path, "geheim");
 }
@@ -219,18 +207,14 @@ TEST_F(RsaTest, FailsOnALegacyFileWhereTheLegacyCiphersAreMissing) {
 
 // Calls `use` with a descriptor that gives `contents` in pieces that fit no buffer.
 template <typename Use>
-void withPipe(const std::string &contents, Use use) {
+void withPieces(const std::string &contents, Use use) {
     int ends[2];
-    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
-    std::thread writer{[&contents, fd = ends[1]] {
-        for (size_t at = 0; at < contents.size(); at += 777) {
-            const std::string piece = contents.substr(at, 777);
-            EXPECT_EQ(write(fd, piece.data(), piece.size()), static_cast<ssize_t>(piece.size()));
-        }
-        close(fd);
-    }};
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), 0);
+    for (size_t at = 0; at < contents.size(); at += 777) {
+        EXPECT_GT(write(ends[1], &contents[at], std::min<size_t>(777, contents.size() - at)), 0);
+    }
+    close(ends[1]);
     use(ends[0]);
-    writer.join();
     close(ends[0]);
 }
 
@@ -244,9 +228,12 @@ TEST(Sha1, GivesThePublishedDigestsOfBuffersAndStreams) {
     for (const auto &[text, expected] : kVectors) {
         ASSERT_EQ(UTIL_sha1FromBuffer(bytes(text), static_cast<uint32_t>(text.size()), bytes(digest)), VOS_RET_OK);
         EXPECT_EQ(digest, expected);
-        withPipe(text, [&](int fd) { ASSERT_EQ(UTIL_sha1FromStream(fd, bytes(digest)), VOS_RET_OK); });
-        EXPECT_EQ(digest, expected);
     }
+    const std::string data(5000, 'd');
+    std::string streamed(UTIL_SHA1_DIGEST_SIZE, '\0');
+    withPieces(data, [&](int fd) { EXPECT_EQ(UTIL_sha1FromStream(fd, bytes(streamed)), VOS_RET_OK); });
+    EXPECT_EQ(UTIL_sha1FromBuffer(bytes(data), 5000, bytes(digest)), VOS_RET_OK);
+    EXPECT_EQ(streamed, digest);
     ASSERT_EQ(UTIL_sha1FromStream(-1, bytes(digest)), VOS_RET_OK);
     EXPECT_EQ(digest, kVectors[0].second) << "a failed read is the end of the data";
     EXPECT_EQ(UTIL_sha1FromBuffer(nullptr, 0, bytes(digest)), VOS_RET_ERROR);
@@ -280,14 +267,14 @@ std::string aesBuffer(const std::string &in, int enc) {
 
 std::string aesStream(const std::string &in, int enc) {
     const int out = memfd_create("out", MFD_CLOEXEC);
-    withPipe(in, [&](int fd) { EXPECT_EQ(UTIL_aes128CbcStreamEncrypt(kKey, kIv, fd, out, enc), VOS_RET_OK); });
+    withPieces(in, [&](int fd) { EXPECT_EQ(UTIL_aes128CbcStreamEncrypt(kKey, kIv, fd, out, enc), VOS_RET_OK); });
     const std::string text = vostest::readText("/proc/self/fd/" + std::to_string(out));
     close(out);
     return text;
 }
 
 TEST(Aes, GivesOpenSslsResultForBuffersAndStreams) {
-    for (const size_t size : {0U, 1U, 15U, 16U, 17U, 1023U, 1024U, 1025U, 5000U, 300'000U}) {
+    for (const size_t size : {0U, 1U, 15U, 16U, 17U, 1023U, 1024U, 1025U, 20'000U}) {
         SCOPED_TRACE(size);
         const std::string plain(size, 'p');
         const std::string cipher = peerEncrypt(plain);
@@ -335,7 +322,7 @@ TEST(Aes, StreamsReportNothingButMissingKeys) {
     EXPECT_EQ(aesStream(cipher.substr(0, 1500), 0), plain.substr(0, 1488));
     EXPECT_EQ(aesStream(cipher.substr(0, 1504), 0), plain.substr(0, 1488));
 
-    withPipe(plain, [](int fd) {
+    withPieces(plain, [](int fd) {
         EXPECT_EQ(UTIL_aes128CbcStreamEncrypt(kKey, kIv, fd, -1, 1), VOS_RET_OK);
         char rest;
         EXPECT_EQ(read(fd, &rest, 1), 0) << "the input is read to its end";
