@@ -7,13 +7,13 @@
  *  that a tool can change them while the daemon runs. Every init sets them to their defaults again.
  *
  *  Logging never fails towards its caller. What goes wrong in vosLog_init(), vosLog_show() and vosLog_clear() is
- * printed to standard output, never logged; everything else is dropped silently. Entries are cut to VOS_LOG_ENTRY_SIZE
- * - 1 bytes.
+ *  printed to standard output, never logged; everything else is dropped silently. Entries are cut to
+ *  VOS_LOG_ENTRY_SIZE - 1 bytes.
  *
  *  Nothing here takes a lock of its own. Entries may be written by any thread once vosLog_init() has returned; init,
  *  cleanup and the redirections belong to one thread at a time. The ring of call sites is meant for one process for
  *  each name: threads that log at once may overwrite each other's slots, never anything else. What other processes
- * write into the segment is never trusted.
+ *  write into the segment is never trusted.
  */
 #ifndef VOS_LOG_H
 #define VOS_LOG_H
@@ -30,7 +30,7 @@
 #define VOS_LOG_ENTRY_SIZE 10240         /**< longest entry with colours and terminator */
 
 /** Levels; a larger number says more. An entry is written when its level is at most the configured one. Levels without
- * a name here count as the word "invalid". */
+ *  a name here count as the word "invalid". */
 typedef enum {
     VOS_LOG_LEVEL_NONE = 1,   /**< as the configured level: log_log() does nothing at all */
     VOS_LOG_LEVEL_RAW = 2,    /**< the bare message: no colour, header or added line feed */
@@ -154,8 +154,8 @@ void vosLog_cache(const char *func, uint32_t line);
 
 /** @name Settings
  *  In the shared segment; while none is attached a setter does nothing and a getter gives 3, 1 and 32 (a maximum size
- * of 32 here and 32768 after vosLog_init(), as callers know it). The header mask is the process's own and always works.
- * No value is checked.
+ *  of 32 here and 32768 after vosLog_init(), as callers know it). The header mask is the process's own and always
+ *  works. No value is checked.
  *  @{ */
 void vosLog_setLevel(uint32_t level);
 uint32_t vosLog_getLevel(void);
@@ -179,7 +179,7 @@ void vosLog_clear(VosEntityId eid);
 void vosLog_hexDump(const uint8_t *buf, uint32_t len);
 
 /** Writes "000000 " and the message to syslog with priority LOG_INFO, whatever is configured. The text is then read as
- * a format as vosLog_printf() says. Returns 0. */
+ *  a format as vosLog_printf() says. Returns 0. */
 int vosSyslog_info(const char *fmt, ...) VOS_PRINTF(1, 2);
 
 /** Reserved for security events: writes nothing, returns 0. */
@@ -207,7 +207,7 @@ void oalLog_init(void);    /**< opens syslog without an identity, facility LOG_D
 void oalLog_cleanup(void); /**< closes syslog */
 
 /** Writes a text to syslog, read as a format as vosLog_printf() says. @p level is the priority, unchanged; nothing for
- * a NULL @p text. */
+ *  a NULL @p text. */
 void oalLog_syslog(uint32_t level, const char *text);
 
 VOS_END_DECLS

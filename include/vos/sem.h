@@ -2,8 +2,8 @@
  *  The lock between processes: a System V semaphore with two states, free and held.
  *
  *  Daemons hold it around their work on the shared pool (vos/pool.h). The kernel frees the lock of a process that dies
- *  (SEM_UNDO). Every function may be called from any thread; the holder is the process. The oalVosSem_ functions are the
- *  layer below with the same behaviour.
+ *  (SEM_UNDO). Every function may be called from any thread; the holder is the process. The oalVosSem_ functions are
+ *  the layer below with the same behaviour.
  */
 #ifndef VOS_SEM_H
 #define VOS_SEM_H
