@@ -1,5 +1,6 @@
 // Settings of the daemon log: those in the shared segment and the header mask.
 #include "vos/log.h"
+
 #include "vos/log_parts.h"
 
 namespace {

@@ -1,5 +1,6 @@
 // The one writer of the daemon log: file first, then the destination.
 #include "vos/log.h"
+
 #include "vos/log_parts.h"
 
 namespace {

@@ -1,11 +1,11 @@
 // Entries: level test, colour, header and message.
+#include "vos/log.h"
+
 #include <syslog.h>
 #include <array>
 #include <cerrno>
-#include <string_view>
 
 #include "internal/cut_text.h"
-#include "vos/log.h"
 #include "vos/log_parts.h"
 #include "vos/tms.h"
 
@@ -14,13 +14,13 @@ namespace {
 using vos::CutText;
 using vos::log::g_state;
 
-constexpr std::string_view kColourReset = "\033[0m";
-constexpr std::string_view kBlue = "\033[0;34m";
+constexpr const char *kColourReset = "\033[0m";
+constexpr const char *kBlue = "\033[0;34m";
 
 struct Style {
     uint32_t level;
-    std::string_view colour;
-    std::string_view word;
+    const char *colour;
+    const char *word;
 };
 constexpr std::array<Style, 5> kStyles{{{VOS_LOG_LEVEL_RAW, "", ""},
                                         {VOS_LOG_LEVEL_ERROR, "\033[1;31m", "error"},
@@ -38,21 +38,21 @@ const Style &styleOf(uint32_t level) {
     return kOtherStyle;
 }
 
-void addHeader(CutText &entry, uint32_t destination, std::string_view levelWord, const char *func, uint32_t line) {
+void addHeader(CutText &entry, uint32_t destination, const char *levelWord, const char *func, uint32_t line) {
     const uint32_t mask = g_state.headerMask;
     if ((mask & VOS_LOG_HDRMASK_APPNAME) != 0) {
-        entry.text(vos::log::appName()).text(":");
+        entry.text(vos::log::appName()).character(':');
     }
     if ((mask & VOS_LOG_HDRMASK_LEVEL) != 0 && destination == VOS_LOG_DEST_STDERR) {
-        entry.text(levelWord).text(":");
+        entry.text(levelWord).character(':');
     }
     if ((mask & VOS_LOG_HDRMASK_TIMESTAMP) != 0) {
         UtilTimestamp now;
         utilTms_get(&now);
-        entry.number(now.sec % 1000).text(".").number(now.nsec / 1000000, 3).text(":");
+        entry.number(now.sec % 1000).character('.').number(now.nsec / 1000000, 3).character(':');
     }
     if ((mask & VOS_LOG_HDRMASK_LOCATION) != 0) {
-        entry.text(func == nullptr ? "?" : func).text(":").number(line).text(":");
+        entry.text(func == nullptr ? "?" : func).character(':').number(line).character(':');
     }
 }
 
@@ -62,17 +62,17 @@ void addHeader(CutText &entry, uint32_t destination, std::string_view levelWord,
     const int savedErrno = errno;
     const uint32_t destination = vosLog_getDestination();
     char buffer[VOS_LOG_ENTRY_SIZE];
-    CutText entry{buffer};
     const bool raw = level == VOS_LOG_LEVEL_RAW;
-    if (!raw) {
+    {
+        CutText entry{buffer};
         const Style &style = styleOf(level);
         entry.text(style.colour);
-        addHeader(entry, destination, style.word, func, line);
-    }
-    errno = savedErrno;
-    entry.format(fmt, args);
-    if (!raw) {
-        entry.text(kColourReset);
+        if (!raw) {
+            addHeader(entry, destination, style.word, func, line);
+        }
+        errno = savedErrno;
+        entry.format(fmt, args);
+        entry.text(raw ? "" : kColourReset);
     }
     // Readers count on a line feed behind the colour reset, even where the message ends in its own.
     vosLog_printf(configuredLevel, destination, !raw, buffer);

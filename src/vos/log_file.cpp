@@ -1,9 +1,10 @@
 // The log file of a process: writing, rotation by position, showing and clearing.
+#include "vos/log.h"
+
 #include <cerrno>
 #include <cstring>
 
 #include "internal/cut_text.h"
-#include "vos/log.h"
 #include "vos/log_parts.h"
 
 namespace vos::log {

@@ -1,10 +1,10 @@
 // Texts that other loggers take as a format: what such a reading makes of them, without arguments to read.
+#include "vos/log_parts.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <string_view>
-
-#include "vos/log_parts.h"
 
 namespace vos::log {
 

@@ -1,8 +1,9 @@
 // Hexadecimal dump into the daemon log, piece by piece.
+#include "vos/log.h"
+
 #include <algorithm>
 #include <span>
 
-#include "vos/log.h"
 #include "vos/log_parts.h"
 
 namespace {

@@ -1,7 +1,8 @@
 // The name of a process in its log: plug-in, entity or number.
+#include "vos/log_parts.h"
+
 #include "internal/cut_text.h"
 #include "vos/eid.h"
-#include "vos/log_parts.h"
 #include "vos/plugin_info.h"
 
 void vos::log::resolveName(VosEntityId eid, char (&name)[kNameSize]) {

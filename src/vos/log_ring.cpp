@@ -1,6 +1,7 @@
 // The ring of call sites in the shared segment.
-#include "internal/cut_text.h"
 #include "vos/log.h"
+
+#include "internal/cut_text.h"
 #include "vos/log_parts.h"
 
 namespace vos::log {
@@ -10,11 +11,11 @@ void recordCallSite(LogSharedConfig *config, const char *func, uint32_t line) {
     uint32_t slot = read(config->callSiteNext);
     if (slot < VOS_LOG_CALL_SITES) {
         CutText{config->callSites[slot]}
-            .text("<")
+            .character('<')
             .text(func == nullptr ? "?" : func)
-            .text(":")
+            .character(':')
             .signedNumber(line)
-            .text(">");
+            .character('>');
         slot++;
     }
     write(config->callSiteNext, slot % VOS_LOG_CALL_SITES);

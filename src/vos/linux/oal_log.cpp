@@ -1,7 +1,8 @@
 // syslog.
+#include "vos/log.h"
+
 #include <syslog.h>
 
-#include "vos/log.h"
 #include "vos/log_parts.h"
 
 void oalLog_init() {

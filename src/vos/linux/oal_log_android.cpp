@@ -1,7 +1,7 @@
 // Android's log.
-#include <log/log_id.h>
-
 #include "vos/log_parts.h"
+
+#include <log/log_id.h>
 
 void vos::log::writeToAndroid(uint32_t level, bool, const char *text) {
     const MemPtr<char> read = readAsFormat(text);

@@ -1,11 +1,11 @@
 // Where entries go besides the log file: standard error, syslog, the serial terminal and the console.
+#include "vos/log_parts.h"
+
 #include <fcntl.h>
 #include <unistd.h>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-
-#include "vos/log_parts.h"
 
 namespace vos::log {
 

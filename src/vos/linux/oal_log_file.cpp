@@ -1,11 +1,11 @@
 // The log file on disk: opening, rotating, emptying and printing.
+#include "vos/log_parts.h"
+
 #include <sys/stat.h>
 #include <unistd.h>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-
-#include "vos/log_parts.h"
 
 namespace vos::log {
 

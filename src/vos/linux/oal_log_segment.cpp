@@ -1,9 +1,9 @@
 // The System V segment that holds the settings of a process's log.
+#include "vos/log_parts.h"
+
 #include <sys/shm.h>
 #include <cerrno>
 #include <cstring>
-
-#include "vos/log_parts.h"
 
 namespace vos::log {
 

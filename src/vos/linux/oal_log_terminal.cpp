@@ -1,10 +1,11 @@
 // Standard descriptors moved to a terminal and back.
+#include "vos/log.h"
+
 #include <fcntl.h>
 #include <unistd.h>
 #include <array>
 
 #include "internal/guards.h"
-#include "vos/log.h"
 
 int32_t g_vosStdin = -1;
 int32_t g_vosStdout = -1;
