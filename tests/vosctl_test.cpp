@@ -16,7 +16,6 @@ using testing::ContainsRegex;
 using testing::HasSubstr;
 using vostest::HubProcess;
 using vostest::Outcome;
-using vostest::readText;
 using vostest::shell;
 using vostest::vosctl;
 
