@@ -22,7 +22,7 @@ else()
     list(APPEND vos_pc_private "-L${vos_android_log_dir} -llog")
     # Debian keeps the library where the loader does not look by itself.
     if(NOT CMAKE_CROSSCOMPILING AND NOT vos_android_log_dir IN_LIST CMAKE_CXX_IMPLICIT_LINK_DIRECTORIES)
-        list(APPEND vos_private_libs "-Wl,-rpath,${vos_android_log_dir}")
+        cmake_language(DEFER CALL set_property TARGET vos PROPERTY INSTALL_RPATH ${vos_android_log_dir})
         list(APPEND vos_pc_private "-Wl,-rpath,${vos_android_log_dir}")
     endif()
 endif()
