@@ -1,1 +1,1 @@
-add_dependencies(${name} vosctl)
+add_dependencies(${name} vosctl vos-hubd)

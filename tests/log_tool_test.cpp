@@ -11,9 +11,11 @@
 #include <cstring>
 #include <string>
 
+#include "support/hub_process.h"
 #include "support/mount_over.h"
 #include "support/shell.h"
 #include "vos/log.h"
+#include "vos/msg.h"
 
 using testing::ContainsRegex;
 using testing::EndsWith;
@@ -113,6 +115,17 @@ TEST_F(LogToolTest, ListsEverySegmentDeadAndForeignOnesToo) {
         EXPECT_THAT(failed.err, HasSubstr(c.advice));
         EXPECT_EQ(std::ranges::count(failed.err, '\n'), 1);
     }
+}
+
+TEST_F(LogToolTest, AsksTheHubForTheNumberBehindAName) {
+    const vostest::HubProcess hub;
+    VosMsgHandle *handle = nullptr;
+    ASSERT_EQ(vosMsg_initByName("com.example.meter", &handle), VOS_RET_OK);
+    vosLog_cleanup();
+    vosLog_init(vosMsg_getHandleEid(handle));
+    EXPECT_EQ(vosctl("log com.example.meter --level 9").err, "");
+    EXPECT_EQ(vosLog_getLevel(), 9U);
+    vosMsg_cleanup(&handle);
 }
 
 TEST_F(LogToolTest, FollowsTheFileThroughRotation) {

@@ -84,21 +84,23 @@ VosEntityId eidOf(const std::string &name) {
     }
 }
 
-/** The names under which an entity may have opened its log, the likelier first. */
-std::vector<std::string> namesOf(VosEntityId eid) {
+/** The names under which the entity that the user means may have opened its log, the likelier first. */
+std::vector<std::string> namesOf(const std::string &app) {
+    if (vosctl::findLog(app)) {
+        return {app};
+    }
+    const auto number = vosctl::parseNumber(app);
+    const VosEntityId eid = number ? *number : eidOf(app);
+    if (eid == 0) {
+        return {};
+    }
     char name[64] = "";
     vosEid_getAppName(name, sizeof name, eid);
     return {name, "EID" + std::to_string(eid)};
 }
 
 LogSegment findSegment(const std::string &app) {
-    std::vector<std::string> names{app};
-    if (const auto number = vosctl::parseNumber(app)) {
-        names = namesOf(*number);
-    } else if (!vosctl::findLog(app)) {
-        names = namesOf(eidOf(app));
-    }
-    for (const std::string &name : names) {
+    for (const std::string &name : namesOf(app)) {
         auto segment = name.empty() ? std::nullopt : vosctl::findLog(name);
         if (!segment) {
             continue;
