@@ -141,8 +141,8 @@ void vosLog_vprintf(uint32_t level, uint32_t destination, bool appendNewline, co
  *
  *  The file is rotated first when its position has reached the maximum size, so that it may exceed it by one entry:
  *  the file is copied over "%u.log.0" and truncated. Processes that share one file each go by their own position.
- *  Terminals get a line feed in any case. Syslog and the Android log know the text as a format, of which only what needs
- *  no arguments is read: "%%" becomes "%" and "%m" the text of errno, every other '%' stands for itself.
+ *  Terminals get a line feed in any case. Syslog and the Android log know the text as a format, of which only what
+ *  needs no arguments is read: "%%" becomes "%" and "%m" the text of errno, every other '%' stands for itself.
  *
  *  @param level  priority for syslog and the Android log; not compared with anything
  *  @param text   NULL writes nothing
