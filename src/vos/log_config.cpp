@@ -7,11 +7,8 @@ namespace {
 
 using vos::log::g_state;
 
-// Callers know 32 as the size before the first init, unlike the 32768 that the init writes.
-constexpr LogSharedConfig kUnattached{VOS_LOG_LEVEL_ERROR, VOS_LOG_DEST_STDERR, {}, 0, 32};
-
-uint32_t get(uint32_t LogSharedConfig::*field) {
-    return vos::log::read((g_state.config == nullptr ? &kUnattached : g_state.config)->*field);
+uint32_t get(uint32_t LogSharedConfig::*field, uint32_t unattached) {
+    return g_state.config == nullptr ? unattached : vos::log::read(g_state.config->*field);
 }
 
 void set(uint32_t LogSharedConfig::*field, uint32_t value) {
@@ -27,7 +24,7 @@ void vosLog_setLevel(uint32_t level) {
 }
 
 uint32_t vosLog_getLevel() {
-    return get(&LogSharedConfig::level);
+    return get(&LogSharedConfig::level, VOS_LOG_LEVEL_ERROR);
 }
 
 void vosLog_setDestination(uint32_t destination) {
@@ -35,7 +32,7 @@ void vosLog_setDestination(uint32_t destination) {
 }
 
 uint32_t vosLog_getDestination() {
-    return get(&LogSharedConfig::destination);
+    return get(&LogSharedConfig::destination, VOS_LOG_DEST_STDERR);
 }
 
 void vosLog_setMaxSize(uint32_t bytes) {
@@ -43,7 +40,8 @@ void vosLog_setMaxSize(uint32_t bytes) {
 }
 
 uint32_t vosLog_getMaxSize() {
-    return get(&LogSharedConfig::maxSize);
+    // Callers know 32 as the size before the first init, unlike the 32768 that the init writes.
+    return get(&LogSharedConfig::maxSize, 32);
 }
 
 void vosLog_setHeaderMask(uint32_t mask) {
