@@ -1,7 +1,6 @@
 // vosctl against a real hub: what each command prints, its exit status and its advice.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <cstdio>
 #include <future>
@@ -17,7 +16,6 @@ using testing::ContainsRegex;
 using testing::HasSubstr;
 using vostest::HubProcess;
 using vostest::Outcome;
-using vostest::readText;
 using vostest::shell;
 using vostest::vosctl;
 

@@ -1,4 +1,4 @@
-// Commands as a person types them: output, errors and exit status.
+// A command line run to its end, with what it printed.
 #pragma once
 
 #include <sys/wait.h>
@@ -11,7 +11,7 @@
 namespace vostest {
 
 struct Outcome {
-    int status;
+    int status;  // exit status, -1 after a signal
     std::string out;
     std::string err;
 };
@@ -23,9 +23,8 @@ inline Outcome shell(const std::string &command) {
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readText(dir / "out"), readText(dir / "err")};
 }
 
-/** The vosctl of this build. */
 inline Outcome vosctl(const std::string &arguments) {
-    return shell(std::string{VOS_TEST_BIN_DIR "/vosctl "} + arguments);
+    return shell(VOS_TEST_BIN_DIR "/vosctl " + arguments);
 }
 
 }  // namespace vostest
