@@ -10,7 +10,7 @@
 namespace {
 
 // A highly compressed input may stand for much output; some of it is enough.
-constexpr size_t kMostOutput = 1 << 20;
+constexpr size_t kMostOutput = 1 << 16;
 
 std::vector<uint8_t> decode(const uint8_t *stream, size_t size, uint32_t piece) {
     void *state = nullptr;
