@@ -1,8 +1,11 @@
-// Data of three kinds for the codec rows: text of this program's own symbols and words, machine code, noise.
+// Data of three kinds for the codec rows: words and markup, machine code, noise.
 #pragma once
+
+#include <dlfcn.h>
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <random>
@@ -42,13 +45,15 @@ inline std::vector<uint8_t> words(size_t size) {
     return bytes;
 }
 
-/** The running program itself, repeated where it is short. */
+/** The C library's file, repeated where it is short. */
 inline std::vector<uint8_t> machineCode(size_t size) {
-    std::ifstream file{"/usr/lib/x86_64-linux-gnu/libtiff.so.6", std::ios::binary};
-    std::vector<uint8_t> bytes{std::istreambuf_iterator<char>{file}, std::istreambuf_iterator<char>{}};
-    while (bytes.size() < size) {
-        bytes.insert(bytes.end(), bytes.begin(),
-                     bytes.begin() + static_cast<ptrdiff_t>(std::min(bytes.size(), size - bytes.size())));
+    Dl_info library{};
+    dladdr(reinterpret_cast<const void *>(&fopen), &library);
+    std::ifstream file{library.dli_fname, std::ios::binary};
+    const std::vector<uint8_t> code{std::istreambuf_iterator<char>{file}, std::istreambuf_iterator<char>{}};
+    std::vector<uint8_t> bytes;
+    while (bytes.size() < size && !code.empty()) {
+        bytes.insert(bytes.end(), code.begin(), code.end());
     }
     bytes.resize(size);
     return bytes;

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "support/files.h"
 #include "support/syslog_catcher.h"
 #include "util/crc32_paths.h"
 #include "vos/mem.h"
@@ -236,5 +237,31 @@ TEST(Crc32, RunsTheSameRegisterOnEveryPath) {
         ASSERT_EQ(local_crc32_table[value], get_crc_table()[value]);
     }
 }
+
+#ifdef VOS_TEST_HAS_VOSCTL
+// Longer than the tool's pieces, so that groups, entities and digits are cut at their ends.
+TEST(CodecTool, StreamsAcrossPieces) {
+    const vostest::TempDir directory;
+    const std::string plain = directory / "plain";
+    const std::string result = directory / "result";
+    std::string text;
+    for (int line = 0; text.size() < 200000; line++) {
+        text += "<" + std::to_string(line) + "> & \"50%\"\n";
+    }
+    vostest::writeText(plain, text);
+    const std::string codec = VOS_TEST_BIN_DIR "/vosctl codec ";
+    for (const std::string &command : {
+             codec + "b64 " + plain + " | base64 -d",
+             "base64 " + plain + " | " + codec + "b64 -d",
+             codec + "hex " + plain + " | sed 's/............./& /g' | " + codec + "hex -d -",
+             codec + "xml < " + plain + " | " + codec + "xml -d",
+             codec + "lzw " + plain + " | " + codec + "lzw -d",
+         }) {
+        EXPECT_EQ(system((command + " > " + result).c_str()), 0) << command;
+        EXPECT_TRUE(vostest::readText(result) == text) << command;
+    }
+    EXPECT_NE(system(("echo TQ==TQ== | " + codec + "b64 -d > " + result + " 2>&1").c_str()), 0);
+}
+#endif
 
 }  // namespace

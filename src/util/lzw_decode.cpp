@@ -19,17 +19,16 @@ constexpr uint32_t kNone = UINT32_MAX;
 constexpr uint32_t kMinBits = 9;
 constexpr uint32_t kMaxBits = 12;
 constexpr uint32_t kSlots = 1U << kMaxBits;
-constexpr uint32_t kExtraSlot = 1;        // the width grows this many codes before the table is full
-constexpr ptrdiff_t kPiece = 8;           // bytes copied at once
-constexpr uint32_t kWindow = 4;           // bytes read for one code
-constexpr uint32_t kNowhere = 0;          // place of a string that stands in no output
-constexpr uint32_t kAlways = UINT32_MAX;  // place of a single byte, which needs none
+constexpr uint32_t kExtraSlot = 1;  // the width grows this many codes before the table is full
+constexpr ptrdiff_t kPiece = 8;     // bytes copied at once
+constexpr uint32_t kWindow = 4;     // bytes read for one code
+constexpr uint32_t kNowhere = 0;    // place of a string that stands in no output
 
 // One string of the table, in one word so that it is read and written at once.
 class String {
   public:
     String() = default;
-    String(uint32_t place, uint32_t length, uint32_t prefix)
+    String(uint64_t place, uint32_t length, uint32_t prefix)
         : word_{place | uint64_t{length} << 32 | uint64_t{prefix} << 48} {}
 
     /** Counted through the output of all calls; below Decoder::origin_: written by an earlier one. */
@@ -46,11 +45,17 @@ uint32_t readWindow(const uint8_t *bytes) {
     return uint32_t{bytes[0]} << 24 | uint32_t{bytes[1]} << 16 | uint32_t{bytes[2]} << 8 | bytes[3];
 }
 
-// Copies whole pieces, up to seven bytes more than asked for.
-void copyPieces(uint8_t *to, const uint8_t *from, ptrdiff_t length) {
-    memcpy(to, from, kPiece);
+// Copies whole pieces, up to seven bytes more than asked for. The rest of a long string is copied out of line, which
+// leaves the registers to the loop that copies mostly short ones.
+[[gnu::noinline]] void copyRest(uint8_t *to, const uint8_t *from, ptrdiff_t length) {
     for (ptrdiff_t done = kPiece; done < length; done += kPiece) {
         memcpy(to + done, from + done, kPiece);
+    }
+}
+void copyPieces(uint8_t *to, const uint8_t *from, ptrdiff_t length) {
+    memcpy(to, from, kPiece);
+    if (length > kPiece) {
+        copyRest(to, from, length);
     }
 }
 
@@ -112,7 +117,7 @@ void Decoder::init(const uint8_t *in, uint32_t length) {
     origin_ = kNowhere + 1;
     for (uint32_t root = 0; root < kRoots; root++) {
         suffix_[root] = static_cast<uint8_t>(root);
-        table_[root] = String{kAlways, 1, 0};
+        table_[root] = String{kNowhere, 1, 0};
     }
     clear();
 }
@@ -128,9 +133,9 @@ void Decoder::clear() {
 
 void Decoder::beginCall(uint8_t *out, uint32_t room) {
     origin_ += static_cast<uint32_t>(next_ - out_);
-    if (origin_ >= kAlways - room) {
+    if (origin_ > UINT32_MAX - room) {
         for (String &string : table_) {
-            string.moveTo(string.place() == kAlways ? kAlways : kNowhere);
+            string.moveTo(kNowhere);
         }
         origin_ = kNowhere + 1;
     }
@@ -224,45 +229,54 @@ void Decoder::decodeString(uint32_t code) {
 template <uint32_t Width>
 void Decoder::runFast() {
     const uint64_t bitsLeft = inLength_ * 8 - bitPosition_;
-    const uint64_t codesLeft = bitsLeft < kWindow * 8 ? 0 : (bitsLeft - kWindow * 8) / Width;
+    if (bitsLeft < kWindow * 8 || outEnd_ - next_ < kPiece) {
+        return;
+    }
     const uint32_t topSlot = topSlot_ - (Width < kMaxBits ? kExtraSlot : 0);
-    const auto lastSlot = static_cast<uint32_t>(std::min<uint64_t>(topSlot, nextSlot_ + codesLeft));
+    const String *const lastSlot = table_ + std::min<uint64_t>(topSlot, nextSlot_ + (bitsLeft - kWindow * 8) / Width);
     // Copies that no stored byte can alias stay in registers.
     const uint8_t *const in = in_;
-    uint8_t *const out = out_;
-    uint8_t *const outEnd = outEnd_;
+    const uint8_t *const out = out_;
+    uint8_t *const lastNext = outEnd_ - kPiece;
     const uint32_t origin = origin_;
-    uint32_t slot = nextSlot_;
+    String *slot = table_ + nextSlot_;
     uint64_t bitPosition = bitPosition_;
     uint8_t *next = next_;
+    uint64_t place = placeOf(next);
     String learned{oldPlace_, table_[oldCode_].length() + 1, oldCode_};
-    while (slot < lastSlot && outEnd - next >= kPiece) {
+    while (slot < lastSlot && next <= lastNext) {
         const uint32_t code = readWindow(in + bitPosition / 8) << bitPosition % 8 >> (32 - Width);
-        uint32_t length = 1;
         if (code < kRoots) {
-            *next = static_cast<uint8_t>(code);
-        } else if (code < slot) {
+            *next++ = static_cast<uint8_t>(code);
+            *slot++ = learned;
+            learned = String{place++, 2, code};
+            bitPosition += Width;
+            continue;
+        }
+        uint32_t length = 0;
+        if (table_ + code < slot) {
             const String string = table_[code];
             length = string.length();
-            if (string.place() < origin || outEnd - next < length + kPiece) {  // also clear and end code
+            if (string.place() < origin || lastNext - next < length) {  // also clear and end code
                 break;
             }
             copyPieces(next, out + (string.place() - origin), length);
         } else {
             // The string that this very code enters: the old one and its first byte again.
             length = learned.length();
-            if (code > slot || outEnd - next < length + kPiece) {
+            if (table_ + code > slot || lastNext - next < length) {
                 break;
             }
             copyPieces(next, out + (learned.place() - origin), length - 1);
             next[length - 1] = next[0];
         }
-        table_[slot++] = learned;
-        learned = String{origin + static_cast<uint32_t>(next - out), length + 1, code};
+        *slot++ = learned;
+        learned = String{place, length + 1, code};
         next += length;
+        place += length;
         bitPosition += Width;
     }
-    nextSlot_ = slot;
+    nextSlot_ = static_cast<uint32_t>(slot - table_);
     bitPosition_ = bitPosition;
     next_ = next;
     oldCode_ = learned.prefix();
