@@ -1,12 +1,12 @@
 // LZW streams against libtiff's: one strip a round, through memory only.
 #include <benchmark/benchmark.h>
-#include <tiffio.h>
 
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include "bench_samples.h"
+#include "support/tiff_strip.h"
 #include "vos/lzw.h"
 
 namespace {
@@ -56,14 +56,7 @@ struct MemoryFile {
 
 TIFF *beginStrip(MemoryFile &file, size_t size) {
     TIFF *tiff = file.open("w");
-    const auto width = static_cast<uint32_t>(size);
-    TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, width);
-    TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, 1U);
-    TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, 1U);
-    TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 8);
-    TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, 1);
-    TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
-    TIFFSetField(tiff, TIFFTAG_COMPRESSION, COMPRESSION_LZW);
+    vostest::describeLzwStrip(tiff, size);
     return tiff;
 }
 

@@ -3,7 +3,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <tiffio.h>
 
 #include <map>
 #include <random>
@@ -12,6 +11,7 @@
 
 #include "support/files.h"
 #include "support/syslog_catcher.h"
+#include "support/tiff_strip.h"
 
 namespace {
 
@@ -254,16 +254,9 @@ TEST(LzwDecoder, SkippedInputStillGivesWhatWasDecoded) {
     utilLzw_cleanupDecoder(&state);
 }
 
-// A file of one strip, the data as one row of grey pixels.
 TIFF *createStrip(const std::string &path, size_t size) {
     TIFF *tiff = TIFFOpen(path.c_str(), "w");
-    TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, static_cast<uint32_t>(size));
-    TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, 1U);
-    TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, 1U);
-    TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 8);
-    TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, 1);
-    TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
-    TIFFSetField(tiff, TIFFTAG_COMPRESSION, COMPRESSION_LZW);
+    vostest::describeLzwStrip(tiff, size);
     return tiff;
 }
 
