@@ -478,12 +478,20 @@ TEST(HubProtection, HoldsAFlooderBackUntilAWorkingReaderCatchesUp) {
     const HubProcess hub{{"--queue-limit", "1000000", "--longest-pause", "20000"}};
     const Peer flooder{100};
     const Peer reader{101};
+    const Peer watcher{1};
     constexpr uint32_t kEvents = 6000;
     std::thread flood{[&] {
         for (uint32_t i = 0; i < kEvents; i++) {
             flooder.send(message(kType, 100, 101, kEvent, i, std::string(1000, 'x')));
         }
     }};
+    for (uint64_t queued = 0; queued < 500000;) {
+        const auto rows = watcher.askForClients();
+        if (rows.size() < 3) {
+            break;  // the reader was given up
+        }
+        queued = rows[2].queuedBytes;
+    }
     uint32_t inOrder = 0;
     for (uint32_t i = 0; i < kEvents; i++) {
         const auto msg = reader.receive();
