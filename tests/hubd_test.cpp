@@ -291,11 +291,11 @@ TEST(HubRouting, AsksForUnansweredRequestsAgainWhenTheDestinationReturns) {
 }
 
 TEST(HubServices, CopyEventsToThoseWhoRegistered) {
-    const HubProcess hub;
+    HubProcess hub;
     const Peer a{100};
-    const Peer b{101};
+    Peer b{101};
     EXPECT_EQ(a.askResult(VOS_MSG_UNREGISTER_EVENT_INTEREST, kType), VOS_RET_NOT_IN_LIST);
-    for (const Peer *peer : {&a, &b, &b}) {
+    for (const Peer *peer : std::initializer_list<const Peer *>{&a, &b, &b}) {
         EXPECT_EQ(peer->askResult(VOS_MSG_REGISTER_EVENT_INTEREST, kType), VOS_RET_OK);
     }
     a.send(message(kType, 100, EID_HUBD, kEvent, 3, "news"));
@@ -306,6 +306,12 @@ TEST(HubServices, CopyEventsToThoseWhoRegistered) {
     b.send(message(kType, 101, EID_HUBD, kEvent));
     EXPECT_EQ(b.drain().size(), 1U);
     EXPECT_TRUE(a.drain().empty());
+    b.end();
+    const Peer next{102};
+    a.send(message(kType, 100, EID_HUBD, kEvent));
+    EXPECT_TRUE(a.drain().empty());
+    EXPECT_TRUE(next.drain().empty()) << "an interest ends with who had it";
+    EXPECT_EQ(hub.stop(SIGTERM), 0);
 }
 
 TEST(HubServices, DeliverDelayedMessagesInOrderOfExpiry) {
