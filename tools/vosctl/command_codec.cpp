@@ -12,6 +12,9 @@
 
 #include "command.h"
 #include "vos/codec.h"
+#ifndef VOS_WITHOUT_GB18030
+#include "vos/gb18030.h"
+#endif
 #include "vos/lzw.h"
 #include "vos/mem.h"
 
@@ -204,6 +207,74 @@ void decodeLzw(Input &input) {
     utilLzw_cleanupDecoder(&state);
 }
 
+// Converts character by character: `convert(bytes, left)` writes one and gives its bytes, below 1 for what it cannot
+// convert. A character that a piece cuts is kept for the next one.
+template <typename Convert>
+void forEachCharacter(Input &input, Convert convert) {
+    constexpr size_t kLongest = 4;
+    std::string kept;
+    const auto run = [&](size_t reserve) {
+        size_t at = 0;
+        while (at + reserve < kept.size()) {
+            const int used = convert(raw(kept) + at, static_cast<int32_t>(kept.size() - at));
+            if (used < 1) {
+                input.refuse("byte 0x" + std::string{"0123456789abcdef"[raw(kept)[at] >> 4]} +
+                             "0123456789abcdef"[raw(kept)[at] & 15] + " begins a character that cannot be converted");
+            }
+            at += static_cast<size_t>(used);
+        }
+        kept.erase(0, at);
+    };
+    forEachPiece(input, [&](const std::string &piece) {
+        kept += piece;
+        run(kLongest);
+    });
+    run(0);
+}
+
+#ifndef VOS_WITHOUT_GB18030
+void encodeGb18030(Input &input) {
+    forEachCharacter(input, [](const uint8_t *bytes, int32_t left) {
+        uint32_t character = 0;
+        const int used = utf8_mbtowc(&character, bytes, left);
+        uint8_t out[4];
+        int written = -1;
+        if (character <= 0xFFFF) {
+            written = uni2char(character, out, sizeof out);
+        } else if (uni2char(0xD7C0 + (character >> 10), out, sizeof out) == 0) {
+            written = uni2char(0xDC00 + (character & 0x3FF), out, sizeof out);
+        }
+        if (used < 1 || written < 1) {
+            return -1;
+        }
+        write({reinterpret_cast<const char *>(out), static_cast<size_t>(written)});
+        return used;
+    });
+}
+
+void decodeGb18030(Input &input) {
+    forEachCharacter(input, [](const uint8_t *bytes, int32_t left) {
+        uint32_t unit = 0;
+        int used = char2uni(bytes, left, &unit);
+        if (used == 2 && unit >= 0xD800 && unit <= 0xDBFF) {
+            uint32_t low = 0;
+            if (char2uni(bytes + 2, left - 2, &low) != 2) {
+                return -1;
+            }
+            unit = 0x10000 + ((unit & 0x3FF) << 10 | (low & 0x3FF));
+            used = 4;
+        }
+        uint8_t out[6];
+        const int written = used < 1 ? -1 : utf8_wctomb(out, unit, sizeof out);
+        if (written < 1) {
+            return -1;
+        }
+        write({reinterpret_cast<const char *>(out), static_cast<size_t>(written)});
+        return used;
+    });
+}
+#endif
+
 void printCrc32(Input &input) {
     uint32_t crc = 0xFFFFFFFF;
     forEachPiece(input, [&](const std::string &piece) { crc = utilCrc_getCrc32(raw(piece), size32(piece), crc); });
@@ -218,12 +289,13 @@ struct Codec {
     void (*encode)(Input &);
     void (*decode)(Input &);  // NULL: there is no way back
 };
-constexpr std::array kCodecs{
-    Codec{"b64", "base64", encodeBase64, decodeBase64},
-    Codec{"hex", "hexadecimal digits", encodeHex, decodeHex},
-    Codec{"xml", "XML entities", escapeXml, unescapeXml},
-    Codec{"lzw", "LZW stream", encodeLzw, decodeLzw},
-    Codec{"crc32", "CRC-32 of the input", printCrc32, nullptr},
+constexpr std::array kCodecs {
+    Codec{"b64", "base64", encodeBase64, decodeBase64}, Codec{"hex", "hexadecimal digits", encodeHex, decodeHex},
+        Codec{"xml", "XML entities", escapeXml, unescapeXml}, Codec{"lzw", "LZW stream", encodeLzw, decodeLzw},
+#ifndef VOS_WITHOUT_GB18030
+        Codec{"gb18030", "GB18030 text out of UTF-8", encodeGb18030, decodeGb18030},
+#endif
+        Codec{"crc32", "CRC-32 of the input", printCrc32, nullptr},
 };
 
 struct Options {
