@@ -23,13 +23,16 @@ constexpr int kFreshFill = 0x95;
 constexpr int kFreedFill = 0x97;
 constexpr uint8_t kPadByte = 0xFD;
 constexpr uint32_t kGuardWord = 0xFDFDFDFD;
+constexpr size_t kGuardSize = 2 * sizeof kGuardWord;
 constexpr uint32_t kRegionBase = 0x58800000;  // where daemons attach the shared region
 
 // A heap block starts this far into its malloc block, which puts the user area behind the 12-byte header on malloc's
 // own alignment; structures with pointers live there.
 constexpr uint32_t kHeapSkew = 4;
 
-struct BlockHeader {
+// Read and written word by word where it lies: a copy on the stack is read back in other widths than it was written,
+// which stalls. Packed, because a pointer that is not the manager's may lie anywhere.
+struct [[gnu::packed, gnu::may_alias]] BlockHeader {
     uint32_t flags;
     uint32_t size;
     uint32_t check;
@@ -65,10 +68,8 @@ uint8_t *blockStart(void *buf) {
     return static_cast<uint8_t *>(buf) - sizeof(BlockHeader);
 }
 
-BlockHeader headerOf(const void *buf) {
-    BlockHeader header;
-    memcpy(&header, static_cast<const uint8_t *>(buf) - sizeof header, sizeof header);
-    return header;
+const BlockHeader &headerOf(const void *buf) {
+    return static_cast<const BlockHeader *>(buf)[-1];
 }
 
 bool headerIsSound(const BlockHeader &header) {
@@ -156,10 +157,12 @@ void *vosMem_alloc(uint32_t size, uint32_t flags, const char *, uint32_t) {
     } else if (total <= kMaxPatternFill) {
         memset(block, kFreshFill, total);
     }
-    const BlockHeader header{flags, size, ~size};
-    memcpy(block, &header, sizeof header);
-    uint8_t *user = block + sizeof header;
-    memset(user + size, kPadByte, static_cast<size_t>(padded - size) + 2 * sizeof kGuardWord);
+    *reinterpret_cast<BlockHeader *>(block) = {.flags = flags, .size = size, .check = ~size};
+    uint8_t *user = block + sizeof(BlockHeader);
+    if (padded != size) {
+        memset(user + size, kPadByte, padded - size);
+    }
+    memset(user + padded, kPadByte, kGuardSize);
     return user;
 }
 
@@ -167,18 +170,19 @@ void vosMem_free(void *buf, const char *func, int line) {
     if (buf == nullptr) {
         return;
     }
-    const BlockHeader header = headerOf(buf);
+    const BlockHeader &header = headerOf(buf);
     if (!headerIsSound(header)) {
         VOS_DBG_ERROR("%s():%d:memory underflow detected, %d %d", func, line, static_cast<int>(header.size),
                       static_cast<int>(header.check));
         utilAst_assertFunc(__FILE__, __LINE__, "0", 0);
         return;  // a damaged block is leaked on purpose
     }
-    if (!tailIsSound(static_cast<uint8_t *>(buf), header.size, func, line)) {
+    const uint32_t size = header.size;
+    if (!tailIsSound(static_cast<uint8_t *>(buf), size, func, line)) {
         return;
     }
     uint8_t *block = blockStart(buf);
-    memset(block, kFreedFill, static_cast<size_t>(roundUp4(header.size) + kOverhead));
+    memset(block, kFreedFill, roundUp4(size) + kOverhead);
     // The address decides, not the flags word: a block may have been made by another process.
     const auto address = reinterpret_cast<uintptr_t>(block);
     if (address >= mStats.shmStart && address < mStats.shmEnd) {
@@ -186,7 +190,7 @@ void vosMem_free(void *buf, const char *func, int line) {
         return;
     }
     oal_free(block - kHeapSkew);
-    count(mStats.heapBytesInUse, 0 - header.size);
+    count(mStats.heapBytesInUse, 0 - size);
     count(mStats.heapNumFrees, 1);
 }
 
@@ -199,7 +203,7 @@ void *vosMem_realloc(void *buf, uint32_t size, const char *func, uint32_t line) 
         vosMem_free(buf, func, static_cast<int>(line));
         return nullptr;
     }
-    const BlockHeader header = headerOf(buf);
+    const BlockHeader &header = headerOf(buf);
     if (!headerIsSound(header)) {
         VOS_DBG_ERROR("memory underflow detected, %d %d", static_cast<int>(header.size),
                       static_cast<int>(header.check));
@@ -246,7 +250,7 @@ bool vosMem_isAllocedMem(const void *buf) {
     if (buf == nullptr) {
         return false;
     }
-    const BlockHeader header = headerOf(buf);
+    const BlockHeader &header = headerOf(buf);
     // Callers rely on a block with both flags counting as foreign.
     return headerIsSound(header) && header.flags < 3;
 }
