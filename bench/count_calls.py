@@ -25,7 +25,7 @@ def main(binary, pattern, out):
         if not re.search(pattern, f"{ROW}|{system}"):
             continue
         short, long = counts(binary, system, SHORT), counts(binary, system, LONG)
-        each = {name: (long[name] - short.get(name, 0)) / (LONG - SHORT) for name in long}
+        each = {name: max(0, long[name] - short.get(name, 0)) / (LONG - SHORT) for name in long}
         for step, names in STEPS.items():
             value = sum(calls for name, calls in each.items() if re.fullmatch(names, name))
             rows.append({"run_name": f"{ROW}: {step}|{system}", "run_type": "iteration", "cpu_time": value,

@@ -57,7 +57,7 @@ def table(rows, units, targets):
             yield (row, *own_cells, "", "", "", "", "")
         for peer, values in systems.items():
             middle = statistics.median(values)
-            ratio = statistics.median(own) / middle if own and middle else None
+            ratio = statistics.median(own) / middle if own and middle and units[row] != "calls" else None
             limit = next((limit for pattern, name, limit in targets
                           if name == peer and re.fullmatch(pattern, row)), None)
             verdict = "" if limit is None or ratio is None else f"≤ {limit:g} " + ("met" if ratio <= limit else "MISSED")

@@ -1,5 +1,6 @@
 // Messaging rows: round trips and events of three systems in one run, on one core and spread over the cores.
 #include <benchmark/benchmark.h>
+#include <fcntl.h>
 #include <sched.h>
 #include <signal.h>
 #include <sys/prctl.h>
@@ -22,15 +23,23 @@ void fail(const std::string &what) {
 }
 
 pid_t spawn(const std::function<void()> &body) {
-    const pid_t parent = getpid();
+    int tied[2];
+    if (pipe2(tied, O_CLOEXEC) != 0) {
+        fail("pipe");
+    }
     const pid_t pid = fork();
     if (pid == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
-        if (getppid() == parent) {
-            body();
-        }
+        close(tied[0]);
+        close(tied[1]);
+        body();
         _exit(0);
     }
+    // Not before the child is tied to this process may anything happen to either.
+    close(tied[1]);
+    char none;
+    [[maybe_unused]] const ssize_t end = read(tied[0], &none, 1);
+    close(tied[0]);
     return pid;
 }
 

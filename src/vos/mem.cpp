@@ -13,6 +13,7 @@
 
 #include "internal/guards.h"
 #include "vos/dbg.h"
+#include "vos/mem_unfilled.h"
 #include "vos/pool.h"
 
 namespace {
@@ -120,6 +121,41 @@ void recordPool(void *addr, uint32_t size) {
     VOS_DBG_WARN("shm pool: %u-%u", static_cast<uint32_t>(mStats.shmStart), static_cast<uint32_t>(mStats.shmEnd));
 }
 
+// `unfilled` leaves the caller's bytes as the allocator gave them; ALLOC_ZEROIZE comes first.
+void *allocate(uint32_t size, uint32_t flags, bool unfilled) {
+    const uint64_t padded = roundUp4(size);
+    if (padded + kOverhead > UINT32_MAX) {
+        return nullptr;
+    }
+    const auto total = static_cast<uint32_t>(padded + kOverhead);
+    uint8_t *block = takeMemory(size, total, flags);
+    if (block == nullptr) {
+        return nullptr;
+    }
+    if ((flags & ALLOC_ZEROIZE) != 0) {
+        memset(block, 0, total);
+    } else if (total <= kMaxPatternFill && !unfilled) {
+        memset(block, kFreshFill, total);
+    }
+    *reinterpret_cast<BlockHeader *>(block) = {.flags = flags, .size = size, .check = ~size};
+    uint8_t *user = block + sizeof(BlockHeader);
+    if (padded != size) {
+        memset(user + size, kPadByte, padded - size);
+    }
+    memset(user + padded, kPadByte, kGuardSize);
+    return user;
+}
+
+void *moveToLarger(void *buf, uint32_t size, bool unfilled, const char *func, uint32_t line) {
+    const BlockHeader &header = headerOf(buf);
+    void *larger = allocate(size, header.flags, unfilled);
+    if (larger != nullptr) {
+        memcpy(larger, buf, header.size);
+        vosMem_free(buf, func, static_cast<int>(line));
+    }
+    return larger;
+}
+
 char *duplicate(const char *s, size_t length, uint32_t flags, const char *func, uint32_t line) {
     if (length >= UINT32_MAX) {
         return nullptr;
@@ -143,27 +179,7 @@ void oal_free(void *p) {
 }
 
 void *vosMem_alloc(uint32_t size, uint32_t flags, const char *, uint32_t) {
-    const uint64_t padded = roundUp4(size);
-    if (padded + kOverhead > UINT32_MAX) {
-        return nullptr;
-    }
-    const auto total = static_cast<uint32_t>(padded + kOverhead);
-    uint8_t *block = takeMemory(size, total, flags);
-    if (block == nullptr) {
-        return nullptr;
-    }
-    if ((flags & ALLOC_ZEROIZE) != 0) {
-        memset(block, 0, total);
-    } else if (total <= kMaxPatternFill) {
-        memset(block, kFreshFill, total);
-    }
-    *reinterpret_cast<BlockHeader *>(block) = {.flags = flags, .size = size, .check = ~size};
-    uint8_t *user = block + sizeof(BlockHeader);
-    if (padded != size) {
-        memset(user + size, kPadByte, padded - size);
-    }
-    memset(user + padded, kPadByte, kGuardSize);
-    return user;
+    return allocate(size, flags, false);
 }
 
 void vosMem_free(void *buf, const char *func, int line) {
@@ -213,13 +229,11 @@ void *vosMem_realloc(void *buf, uint32_t size, const char *func, uint32_t line) 
     if (roundUp4(size) <= roundUp4(header.size)) {
         return buf;  // never shrunk; the size word keeps the old size
     }
-    void *larger = vosMem_alloc(size, header.flags, func, line);
-    if (larger == nullptr) {
-        return nullptr;
-    }
-    memcpy(larger, buf, header.size);
-    vosMem_free(buf, func, static_cast<int>(line));
-    return larger;
+    return moveToLarger(buf, size, false, func, line);
+}
+
+void *vos::enlargeUnfilled(void *buf, uint32_t size, const char *func, uint32_t line) {
+    return moveToLarger(buf, size, true, func, line);
 }
 
 char *vosMem_strdup(const char *s, const char *func, uint32_t line) {
