@@ -245,6 +245,7 @@ TEST(PoolDump, FoldsRepeatedLinesAndNamesBrokenLinks) {
               "Free block: size     84 bytes.  (Bad free list links)\n");
     memset(region + kControl + 8, 0, 8);
     EXPECT_EQ(bpoolv(region + kControl), 0) << "a block of size 0";
+    EXPECT_EQ(printed([&] { bufdump(region + sizeof region); }), "") << "the end mark";
     zeta_cleanup_bpool();
 }
 

@@ -270,11 +270,17 @@ bool vosMem_isAllocedMem(const void *buf) {
 }
 
 void vosMem_initSharedMem(void *addr, uint32_t size) {
+    if (addr == nullptr) {
+        return;
+    }
     recordPool(addr, size);
     bpool(addr, size);
 }
 
 void vosMem_initSharedMemPointer(void *addr, uint32_t size) {
+    if (addr == nullptr) {
+        return;
+    }
     recordPool(addr, size);
     zeta_secondary_bpool(addr);
 }
