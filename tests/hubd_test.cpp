@@ -150,7 +150,14 @@ TEST(HubLaunch, GivesTheAskedIdTheTablesOrADynamicOne) {
     EXPECT_EQ(other.eid(), 0x10001U);
     const Peer again{0, "led"};
     EXPECT_EQ(again.eid(), led) << "who comes back keeps its id";
-    EXPECT_EQ(Peer(0, "led").eid(), 0x10002U) << "while it runs, a second one gets its own";
+    const Peer second{0, "led"};
+    EXPECT_EQ(second.eid(), 0x10002U) << "while it runs, a second one gets its own";
+    {
+        const Peer impatient{0, "tool"};
+        impatient.send(message(kType, impatient.eid(), led, kRequest));
+        EXPECT_EQ(again.receive()->header.src, impatient.eid());
+    }
+    EXPECT_GT(Peer(0, "tool").eid(), 0x10003U) << "a late reply must not reach the next one";
 }
 
 TEST(HubLaunch, RefusesWithALogLine) {
@@ -284,11 +291,11 @@ TEST(HubRouting, AsksForUnansweredRequestsAgainWhenTheDestinationReturns) {
 }
 
 TEST(HubServices, CopyEventsToThoseWhoRegistered) {
-    const HubProcess hub;
+    HubProcess hub;
     const Peer a{100};
-    const Peer b{101};
+    Peer b{101};
     EXPECT_EQ(a.askResult(VOS_MSG_UNREGISTER_EVENT_INTEREST, kType), VOS_RET_NOT_IN_LIST);
-    for (const Peer *peer : {&a, &b, &b}) {
+    for (const Peer *peer : std::initializer_list<const Peer *>{&a, &b, &b}) {
         EXPECT_EQ(peer->askResult(VOS_MSG_REGISTER_EVENT_INTEREST, kType), VOS_RET_OK);
     }
     a.send(message(kType, 100, EID_HUBD, kEvent, 3, "news"));
@@ -299,6 +306,12 @@ TEST(HubServices, CopyEventsToThoseWhoRegistered) {
     b.send(message(kType, 101, EID_HUBD, kEvent));
     EXPECT_EQ(b.drain().size(), 1U);
     EXPECT_TRUE(a.drain().empty());
+    b.end();
+    const Peer next{102};
+    a.send(message(kType, 100, EID_HUBD, kEvent));
+    EXPECT_TRUE(a.drain().empty());
+    EXPECT_TRUE(next.drain().empty()) << "an interest ends with who had it";
+    EXPECT_EQ(hub.stop(SIGTERM), 0);
 }
 
 TEST(HubServices, DeliverDelayedMessagesInOrderOfExpiry) {
@@ -424,7 +437,7 @@ TEST(HubObservers, GetACopyOfWhatIsRoutedAndALineOfTrace) {
         EXPECT_EQ(copy.payload.substr(sizeof record), original.bytes());
     }
     EXPECT_TRUE(
-        hub.awaitOutput(" 0x1000abcd first(100) -> daemon(101) request word=7 len=22 [delivered] "
+        hub.awaitOutput(" 0x1000abcd first(100) -> dhcpd(101) request word=7 len=22 [delivered] "
                         "68 65 6c 6c 6f 0a 01 20 61 20 6c 6f 6e 67 20 70 |hello.. a long p|...\n"));
     EXPECT_TRUE(hub.awaitOutput(" VOS_MSG_HEARTBEAT first(100) -> (999) event word=0 len=0 [nobody there]\n"));
 }
@@ -458,7 +471,7 @@ TEST(HubProtection, GivesUpAReaderThatDoesNotReadAndNobodyElse) {
         flooder.sendBytes(event);
     }
     EXPECT_TRUE(flooder.drain().empty());
-    EXPECT_TRUE(hub.awaitOutput("disconnecting daemon (eid 100"));
+    EXPECT_TRUE(hub.awaitOutput("disconnecting routed (eid 100"));
     while (stuck.receive()) {
     }
     const std::string large = message(kType, 101, 102, kEvent, 0, std::string(1 << 20, 'x')).bytes();
@@ -471,12 +484,23 @@ TEST(HubProtection, HoldsAFlooderBackUntilAWorkingReaderCatchesUp) {
     const HubProcess hub{{"--queue-limit", "1000000", "--longest-pause", "20000"}};
     const Peer flooder{100};
     const Peer reader{101};
+    const Peer watcher{1};
     constexpr uint32_t kEvents = 6000;
     std::thread flood{[&] {
         for (uint32_t i = 0; i < kEvents; i++) {
             flooder.send(message(kType, 100, 101, kEvent, i, std::string(1000, 'x')));
         }
     }};
+    // Reading begins when the hub takes nothing more from the flooder, or has given the reader up.
+    uint64_t taken = 0;
+    for (int same = 0; same < 200;) {
+        const auto rows = watcher.askForClients();
+        if (rows.size() < 3) {
+            break;
+        }
+        same = rows[1].messagesIn == taken && rows[2].queuedBytes > 0 ? same + 1 : 0;
+        taken = rows[1].messagesIn;
+    }
     uint32_t inOrder = 0;
     for (uint32_t i = 0; i < kEvents; i++) {
         const auto msg = reader.receive();
