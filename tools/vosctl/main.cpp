@@ -1,6 +1,7 @@
 // vosctl: talks to the hub, to daemons and to the library's families from the command line.
 #include <algorithm>
 #include <cstdio>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -11,6 +12,18 @@ namespace {
 std::vector<const vosctl::Command *> &commands() {
     static std::vector<const vosctl::Command *> all;
     return all;
+}
+
+// The deepest command on the line: its help answers a usage error.
+std::string commandPath(const CLI::App &app) {
+    const auto chosen = app.get_subcommands();
+    return chosen.empty() ? app.get_name() : app.get_name() + " " + commandPath(*chosen.front());
+}
+
+int fail(const CLI::App &app, const std::string &text, vosctl::Exit status) {
+    const std::string advice = status == vosctl::Exit::usage ? "; see '" + commandPath(app) + " --help'" : "";
+    fprintf(stderr, "vosctl: %s%s\n", text.c_str(), advice.c_str());
+    return static_cast<int>(status);
 }
 
 }  // namespace
@@ -38,11 +51,11 @@ int main(int argc, char **argv) {
         if (error.get_exit_code() == 0) {
             return app.exit(error);  // --help, --version
         }
-        fprintf(stderr, "vosctl: %s; see 'vosctl --help'\n", error.what());
-        return static_cast<int>(vosctl::Exit::usage);
+        const bool unknown = app.get_subcommands().empty() && app.remaining_size() > 0;
+        return fail(app, unknown ? "unknown command or option '" + app.remaining().front() + "'" : error.what(),
+                    vosctl::Exit::usage);
     } catch (const vosctl::Failure &failure) {
-        fprintf(stderr, "vosctl: %s\n", failure.text.c_str());
-        return static_cast<int>(failure.status);
+        return fail(app, failure.text, failure.status);
     }
     return 0;
 }

@@ -1,0 +1,245 @@
+#!/usr/bin/env bash
+# Builds the release, then shows real daemons talking through a hub and checks what they show. The hub and the daemons
+# run in private namespaces with an empty /var and /tmp: nothing on the machine is touched, and no root is needed where
+# user namespaces are allowed. Ends by itself; status 0 when every step showed what it should.
+# shellcheck disable=SC2317 # the steps are called by name
+set -euo pipefail
+self=${BASH_SOURCE[0]}
+root=$(cd "$(dirname "$self")" && pwd -P)
+cd "$root"
+bin=$root/build/release/bin
+work=/tmp/demo # inside the namespaces
+
+steps=(launch latency events timeout resend stop)
+
+build() {
+    # shellcheck source=scripts/packages.sh
+    . scripts/packages.sh
+    install_packages build
+    echo "building into build/release"
+    cmake --preset release > /dev/null
+    cmake --build --preset release
+}
+
+# Runs this script again in namespaces of its own.
+enter_namespaces() {
+    local try spaces="--mount --ipc --net --uts --propagation private"
+    for try in "$spaces" "--user --map-root-user $spaces"; do
+        # shellcheck disable=SC2086 # the options are words
+        if unshare $try true 2> /dev/null; then
+            exec unshare $try "$BASH" "$root/demo.sh" --inside
+        fi
+    done
+    echo "demo.sh: this account may not create namespaces; run it as root or allow user namespaces" >&2
+    exit 1
+}
+
+# Puts an empty directory in the place of $1; the checkout stays visible where it lies below.
+hide() {
+    exec {checkout}< "$root"
+    mount -t tmpfs -o mode=1777 tmpfs "$1"
+    if [ ! -d "$bin" ]; then
+        mkdir -p "$root"
+        mount --no-canonicalize --rbind "/proc/$$/fd/$checkout" "$root"
+    fi
+    exec {checkout}<&-
+}
+
+# --- what the steps are made of
+
+declare -A pids
+declare -A verdicts
+step=
+traced=0
+
+heading() { printf '\n== %s\n' "$1"; }
+say() { printf '   %s\n' "$1"; }
+
+# check TEXT COMMAND…: the step has shown TEXT when the command succeeds.
+check() {
+    local text=$1
+    shift
+    if "$@" > /dev/null 2>&1; then
+        printf '   [ok]     %s\n' "$text"
+    else
+        printf '   [FAILED] %s\n' "$text"
+        verdicts[$step]=FAILED
+    fi
+}
+
+# start NAME COMMAND…: in the background; its output goes to NAME.log.
+start() {
+    local name=$1
+    shift
+    "$@" > "$work/$name.log" 2>&1 &
+    pids[$name]=$!
+}
+
+# finish NAME [SIGNAL]: sends the signal, if any, and gives the process's exit status.
+finish() {
+    local pid=${pids[$1]}
+    unset "pids[$1]"
+    [ -z "${2:-}" ] || kill -s "$2" "$pid"
+    wait "$pid" 2> /dev/null
+}
+
+# await NAME PATTERN: until NAME.log holds the pattern, ten seconds at most.
+await() {
+    local i
+    for ((i = 0; i < 500; i++)); do
+        grep -Eq "$2" "$work/$1.log" && return
+        sleep 0.02
+    done
+    return 1
+}
+
+shows() { grep -Eq "$2" "$work/$1.log"; }
+
+# run NAME COMMAND…: in the foreground, its output shown and kept in NAME.log.
+run() {
+    local name=$1 status=0
+    shift
+    say "\$ ${1##*/} ${*:2}"
+    "$@" > "$work/$name.log" 2>&1 || status=$?
+    sed 's/^/     /' "$work/$name.log"
+    return "$status"
+}
+
+# What the hub traced since the last call, the first lines of it.
+show_trace() {
+    local most=14 total
+    total=$(wc -l < "$work/hub.log")
+    say "the hub's trace of it:"
+    tail -n +$((traced + 1)) "$work/hub.log" | head -n $((total - traced)) | head -n "$most" | cut -c 1-150 |
+        sed 's/^/     | /'
+    ((total - traced <= most)) || say "  | and $((total - traced - most)) lines more"
+    traced=$total
+}
+
+end_all() {
+    local name
+    for name in "${!pids[@]}"; do
+        kill -KILL "${pids[$name]}" 2> /dev/null
+    done
+    wait
+}
+
+# --- the steps
+
+step_launch() {
+    heading "Daemons launch: by name, by id and by plug-in name"
+    start hub "$bin/vos-hubd" --trace
+    for ((i = 0; i < 500; i++)); do
+        [ ! -S /var/hubd_messaging_server_addr ] || break
+        sleep 0.02
+    done
+    mkdir -p "$work/plugin/bin"
+    echo "Name: com.operator.demo" > "$work/plugin/Info.plugin"
+    start named "$bin/echo_daemon" --name echo
+    start numbered "$bin/echo_daemon" --id 300
+    start plugin env -C "$work/plugin/bin" "$bin/echo_daemon"
+    check "the daemon named echo gets an id from the hub" await named '^launched as entity [1-9][0-9]*$'
+    check "the daemon that asks for id 300 gets it" await numbered '^launched as entity 300$'
+    check "the plug-in is known by the name in ../Info.plugin" await plugin '^launched as entity [1-9][0-9]*$'
+    run list "$bin/vosctl" list
+    check "vosctl lists all three" eval "shows list ' echo ' && shows list ' 300 ' && shows list ' com.operator.demo '"
+    show_trace
+}
+
+step_latency() {
+    heading "10,000 requests, one after the other: client, hub, daemon, hub, client"
+    say "(the hub writes a trace line for each message meanwhile)"
+    run ping "$bin/vosctl" ping echo -c 10000 --size 64
+    check "10,000 replies" test $? = 0
+    check "latency figures" shows ping '^10000 requests .* median [0-9.]+ p99 [0-9.]+ '
+    show_trace
+}
+
+step_events() {
+    heading "Events that arrive during a request are handed out after it, in order"
+    say "the daemon sends three events before it replies"
+    start talkative "$bin/echo_daemon" --name talkative --events 3
+    await talkative launched
+    run ask "$bin/client" --listen 200 talkative "what is new?"
+    check "first the reply, then events 1, 2 and 3" \
+        test "$(sed -E 's/ from [0-9]+//' "$work/ask.log" | tr '\n' ';')" = \
+        "reply: 0 'what is new?';event 1;event 2;event 3;"
+    show_trace
+}
+
+step_timeout() {
+    heading "A slow peer: the request times out, the late reply is still received, the next request works"
+    say "the daemon takes 700 ms, the client waits for 300 ms and then listens for 1500 ms"
+    start slow "$bin/echo_daemon" --name slow --delay 700
+    await slow launched
+    run late "$bin/client" --timeout 300 --listen 1500 slow "hurry"
+    check "the request ends with VOS_RET_TIMEOUT (9809)" shows late '^no reply from [0-9]+ within 300 ms \(9809\)$'
+    local left
+    left=$(sed -nE "s/^late reply .*'hurry', ([0-9]+) ms of listening left$/\1/p" "$work/late.log")
+    check "the late reply leaves about 1100 of the 1500 ms" test "${left:-0}" -ge 600 -a "${left:-0}" -le 1150
+    run patient "$bin/client" --timeout 5000 slow "take your time"
+    check "a longer time-out gets the reply" shows patient "^reply from [0-9]+: 0 'take your time'$"
+    show_trace
+}
+
+step_resend() {
+    heading "A peer is killed during a request, comes back and gets the request again"
+    start victim "$bin/echo_daemon" --id 301 --delay 60000
+    await victim launched
+    start asker "$bin/client" --timeout 20000 301 "still there?"
+    check "the first daemon holds the request" await victim '^request from'
+    say "kill -9, and a new process under the same id"
+    finish victim KILL
+    start reborn "$bin/echo_daemon" --id 301 --delay 50
+    check "the new daemon gets the request" await reborn '^request from'
+    check "the client's request succeeds" finish asker
+    sed 's/^/     /' "$work/asker.log"
+    check "the client was told to ask again" shows asker '^301 came back and was asked again \(0\)$'
+    show_trace
+}
+
+step_stop() {
+    heading "Everything ends cleanly on SIGTERM"
+    local name
+    for name in named numbered plugin talkative slow reborn; do
+        check "$name stops" finish "$name" TERM
+    done
+    check "the hub stops" finish hub TERM
+    check "the hub's socket is gone" test ! -e /var/hubd_messaging_server_addr
+    show_trace
+}
+
+inside() {
+    hide /tmp
+    hide /var
+    cd "$root"
+    mkdir "$work"
+    set +e # from here on check() decides
+    trap end_all EXIT
+    trap 'exit 130' INT TERM
+    for step in "${steps[@]}"; do
+        verdicts[$step]=ok
+        "step_$step"
+    done
+    heading "Summary"
+    local log status=0
+    for step in "${steps[@]}"; do
+        printf '   %-10s %s\n' "$step" "${verdicts[$step]}"
+        [ "${verdicts[$step]}" = ok ] || status=1
+    done
+    say "$(cat "$work/ping.log")"
+    if [ "$status" != 0 ]; then
+        for log in "$work"/*.log; do
+            heading "the end of ${log##*/}"
+            tail -n 5 "$log" | cut -c 1-150
+        done
+    fi
+    say "$SECONDS seconds after the build"
+    exit "$status"
+}
+
+if [ "${1:-}" = --inside ]; then
+    inside
+fi
+build
+enter_namespaces

@@ -1,0 +1,102 @@
+// Reads entities, message types and payloads from the command line.
+#include "arguments.h"
+
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include "command.h"
+#include "common/msg_names.h"
+
+namespace vosctl {
+
+namespace {
+
+Bytes toBytes(const std::string &text) {
+    const auto bytes = std::as_bytes(std::span{text});
+    return {bytes.begin(), bytes.end()};
+}
+
+// Blanks and colons between the bytes are taken, so that a dump can be pasted.
+Bytes parseHex(const std::string &text) {
+    std::string digits = text;
+    std::erase_if(digits, [](char c) { return c == ' ' || c == ':'; });
+    Bytes bytes;
+    for (size_t i = 0; i < digits.size(); i += 2) {
+        const std::string pair = digits.substr(i, 2);
+        uint8_t value = 0;
+        const auto [end, error] = std::from_chars(pair.data(), pair.data() + pair.size(), value, 16);
+        if (error != std::errc{} || end != pair.data() + 2) {
+            throw Failure{"--hex needs pairs of hexadecimal digits, not '" + text + "'", Exit::usage};
+        }
+        bytes.push_back(std::byte{value});
+    }
+    return bytes;
+}
+
+Bytes readFile(const std::string &path) {
+    const std::unique_ptr<FILE, int (*)(FILE *)> in{fopen(path.c_str(), "rbe"), fclose};
+    Bytes contents;
+    std::array<std::byte, 65536> block;
+    size_t got = 0;
+    while (in && (got = fread(block.data(), 1, block.size(), in.get())) > 0) {
+        contents.insert(contents.end(), block.begin(), block.begin() + static_cast<ptrdiff_t>(got));
+    }
+    if (!in || ferror(in.get()) != 0) {
+        throw Failure{"cannot read '" + path + "': " + strerror(errno) + "; give --file a readable file"};
+    }
+    return contents;
+}
+
+}  // namespace
+
+std::optional<uint32_t> parseNumber(const std::string &text) {
+    const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
+    const char *first = text.data() + (hexadecimal ? 2 : 0);
+    const char *last = text.data() + text.size();
+    uint32_t value = 0;
+    const auto [end, error] = std::from_chars(first, last, value, hexadecimal ? 16 : 10);
+    return error == std::errc{} && end == last ? std::optional{value} : std::nullopt;
+}
+
+uint32_t parseType(const std::string &text) {
+    if (const auto number = parseNumber(text)) {
+        return *number;
+    }
+    if (const auto type = msgnames::typeByName(text)) {
+        return *type;
+    }
+    throw Failure{"unknown message type '" + text + "'; give a number or a VOS_MSG_ name", Exit::usage};
+}
+
+CLI::Option *addEntity(CLI::App &app, const std::string &name, std::string &value) {
+    return app.add_option(name, value, "entity id, or name as 'vosctl list' shows it")->type_name("ENTITY");
+}
+
+CLI::Option *addType(CLI::App &app, const std::string &name, std::string &value) {
+    return app.add_option(name, value, "message type: number or VOS_MSG_ name")->type_name("TYPE");
+}
+
+CLI::Option *addTimeout(CLI::App &app, uint32_t &value) {
+    return app.add_option("--timeout", value, "longest wait for the reply in milliseconds")
+        ->type_name("MS")
+        ->capture_default_str();
+}
+
+void PayloadOptions::addTo(CLI::App &app) {
+    CLI::Option *dataOption = app.add_option("--data", data, "payload: this text, without a terminator");
+    CLI::Option *hexOption = app.add_option("--hex", hex, "payload: these bytes, e.g. '00 ff 17'");
+    CLI::Option *fileOption = app.add_option("--file", file, "payload: the contents of this file");
+    dataOption->type_name("TEXT")->excludes(hexOption, fileOption);
+    hexOption->type_name("HEX")->excludes(fileOption);
+    fileOption->type_name("FILE")->check(CLI::ExistingPath);
+}
+
+Bytes PayloadOptions::read() const {
+    return !file.empty() ? readFile(file) : !hex.empty() ? parseHex(hex) : toBytes(data);
+}
+
+}  // namespace vosctl

@@ -1,0 +1,35 @@
+// Arguments that several commands share, and how they are read.
+//
+// The type names ENTITY and TYPE of an argument also tell the shell's completion what to offer.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "hub.h"
+
+namespace vosctl {
+
+/** A decimal or 0x number of 32 bits; nothing for anything else. */
+std::optional<uint32_t> parseNumber(const std::string &text);
+
+/** A number or the name of a message type; an unknown one is a usage failure. */
+uint32_t parseType(const std::string &text);
+
+CLI::Option *addEntity(CLI::App &app, const std::string &name, std::string &value);
+CLI::Option *addType(CLI::App &app, const std::string &name, std::string &value);
+CLI::Option *addTimeout(CLI::App &app, uint32_t &value);
+
+/** --data TEXT, --hex HEX or --file F. */
+struct PayloadOptions {
+    std::string data;
+    std::string hex;
+    std::string file;
+
+    void addTo(CLI::App &app);
+    Bytes read() const;
+};
+
+}  // namespace vosctl

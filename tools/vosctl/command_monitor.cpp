@@ -1,0 +1,195 @@
+// vosctl monitor: a copy of what the hub routes, decoded, one line a message, until SIGINT or SIGTERM.
+#include <poll.h>
+
+#include <array>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <functional>
+#include <map>
+#include <memory>
+
+#include "arguments.h"
+#include "command.h"
+#include "common/message_line.h"
+#include "common/msg_names.h"
+
+namespace {
+
+struct Options {
+    std::string type;
+    std::string entity;
+    uint64_t count = 0;  // 0: without end
+    bool json = false;
+};
+
+/** One message as the hub saw it. */
+struct Seen {
+    hubproto::MonitorRecord record;
+    VosMsgHeader header;
+    vosctl::ByteView payload;
+    std::string srcName;
+    std::string dstName;
+};
+
+/** What is done with a message; one for each output format. */
+using Sink = std::function<void(const Seen &)>;
+
+volatile sig_atomic_t stopped = 0;
+
+// Names of entities, from the hub's list and from the announcements that pass.
+class Names {
+  public:
+    explicit Names(vosctl::Hub &hub) : hub_{hub} { refresh(); }
+
+    /** The hub answers an announcement before it looks at the next one, so the two can be paired. */
+    void learn(const Seen &seen) {
+        if (seen.header.type != VOS_MSG_LAUNCHED) {
+            return;
+        }
+        if ((seen.header.flags & VOS_MSG_FLAG_RESPONSE) == 0) {
+            const auto *text = reinterpret_cast<const char *>(seen.payload.data());
+            announced_ = vosctl::fieldText({text, seen.payload.size()});
+        } else if (!announced_.empty()) {
+            names_[seen.header.dst] = announced_;
+        } else {
+            refresh();  // launched by id: the hub may know a name
+        }
+    }
+    std::string of(VosEntityId eid) const {
+        const auto found = names_.find(eid);
+        return found != names_.end() ? found->second : "";
+    }
+
+  private:
+    void refresh() {
+        for (const hubproto::ClientRow &row : hub_.clients()) {
+            names_[row.eid] = vosctl::fieldText(row.name);
+        }
+    }
+
+    vosctl::Hub &hub_;
+    std::map<VosEntityId, std::string> names_{{EID_HUBD, "hubd"}};
+    std::string announced_;
+};
+
+const char *verdictText(uint32_t verdict) {
+    constexpr std::array kTexts{"delivered", "to-hub", "from-hub", "no-destination"};
+    return verdict < kTexts.size() ? kTexts[verdict] : "?";
+}
+
+std::string isoTime(uint64_t realtimeNs) {
+    const auto seconds = static_cast<time_t>(realtimeNs / 1'000'000'000);
+    tm broken{};
+    gmtime_r(&seconds, &broken);
+    char text[64];
+    const size_t length = strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &broken);
+    snprintf(text + length, sizeof text - length, ".%06uZ", static_cast<unsigned>(realtimeNs / 1000 % 1'000'000));
+    return text;
+}
+
+void printText(const Seen &seen) {
+    if (seen.record.lost > 0) {
+        printf("... %u messages lost: the output is slower than the traffic\n", seen.record.lost);
+    }
+    const std::string line =
+        msgline::messageLine(seen.record.realtimeNs, seen.header, seen.payload,
+                             static_cast<hubproto::Verdict>(seen.record.verdict), seen.srcName, seen.dstName);
+    printf("%s\n", line.c_str());
+}
+
+std::string quoted(const std::string &text) {
+    std::string result = "\"";
+    for (const char c : msgline::printable(text)) {
+        result += c == '"' || c == '\\' ? std::string{'\\', c} : std::string{c};
+    }
+    return result + "\"";
+}
+
+void printJson(const Seen &seen) {
+    const VosMsgHeader &header = seen.header;
+    printf(
+        "{\"time\":\"%s\",\"verdict\":\"%s\",\"lost\":%u,\"type\":%u,\"typeName\":%s,\"src\":%u,\"srcName\":%s,"
+        "\"dst\":%u,\"dstName\":%s,\"flags\":%u,\"flagNames\":%s,\"word\":%u,\"length\":%u,\"payload\":\"%s\"}\n",
+        isoTime(seen.record.realtimeNs).c_str(), verdictText(seen.record.verdict), seen.record.lost, header.type,
+        quoted(msgnames::typeText(header.type)).c_str(), header.src, quoted(seen.srcName).c_str(), header.dst,
+        quoted(seen.dstName).c_str(), header.flags, quoted(msgnames::flagsText(header.flags)).c_str(), header.wordData,
+        header.dataLength, msgline::hexText(seen.payload, "").c_str());
+}
+
+// Nothing for a message that is no copy.
+std::optional<Seen> decode(const VosMsgHeader &msg) {
+    const vosctl::ByteView bytes = vosctl::payloadOf(msg);
+    Seen seen{};
+    constexpr size_t kFixed = sizeof seen.record + sizeof seen.header;
+    if (msg.type != hubproto::kMonitorCopy || bytes.size() < kFixed) {
+        return std::nullopt;
+    }
+    memcpy(&seen.record, bytes.data(), sizeof seen.record);
+    memcpy(&seen.header, bytes.data() + sizeof seen.record, sizeof seen.header);
+    seen.payload = bytes.subspan(kFixed);
+    return seen;
+}
+
+// Stop signals arrive only inside ppoll, so none is missed between a look at `stopped` and the wait.
+sigset_t catchStopSignals() {
+    struct sigaction action {};
+    action.sa_handler = [](int) { stopped = 1; };
+    sigset_t blocked;
+    sigset_t before;
+    sigemptyset(&blocked);
+    for (const int signalNumber : {SIGINT, SIGTERM}) {
+        sigaction(signalNumber, &action, nullptr);
+        sigaddset(&blocked, signalNumber);
+    }
+    sigprocmask(SIG_BLOCK, &blocked, &before);
+    return before;
+}
+
+void run(const Options &options) {
+    const std::optional<uint32_t> type =
+        options.type.empty() ? std::nullopt : std::optional{vosctl::parseType(options.type)};
+    const Sink sink = options.json ? printJson : printText;
+    setvbuf(stdout, nullptr, _IOLBF, 0);
+    const sigset_t waitMask = catchStopSignals();
+
+    vosctl::Hub hub;
+    const std::optional<VosEntityId> entity =
+        options.entity.empty() ? std::nullopt : std::optional{hub.find(options.entity).eid};
+    hub.ask(hubproto::kMonitorAttach);
+    Names names{hub};
+    pollfd waiting{.fd = hub.fd(), .events = POLLIN, .revents = 0};
+    uint64_t shown = 0;
+    while (stopped == 0 && (options.count == 0 || shown < options.count)) {
+        if (ppoll(&waiting, 1, nullptr, &waitMask) < 0) {
+            continue;
+        }
+        const vosctl::MessagePtr msg = hub.receive();
+        std::optional<Seen> seen = decode(*msg);
+        if (!seen || seen->header.src == hub.eid() || seen->header.dst == hub.eid()) {
+            continue;  // the monitor's own questions are no traffic worth seeing
+        }
+        const VosMsgHeader &header = seen->header;
+        names.learn(*seen);
+        if ((type && header.type != *type) || (entity && header.src != *entity && header.dst != *entity)) {
+            continue;
+        }
+        seen->srcName = names.of(header.src);
+        seen->dstName = names.of(header.dst);
+        sink(*seen);
+        shown++;
+    }
+}
+
+const vosctl::Command kCommand{
+    "monitor", "show what the hub routes, live", [](CLI::App &app) {
+        auto options = std::make_shared<Options>();
+        vosctl::addType(app, "--type", options->type);
+        vosctl::addEntity(app, "--entity", options->entity);
+        app.add_option("-c,--count", options->count, "stop after so many messages")->type_name("N");
+        app.add_flag("--json", options->json, "one JSON object a line, payload in hexadecimal");
+        app.callback([options] { run(*options); });
+    }};
+
+}  // namespace

@@ -1,0 +1,60 @@
+// vosctl ping: round-trip times to an entity, one request after the other.
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <memory>
+#include <vector>
+
+#include "arguments.h"
+#include "command.h"
+
+namespace {
+
+struct Options {
+    std::string entity;
+    uint32_t count = 10;
+    uint32_t size = 0;
+    uint32_t timeoutMs = vosctl::kDefaultTimeoutMs;
+};
+
+using Micros = std::chrono::duration<double, std::micro>;
+
+// Nearest rank, so that every figure is one that was measured.
+double percentile(const std::vector<double> &sorted, double percent) {
+    const auto rank = static_cast<size_t>(std::ceil(percent / 100 * static_cast<double>(sorted.size())));
+    return sorted[std::max<size_t>(rank, 1) - 1];
+}
+
+void run(const Options &options) {
+    vosctl::Hub hub;
+    const vosctl::Entity peer = hub.find(options.entity);
+    // The hub answers no echo; its counters are as short a question.
+    const uint32_t type = peer.eid == EID_HUBD ? hubproto::kGetCounters : hubproto::kEcho;
+    const vosctl::MessagePtr request = hub.build(peer.eid, type, VOS_MSG_FLAG_REQUEST, 0, vosctl::Bytes(options.size));
+    std::vector<double> times;
+    times.reserve(options.count);
+    for (uint32_t i = 0; i < options.count; i++) {
+        const auto start = std::chrono::steady_clock::now();
+        hub.request(*request, peer.text, options.timeoutMs);
+        times.push_back(Micros{std::chrono::steady_clock::now() - start}.count());
+    }
+    std::ranges::sort(times);
+    printf("%u requests of %u bytes to %s: min %.1f median %.1f p99 %.1f max %.1f us\n", options.count, options.size,
+           peer.text.c_str(), times.front(), percentile(times, 50), percentile(times, 99), times.back());
+}
+
+const vosctl::Command kCommand{
+    "ping", "measure round trips to an entity", [](CLI::App &app) {
+        auto options = std::make_shared<Options>();
+        vosctl::addEntity(app, "entity", options->entity)->required();
+        app.add_option("-c,--count", options->count, "how many requests")
+            ->type_name("N")
+            ->check(CLI::Range(1U, 100'000'000U))
+            ->capture_default_str();
+        app.add_option("--size", options->size, "payload bytes")->type_name("N")->capture_default_str();
+        vosctl::addTimeout(app, options->timeoutMs);
+        app.callback([options] { run(*options); });
+    }};
+
+}  // namespace

@@ -1,0 +1,74 @@
+// vosctl request and vosctl event: one message to an entity.
+#include <cstdio>
+#include <memory>
+
+#include "arguments.h"
+#include "command.h"
+#include "common/msg_names.h"
+#include "dump.h"
+
+namespace {
+
+struct Options {
+    std::string entity;
+    std::string type;
+    uint32_t word = 0;
+    vosctl::PayloadOptions payload;
+    uint32_t timeoutMs = vosctl::kDefaultTimeoutMs;
+};
+
+// Reads everything that the command line can get wrong before the hub is needed.
+vosctl::MessagePtr build(const Options &options, uint16_t flags, std::unique_ptr<vosctl::Hub> &hub,
+                         vosctl::Entity &peer) {
+    const uint32_t type = vosctl::parseType(options.type);
+    const vosctl::Bytes payload = options.payload.read();
+    hub = std::make_unique<vosctl::Hub>();
+    peer = hub->find(options.entity);
+    return hub->build(peer.eid, type, flags, options.word, payload);
+}
+
+void runRequest(const Options &options) {
+    std::unique_ptr<vosctl::Hub> hub;
+    vosctl::Entity peer;
+    const vosctl::MessagePtr request = build(options, VOS_MSG_FLAG_REQUEST, hub, peer);
+    const vosctl::MessagePtr reply = hub->request(*request, peer.text, options.timeoutMs);
+    if (!reply) {
+        printf("%s came back and was asked again; the library keeps that reply to itself\n", peer.text.c_str());
+        return;
+    }
+    const std::string result = msgnames::retText(reply->wordData);
+    printf("%s from %s, %u bytes\n", result.c_str(), peer.text.c_str(), reply->dataLength);
+    vosctl::printDump(vosctl::payloadOf(*reply));
+    if (reply->wordData != VOS_RET_OK && result.starts_with("VOS_RET_")) {
+        throw vosctl::Failure{peer.text + " refused the request: " + result};
+    }
+}
+
+void runEvent(const Options &options) {
+    std::unique_ptr<vosctl::Hub> hub;
+    vosctl::Entity peer;
+    const vosctl::MessagePtr event = build(options, VOS_MSG_FLAG_EVENT, hub, peer);
+    hub->send(*event);
+}
+
+std::shared_ptr<Options> addOptions(CLI::App &app) {
+    auto options = std::make_shared<Options>();
+    vosctl::addEntity(app, "entity", options->entity)->required();
+    vosctl::addType(app, "type", options->type)->required();
+    app.add_option("--word", options->word, "the header's wordData")->type_name("N")->capture_default_str();
+    options->payload.addTo(app);
+    return options;
+}
+
+const vosctl::Command kRequest{"request", "send a request and print the reply", [](CLI::App &app) {
+                                   const auto options = addOptions(app);
+                                   vosctl::addTimeout(app, options->timeoutMs);
+                                   app.callback([options] { runRequest(*options); });
+                               }};
+
+const vosctl::Command kEvent{"event", "send an event", [](CLI::App &app) {
+                                 const auto options = addOptions(app);
+                                 app.callback([options] { runEvent(*options); });
+                             }};
+
+}  // namespace

@@ -1,0 +1,11 @@
+// A payload as people read it.
+#pragma once
+
+#include "hub.h"
+
+namespace vosctl {
+
+/** Lines of 16 bytes to standard output: offset, hexadecimal, text; nothing for an empty view. */
+void printDump(ByteView bytes);
+
+}  // namespace vosctl

@@ -1,0 +1,65 @@
+// vosctl's connection to the hub: throws Failure with what to do, so that commands contain the good case only.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "common/hub_protocol.h"
+#include "vos/mem.h"
+#include "vos/msg.h"
+
+namespace vosctl {
+
+struct MessageFree {
+    void operator()(VosMsgHeader *msg) const { VOS_FREE(msg); }
+};
+using MessagePtr = std::unique_ptr<VosMsgHeader, MessageFree>;
+using Bytes = std::vector<std::byte>;
+using ByteView = std::span<const std::byte>;
+
+ByteView payloadOf(const VosMsgHeader &msg);
+
+/** A text out of a fixed field of a record, with or without a terminator. */
+std::string fieldText(std::span<const char> field);
+
+constexpr uint32_t kDefaultTimeoutMs = 5000;
+
+/** An entity as the user named it. */
+struct Entity {
+    VosEntityId eid;
+    std::string text;  // "echo (65536)", or "65536" when a number was given
+};
+
+class Hub {
+  public:
+    Hub();
+    ~Hub() { vosMsg_cleanup(&handle_); }
+    Hub(const Hub &) = delete;
+    Hub &operator=(const Hub &) = delete;
+
+    VosEntityId eid() const { return vosMsg_getHandleEid(handle_); }
+    int fd() const;
+
+    /** A message from vosctl with its payload copied in. */
+    MessagePtr build(VosEntityId dst, uint32_t type, uint16_t flags, uint32_t word, ByteView payload) const;
+    void send(const VosMsgHeader &msg);
+    /** The reply; NULL when the peer came back meanwhile and the library keeps the reply to the repeated request. */
+    MessagePtr request(const VosMsgHeader &msg, const std::string &peer, uint32_t timeoutMs = kDefaultTimeoutMs);
+    /** Waits without limit. */
+    MessagePtr receive();
+
+    /** A number as it stands; a name is looked up by the hub. */
+    Entity find(const std::string &numberOrName);
+    /** The reply to a request that the hub itself answers with a block. */
+    MessagePtr ask(uint32_t hubRequest);
+    std::vector<hubproto::ClientRow> clients();
+
+  private:
+    VosMsgHandle *handle_ = nullptr;
+};
+
+}  // namespace vosctl
