@@ -1,0 +1,15 @@
+// The firmware's daemons, in the order in which every look-up goes through them.
+#ifndef VOS_EID_TABLE_H
+#define VOS_EID_TABLE_H
+
+#include <array>
+
+#include "vos/eid.h"
+
+namespace vos {
+
+extern const std::array<EntityInfo, 95> kEntityTable;
+
+}  // namespace vos
+
+#endif

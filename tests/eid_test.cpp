@@ -1,0 +1,203 @@
+// Entity registry: the table's promises, look-ups, access masks and the cache.
+#include "vos/eid.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "support/syslog_catcher.h"
+#include "vos/hashmap.h"
+#include "vos/mem.h"
+
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::HasSubstr;
+using testing::IsSupersetOf;
+
+namespace {
+
+std::vector<EntityInfo> table() {
+    std::vector<EntityInfo> rows;
+    vosEid_forEachEntityInfo(
+        [](const EntityInfo *row, void *context) {
+            static_cast<std::vector<EntityInfo> *>(context)->push_back(*row);
+            return 0;
+        },
+        &rows);
+    return rows;
+}
+
+std::string nameOfBit(uint16_t bit) {
+    const EntityInfo *row = vosEid_getEntityInfoByAccessBit(bit);
+    return row == nullptr ? "" : row->name;
+}
+
+TEST(EntityTable, KeepsItsPromises) {
+    std::set<VosEntityId> ids;
+    std::set<std::string> names;
+    std::map<uint16_t, int> bits;
+    for (const EntityInfo &row : table()) {
+        SCOPED_TRACE(row.name);
+        EXPECT_TRUE(row.eid >= 1 && row.eid <= 0xFFFF && ids.insert(row.eid).second);
+        EXPECT_TRUE(names.insert(row.name).second);
+        EXPECT_LT(strlen(row.name), 64u);  // fits where messages carry names
+        EXPECT_EQ(std::string{row.name}.find_first_of(", \""), std::string::npos);
+        bits[row.accessBit]++;
+    }
+    EXPECT_EQ(ids.size(), 95u);
+    EXPECT_EQ(bits, (std::map<uint16_t, int>{
+                        {0, 48}, {0x01, 1}, {0x04, 1}, {0x08, 1}, {0x10, 1}, {0x20, 1}, {0x40, 1}, {0x80, 41}}));
+    EXPECT_THAT(ids, IsSupersetOf({4, 15, EID_HUBD + 0, EID_GUARDD + 0, 30, 42048}));
+    EXPECT_EQ(vosEid_getAppEid("hubd"), EID_HUBD);
+    EXPECT_EQ(vosEid_getAppEid("guardd"), EID_GUARDD);
+}
+
+TEST(EntityTable, WalkStopsAtTheCallbacksResult) {
+    const auto third = [](const EntityInfo *, void *calls) { return ++*static_cast<int *>(calls) == 3 ? 7 : 0; };
+    int calls = 0;
+    EXPECT_EQ(vosEid_forEachEntityInfo(third, &calls), 7);
+    EXPECT_EQ(calls, 3);
+}
+
+TEST(EntityLookUp, TakesTheFirstRowThatMatches) {
+    for (const EntityInfo &row : table()) {
+        SCOPED_TRACE(row.name);
+        EXPECT_EQ(vosEid_getEntityInfoByStringName(row.name)->eid, row.eid);
+        EXPECT_EQ(vosEid_getAppAccessBit(row.eid), row.accessBit);
+        char name[64];
+        EXPECT_EQ(vosEid_getAppName(name, sizeof name, row.eid), VOS_RET_OK);
+        EXPECT_STREQ(name, row.name);
+        if (row.accessBit != 0) {
+            const auto rows = table();
+            const auto first = std::find_if(rows.begin(), rows.end(),
+                                            [&](const EntityInfo &each) { return each.accessBit == row.accessBit; });
+            EXPECT_EQ(nameOfBit(row.accessBit), first->name);
+        }
+    }
+    for (const uint16_t nobody : std::initializer_list<uint16_t>{0x00, 0x02, 0x05, 0x100, 0x8000}) {
+        EXPECT_EQ(nameOfBit(nobody), "") << nobody;
+    }
+    EXPECT_EQ(vosEid_getEntityInfoByStringName("hub"), nullptr);
+}
+
+TEST(EntityLookUp, CutsTheNameAndLeavesTheBufferOnFailure) {
+    char name[8];
+    memset(name, 'x', sizeof name);
+    EXPECT_EQ(vosEid_getAppName(name, sizeof name, 9999), VOS_RET_ERROR);
+    EXPECT_EQ(vosEid_getAppName(name, 0, EID_HUBD), VOS_RET_BAD_ARG);
+    EXPECT_EQ(std::string(name, 8), "xxxxxxxx");
+    EXPECT_EQ(vosEid_getAppName(name, 4, EID_HUBD), VOS_RET_OK);
+    EXPECT_EQ(std::string(name, 8), std::string("hub\0xxxx", 8));
+    EXPECT_EQ(vosEid_getAppAccessBit(9999), 0);
+}
+
+TEST(EntityCache, AnswersASecondLookUpFromTheMap) {
+    auto *const *map = reinterpret_cast<HashMap *const *>(vosEid_getFirstEntityInfo());
+    EXPECT_EQ(vosEid_getAppEid("gponproxy"), 42048u);
+    ASSERT_NE(*map, nullptr);
+    EXPECT_EQ((*map)->bucketCount, 1024u);
+    auto *cached = static_cast<VosEntityId *>(hashmap_search(*map, "gponproxy"));
+    ASSERT_NE(cached, nullptr);
+    *cached = 5;
+    EXPECT_EQ(vosEid_getAppEid("gponproxy"), 5u);
+    *cached = 42048;
+    EXPECT_EQ(vosEid_getAppEid("nobody"), 0u);
+    EXPECT_EQ(hashmap_search(*map, "nobody"), nullptr);
+    EXPECT_EQ(vosEid_getAppEid(nullptr), 0u);
+}
+
+TEST(EntityMask, ListsNamesFromTheLowestBitOn) {
+    const std::string known = nameOfBit(0x01) + "," + nameOfBit(0x04) + "," + nameOfBit(0x80);
+    struct Case {
+        uint16_t mask;
+        VosRet ret;
+        std::string names;
+    };
+    for (const Case &c :
+         {Case{0, VOS_RET_OK, ""}, Case{0x85, VOS_RET_OK, known}, Case{0x87, VOS_RET_UNKNOWN_NAME, known},
+          Case{0xFF02, VOS_RET_UNKNOWN_NAME, ""}, Case{0x8001, VOS_RET_UNKNOWN_NAME, nameOfBit(0x01)}}) {
+        SCOPED_TRACE(c.mask);
+        char *names = nullptr;
+        EXPECT_EQ(vosEid_getStringNamesFromBitMask(c.mask, &names), c.ret);
+        EXPECT_EQ(names, c.names);
+        VOS_FREE(names);
+    }
+    EXPECT_EQ(vosEid_getStringNamesFromBitMask(1, nullptr), VOS_RET_BAD_ARG);
+}
+
+TEST(EntityMask, ReadsListsOfNames) {
+    const std::string a = nameOfBit(0x01);
+    const std::string b = nameOfBit(0x80);
+    struct Case {
+        std::string names;
+        VosRet ret;
+        uint16_t mask;
+    };
+    for (const Case &c : {
+             Case{"", VOS_RET_OK, 0},
+             Case{a, VOS_RET_OK, 0x01},
+             Case{a + "," + b, VOS_RET_OK, 0x81},
+             Case{a + ",   " + b + ",hubd", VOS_RET_OK, 0x81},
+             Case{a + " ," + b, VOS_RET_UNKNOWN_NAME, 0x80},
+             Case{" " + a, VOS_RET_UNKNOWN_NAME, 0},
+             Case{a + ",\t" + b, VOS_RET_UNKNOWN_NAME, 0x01},
+             Case{a + ",", VOS_RET_UNKNOWN_NAME, 0x01},
+             Case{a + ",  ", VOS_RET_UNKNOWN_NAME, 0x01},
+             Case{",,", VOS_RET_UNKNOWN_NAME, 0},
+         }) {
+        SCOPED_TRACE(c.names);
+        uint16_t mask = 0xFFFF;
+        EXPECT_EQ(vosEid_getBitMaskFromStringNames(c.names.c_str(), &mask), c.ret);
+        EXPECT_EQ(mask, c.mask);
+    }
+    EXPECT_EQ(vosEid_getBitMaskFromStringNames("hubd", nullptr), VOS_RET_BAD_ARG);
+}
+
+TEST(EntityMask, AssertsThatNamesAreShort) {
+    const std::string assertion = "(end - start + 1) < (SINT32) sizeof(name)";
+    for (const std::string list : {"%,hubd", "hubd,%"}) {
+        for (const size_t length : {254, 255, 3000}) {
+            SCOPED_TRACE(list + std::to_string(length));
+            vostest::Diagnostics diagnostics;
+            std::string names = list;
+            names.replace(names.find('%'), 1, std::string(length, 'x'));
+            uint16_t mask = 0;
+            EXPECT_EQ(vosEid_getBitMaskFromStringNames(names.c_str(), &mask), VOS_RET_UNKNOWN_NAME);
+            std::vector<testing::Matcher<std::string>> expected;
+            if (length > 254) {
+                expected.push_back(HasSubstr(assertion));
+            }
+            expected.push_back("ignoring name " + std::string(std::min<size_t>(length, 254), 'x'));
+            EXPECT_THAT(diagnostics.takeBodies(), ElementsAreArray(expected));
+        }
+    }
+}
+
+TEST(EntityRegistry, SaysWhatIsMissing) {
+    vostest::Diagnostics diagnostics;
+    char *names = nullptr;
+    uint16_t mask = 0;
+    const auto bodies = [&diagnostics](VosRet ret, VosRet expected) {
+        EXPECT_EQ(ret, expected);
+        return diagnostics.takeBodies();
+    };
+    EXPECT_THAT(bodies(vosEid_getStringNamesFromBitMask(0x102, &names), VOS_RET_UNKNOWN_NAME),
+                ElementsAre("unrecognized bitmask 0x2", "unrecognized bitmask 0x100"));
+    VOS_FREE(names);
+    EXPECT_THAT(bodies(vosEid_getBitMaskFromStringNames("x, nobody", &mask), VOS_RET_UNKNOWN_NAME),
+                ElementsAre("ignoring name x", "ignoring name nobody"));
+    EXPECT_THAT(bodies(vosEid_addDynamicEntityInfo("app"), VOS_RET_OK),
+                ElementsAre("Add app app to array", "No available space for dynamic app"));
+    EXPECT_THAT(bodies(vosEid_addDynamicEntityInfo(nullptr), VOS_RET_OK), ElementsAre("appName is NULL"));
+    EXPECT_THAT(bodies(vosEid_delDynamicEntityInfo("app"), VOS_RET_NOT_IN_LIST),
+                ElementsAre("Del app app from array", "Not found app app in array"));
+    EXPECT_THAT(bodies(vosEid_delDynamicEntityInfo(nullptr), VOS_RET_BAD_ARG), ElementsAre("appName is NULL"));
+}
+
+}  // namespace
