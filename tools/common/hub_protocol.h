@@ -70,4 +70,12 @@ struct HubCounters {
 };
 static_assert(sizeof(HubCounters) == 64);
 
+/** Payload of VOS_MSG_ADD_ENTITY_INFO as vos-hubd reads it; the library passes it on as opaque bytes. */
+struct EntityDescription {
+    char name[64];  // NUL-terminated, not empty, not a name of the firmware's table
+    uint32_t eid;   // the id that a process of this name gets; 0: the hub chooses a dynamic one
+    uint8_t ignored[376];
+};
+static_assert(sizeof(EntityDescription) == 444);
+
 }  // namespace hubproto

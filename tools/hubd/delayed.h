@@ -1,0 +1,42 @@
+// Messages that clients want back after a delay.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <unordered_map>
+
+#include "client.h"
+
+namespace hubd {
+
+class DelayedMessages {
+  public:
+    /** @return false when the client has too many already */
+    bool add(const Client &client, uint32_t wordData, int64_t dueNs);
+    /** Takes back the client's oldest registration of this word; nothing when there is none. */
+    void cancel(const Client &client, uint32_t wordData);
+    void forget(const Client &client);
+
+    /** When the next one is due; nothing when none waits. */
+    std::optional<int64_t> nextDueNs() const;
+
+    struct Due {
+        int fd;  // of the client
+        uint32_t wordData;
+    };
+    /** Takes the next one that is due by `nowNs`; equal times in order of registration. */
+    std::optional<Due> takeDue(int64_t nowNs);
+
+  private:
+    struct Key {
+        int64_t dueNs;
+        uint64_t order;
+        auto operator<=>(const Key &) const = default;
+    };
+    std::map<Key, Due> byTime_;
+    std::unordered_map<int, std::vector<Key>> byClient_;  // in order of registration
+    uint64_t order_ = 0;
+};
+
+}  // namespace hubd

@@ -1,0 +1,105 @@
+// Names and ids.
+#include "entity_directory.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "entity_names.h"
+
+namespace hubd {
+
+namespace {
+
+constexpr size_t kMaxAdded = 1024;
+constexpr size_t kMaxRemembered = kEndOfDynamicIds - kFirstDynamicId;
+
+}  // namespace
+
+std::optional<VosEntityId> EntityDirectory::fixedIdOf(const std::string &name) const {
+    if (const auto eid = tableIdOf(name)) {
+        return eid;
+    }
+    const auto found = added_.find(name);
+    return found != added_.end() ? std::optional{found->second} : std::nullopt;
+}
+
+std::optional<VosEntityId> EntityDirectory::newDynamicId() {
+    for (VosEntityId tried = kFirstDynamicId; tried < kEndOfDynamicIds; tried++) {
+        const VosEntityId eid = nextDynamic_;
+        nextDynamic_ = eid + 1 < kEndOfDynamicIds ? eid + 1 : kFirstDynamicId;
+        const auto reserved = [eid](const auto &row) { return row.second == eid; };
+        if (ids_.find(eid) == nullptr && std::ranges::none_of(added_, reserved)) {
+            return eid;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<VosEntityId> EntityDirectory::idForLaunch(const std::string &name) {
+    if (const auto fixed = fixedIdOf(name)) {
+        return fixed;
+    }
+    if (name.empty()) {
+        return newDynamicId();
+    }
+    // A daemon that comes back keeps its id, so that peers who know it need not look it up again.
+    const auto last = dynamic_.find(name);
+    if (last != dynamic_.end() && ids_.find(last->second) == nullptr) {
+        return last->second;
+    }
+    const auto eid = newDynamicId();
+    if (eid) {
+        if (dynamic_.size() >= kMaxRemembered) {
+            dynamic_.clear();
+        }
+        std::erase_if(dynamic_, [&](const auto &entry) { return entry.second == *eid; });
+        dynamic_[name] = *eid;
+    }
+    return eid;
+}
+
+VosEntityId EntityDirectory::idOf(const std::string &name) const {
+    if (const auto fixed = fixedIdOf(name)) {
+        return *fixed;
+    }
+    const auto last = dynamic_.find(name);
+    return last != dynamic_.end() && ids_.find(last->second) != nullptr ? last->second : 0;
+}
+
+std::string EntityDirectory::nameOf(VosEntityId eid) const {
+    if (const Client *client = ids_.find(eid); client != nullptr && !client->name.empty()) {
+        return client->name;
+    }
+    if (const std::string_view name = tableNameOf(eid); !name.empty()) {
+        return std::string{name};
+    }
+    const auto found = std::ranges::find(added_, eid, [](const auto &row) { return row.second; });
+    return found != added_.end() ? found->first : std::string{};
+}
+
+VosRet EntityDirectory::add(const hubproto::EntityDescription &description) {
+    const size_t length = strnlen(description.name, sizeof description.name);
+    const std::string name{description.name, length};
+    if (length == 0 || length == sizeof description.name || tableIdOf(name)) {
+        return VOS_RET_BAD_ARG;
+    }
+    const auto others = [&](const auto &row) { return row.first != name && row.second == description.eid; };
+    if (description.eid != 0 && (!tableNameOf(description.eid).empty() || std::ranges::any_of(added_, others))) {
+        return VOS_RET_BAD_ARG;
+    }
+    if (added_.size() >= kMaxAdded && !added_.contains(name)) {
+        return VOS_RET_NO_RESOURCE;
+    }
+    const auto eid = description.eid != 0 ? std::optional{description.eid} : idForLaunch(name);
+    if (!eid) {
+        return VOS_RET_NO_RESOURCE;
+    }
+    added_[name] = *eid;
+    return VOS_RET_OK;
+}
+
+VosRet EntityDirectory::remove(const std::string &name) {
+    return added_.erase(name) > 0 ? VOS_RET_OK : VOS_RET_NOT_IN_LIST;
+}
+
+}  // namespace hubd

@@ -1,0 +1,44 @@
+// Names and ids: the firmware's table, entities added at run time, and names that got a dynamic id.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "common/hub_protocol.h"
+#include "id_table.h"
+#include "vos/ret.h"
+
+namespace hubd {
+
+class EntityDirectory {
+  public:
+    explicit EntityDirectory(const IdTable &ids) : ids_{ids} {}
+
+    /** The id that a process of this name gets: its row's, its added row's, the one its predecessor held if it is free,
+     *  or a new dynamic one. Nothing when all dynamic ids are taken. */
+    std::optional<VosEntityId> idForLaunch(const std::string &name);
+
+    /** The id of a name: a row's, an added row's, or that of the running process. 0 for an unknown name. */
+    VosEntityId idOf(const std::string &name) const;
+
+    /** The name of an id: the running process's, or the row's. Empty for an unknown id. */
+    std::string nameOf(VosEntityId eid) const;
+
+    VosRet add(const hubproto::EntityDescription &description);
+    VosRet remove(const std::string &name);
+
+  private:
+    std::optional<VosEntityId> newDynamicId();
+    std::optional<VosEntityId> fixedIdOf(const std::string &name) const;
+
+    const IdTable &ids_;
+    std::map<std::string, VosEntityId> added_;
+    std::unordered_map<std::string, VosEntityId> dynamic_;  // the last id of a name
+    VosEntityId nextDynamic_ = kFirstDynamicId;
+};
+
+}  // namespace hubd

@@ -1,0 +1,233 @@
+// Connections and the loop.
+#include "hub.h"
+
+#include <sys/resource.h>
+#include <sys/signalfd.h>
+
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstring>
+
+#include "clock.h"
+#include "log.h"
+
+namespace hubd {
+
+namespace {
+
+constexpr int kAcceptsInARow = 64;
+constexpr int64_t kAcceptRestNs = 100 * kNsPerMs;
+
+// Each client is a descriptor; the soft limit of most systems is too low for a thousand of them.
+void raiseDescriptorLimit() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
+vos::UniqueFd endSignals() {
+    sigset_t set;
+    sigemptyset(&set);
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+        sigaddset(&set, signal);
+    }
+    sigprocmask(SIG_BLOCK, &set, nullptr);
+    signal(SIGPIPE, SIG_IGN);
+    return vos::UniqueFd{signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC)};
+}
+
+}  // namespace
+
+Hub::Hub(const Options &options)
+    : options_{options},
+      listener_{options_.socketPath},
+      outbox_{poller_, departures_, options_.queueLimit},
+      directory_{ids_},
+      observers_{outbox_, directory_, options_.trace},
+      router_{ids_, outbox_, observers_},
+      services_{options_, *this, ids_, directory_, router_, observers_},
+      launcher_{*this, ids_, directory_, router_, services_},
+      signals_{endSignals()} {
+    raiseDescriptorLimit();
+    if (!poller_.add(listener_.fd()) || !poller_.add(signals_.get())) {
+        throw HubError{std::string{"cannot watch descriptors: "} + strerror(errno)};
+    }
+}
+
+void Hub::run() {
+    logLine("listening on %s", options_.socketPath.c_str());
+    while (running_) {
+        for (const epoll_event &event : poller_.wait(timeToNextDeadline())) {
+            const int fd = event.data.fd;
+            if (fd == listener_.fd()) {
+                acceptClients();
+            } else if (fd == signals_.get()) {
+                running_ = false;
+            } else {
+                handleClient(fd, event.events);
+            }
+        }
+        runDeadlines();
+        observers_.flush();
+        ended_.clear();
+    }
+}
+
+void Hub::forEachClient(const std::function<void(Client &)> &visit) {
+    for (const std::unique_ptr<Client> &client : clients_) {
+        if (client) {
+            visit(*client);
+        }
+    }
+}
+
+void Hub::acceptClients() {
+    for (int i = 0; i < kAcceptsInARow; i++) {
+        vos::UniqueFd fd = listener_.accept();
+        if (fd) {
+            acceptTrouble_ = false;
+            admit(std::move(fd));
+            continue;
+        }
+        if (errno != EAGAIN && errno != EINTR && errno != ECONNABORTED) {
+            // Out of descriptors or memory: whoever waits in the backlog gets in when others have left.
+            if (!acceptTrouble_) {
+                logLine("cannot accept a client for now: %s", strerror(errno));
+            }
+            acceptTrouble_ = true;
+            acceptAgainNs_ = monotonicNs() + kAcceptRestNs;
+            poller_.remove(listener_.fd());
+        }
+        return;
+    }
+}
+
+void Hub::admit(vos::UniqueFd fd) {
+    auto client = std::make_unique<Client>();
+    socklen_t size = sizeof client->credentials;
+    if (getsockopt(fd.get(), SOL_SOCKET, SO_PEERCRED, &client->credentials, &size) != 0 || !poller_.add(fd.get())) {
+        return;
+    }
+    client->watched = EPOLLIN;
+    client->serial = ++serial_;
+    client->connectedNs = monotonicNs();
+    const int slot = fd.get();
+    unannounced_.push_back({slot, client->serial, client->connectedNs + options_.announceTimeoutMs * kNsPerMs});
+    client->fd = std::move(fd);
+    if (clients_.size() <= static_cast<size_t>(slot)) {
+        clients_.resize(static_cast<size_t>(slot) + 1);
+    }
+    clients_[static_cast<size_t>(slot)] = std::move(client);
+}
+
+void Hub::handleClient(int fd, uint32_t events) {
+    Client *client = clients_[static_cast<size_t>(fd)].get();
+    if (client == nullptr) {
+        return;  // disconnected earlier in this round
+    }
+    if ((events & EPOLLOUT) != 0) {
+        outbox_.drain(*client);
+    }
+    if ((events & ~uint32_t{EPOLLOUT}) != 0) {
+        readFrom(*client);
+    }
+    if (!departures_.empty()) {
+        endDepartures();
+    }
+}
+
+void Hub::readFrom(Client &client) {
+    const size_t payloadLimit = client.eid == 0 ? kMaxAnnouncement : options_.payloadLimit;
+    const ReadStatus status = reader_.read(client.fd.get(), client.partial, payloadLimit,
+                                           [&](const Frame &frame) { return receive(client, frame); });
+    router_.flush();
+    if (status == ReadStatus::broken) {
+        departures_.add(client, "announces a longer payload than " + std::to_string(payloadLimit) + " bytes");
+    } else if (status == ReadStatus::closed) {
+        departures_.add(client, "");
+    }
+}
+
+bool Hub::receive(Client &client, const Frame &frame) {
+    client.messagesIn++;
+    if (client.eid == 0) {
+        if (std::string why = launcher_.launch(client, frame); !why.empty()) {
+            departures_.add(client, std::move(why));
+        }
+    } else if (frame.header.dst != EID_HUBD || (frame.header.flags & VOS_MSG_FLAG_REQUEUE) != 0) [[likely]] {
+        router_.route(client, frame);
+    } else if (frame.header.type == VOS_MSG_LAUNCHED) {
+        departures_.add(client, "announces itself twice");
+    } else {
+        services_.handle(client, frame);
+    }
+    return !client.leaving;
+}
+
+void Hub::endDepartures() {
+    for (const auto &[client, why] : departures_.take()) {
+        end(*client, why);
+    }
+}
+
+void Hub::end(Client &client, const std::string &why) {
+    if (!why.empty()) {
+        logLine("disconnecting %s: %s", client.describe().c_str(), why.c_str());
+        router_.counters().disconnects++;
+    }
+    if (client.eid != 0) {
+        ids_.erase(client.eid);
+    }
+    services_.forget(client);
+    observers_.detach(client);
+    ended_.push_back(std::move(clients_[static_cast<size_t>(client.fd.get())]));
+    poller_.remove(client.fd.get());
+}
+
+int Hub::timeToNextDeadline() const {
+    int64_t next = services_.nextDueNs().value_or(INT64_MAX);
+    if (!unannounced_.empty()) {
+        next = std::min(next, unannounced_.front().deadlineNs);
+    }
+    if (acceptAgainNs_ != 0) {
+        next = std::min(next, acceptAgainNs_);
+    }
+    if (next == INT64_MAX) {
+        return -1;
+    }
+    // Rounded up: nothing is due earlier than asked.
+    const int64_t ms = (next - monotonicNs() + kNsPerMs - 1) / kNsPerMs;
+    return static_cast<int>(std::clamp<int64_t>(ms, 0, INT_MAX));
+}
+
+void Hub::runDeadlines() {
+    if (acceptAgainNs_ == 0 && unannounced_.empty() && !services_.nextDueNs()) {
+        return;
+    }
+    const int64_t now = monotonicNs();
+    if (acceptAgainNs_ != 0 && acceptAgainNs_ <= now) {
+        acceptAgainNs_ = poller_.add(listener_.fd()) ? 0 : now + kAcceptRestNs;
+    }
+    while (!unannounced_.empty()) {
+        const Unannounced &first = unannounced_.front();
+        Client *client = clients_[static_cast<size_t>(first.fd)].get();
+        if (client != nullptr && client->serial == first.serial && client->eid == 0) {
+            if (first.deadlineNs > now) {
+                break;
+            }
+            departures_.add(*client, "never announced itself");
+        }
+        unannounced_.pop_front();
+    }
+    while (const auto due = services_.takeDue(now)) {
+        if (Client *client = clients_[static_cast<size_t>(due->fd)].get()) {
+            services_.sendDelayed(*client, due->wordData);
+        }
+    }
+    endDepartures();
+}
+
+}  // namespace hubd

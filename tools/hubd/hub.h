@@ -1,0 +1,65 @@
+// The hub: connections from accept to close, and the loop that drives everything.
+#pragma once
+
+#include <deque>
+#include <memory>
+#include <vector>
+
+#include "launch.h"
+#include "listener.h"
+#include "options.h"
+
+namespace hubd {
+
+class Hub final : private ClientWalk {
+  public:
+    /** Listens from here on; throws HubError. */
+    explicit Hub(const Options &options);
+
+    /** Routes until a SIGTERM, SIGINT or SIGHUP. */
+    void run();
+
+  private:
+    void forEachClient(const std::function<void(Client &)> &visit) override;
+
+    void acceptClients();
+    void admit(vos::UniqueFd fd);
+    void handleClient(int fd, uint32_t events);
+    void readFrom(Client &client);
+    bool receive(Client &client, const Frame &frame);
+    void endDepartures();
+    void end(Client &client, const std::string &why);
+
+    /** Milliseconds until something has to be done without an event; -1 for never. */
+    int timeToNextDeadline() const;
+    void runDeadlines();
+
+    struct Unannounced {
+        int fd;
+        uint64_t serial;
+        int64_t deadlineNs;
+    };
+
+    const Options options_;
+    Listener listener_;
+    Poller poller_;
+    Departures departures_;
+    Outbox outbox_;
+    IdTable ids_;
+    EntityDirectory directory_;
+    Observers observers_;
+    Router router_;
+    Services services_;
+    Launcher launcher_;
+    FrameReader reader_;
+    vos::UniqueFd signals_;
+    std::vector<std::unique_ptr<Client>> clients_;  // by descriptor
+    std::vector<std::unique_ptr<Client>> ended_;    // kept until no event of the last wait can name them
+    std::deque<Unannounced> unannounced_;           // in order of deadline
+    uint64_t serial_ = 0;
+    int64_t acceptAgainNs_ = 0;  // not 0: accepting rests until then
+    bool acceptTrouble_ = false;
+    bool running_ = true;
+};
+
+}  // namespace hubd

@@ -1,0 +1,57 @@
+// Which client wants a copy of which events.
+#include "interests.h"
+
+#include <algorithm>
+
+namespace hubd {
+
+namespace {
+
+constexpr size_t kMaxForOneClient = 4096;
+
+}  // namespace
+
+VosRet Interests::add(Client &client, uint32_t type) {
+    std::vector<uint32_t> &types = byClient_[&client];
+    if (std::ranges::find(types, type) != types.end()) {
+        return VOS_RET_OK;
+    }
+    if (types.size() >= kMaxForOneClient) {
+        return VOS_RET_NO_RESOURCE;
+    }
+    types.push_back(type);
+    byType_[type].push_back(&client);
+    return VOS_RET_OK;
+}
+
+VosRet Interests::remove(Client &client, uint32_t type) {
+    const auto owned = byClient_.find(&client);
+    if (owned == byClient_.end() || std::erase(owned->second, type) == 0) {
+        return VOS_RET_NOT_IN_LIST;
+    }
+    const auto registered = byType_.find(type);
+    std::erase(registered->second, &client);
+    if (registered->second.empty()) {
+        byType_.erase(registered);
+    }
+    return VOS_RET_OK;
+}
+
+void Interests::forget(Client &client) {
+    const auto owned = byClient_.find(&client);
+    if (owned == byClient_.end()) {
+        return;
+    }
+    for (const uint32_t type : std::vector{owned->second}) {
+        remove(client, type);
+    }
+    byClient_.erase(owned);
+}
+
+const std::vector<Client *> &Interests::of(uint32_t type) const {
+    static const std::vector<Client *> kNobody;
+    const auto found = byType_.find(type);
+    return found != byType_.end() ? found->second : kNobody;
+}
+
+}  // namespace hubd

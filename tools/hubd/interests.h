@@ -1,0 +1,27 @@
+// Which client wants a copy of which events.
+#pragma once
+
+#include <unordered_map>
+#include <vector>
+
+#include "client.h"
+#include "vos/ret.h"
+
+namespace hubd {
+
+class Interests {
+  public:
+    /** A second registration of the same type changes nothing. */
+    VosRet add(Client &client, uint32_t type);
+    VosRet remove(Client &client, uint32_t type);
+    void forget(Client &client);
+
+    /** Those registered for a type, in order of registration. */
+    const std::vector<Client *> &of(uint32_t type) const;
+
+  private:
+    std::unordered_map<uint32_t, std::vector<Client *>> byType_;
+    std::unordered_map<const Client *, std::vector<uint32_t>> byClient_;
+};
+
+}  // namespace hubd

@@ -1,0 +1,55 @@
+// Launch announcements.
+#include "launch.h"
+
+#include <filesystem>
+
+#include "entity_names.h"
+#include "internal/bytes.h"
+
+namespace hubd {
+
+std::string Launcher::launch(Client &client, const Frame &frame) {
+    const VosMsgHeader &header = frame.header;
+    if (header.type != VOS_MSG_LAUNCHED) {
+        return "its first message is no announcement";
+    }
+    vos::ByteReader reader{frame.payload().data(), frame.payload().size()};
+    const std::string name{reader.terminatedText()};
+    const std::string path{reader.terminatedText()};
+    if (!reader.ok()) {
+        return "its announcement is broken";
+    }
+    if (header.wordData != static_cast<uint32_t>(client.credentials.pid)) {
+        return "it announces process id " + std::to_string(header.wordData) + ", which is not its own";
+    }
+    const auto eid = header.src != 0 ? std::optional{header.src} : directory_.idForLaunch(name);
+    if (!eid) {
+        return "every dynamic id is taken";
+    }
+    const Client *holder = ids_.find(*eid);
+    if (*eid == EID_HUBD || holder != nullptr) {
+        return "entity id " + std::to_string(*eid) + " is held by " +
+               (holder != nullptr ? holder->describe() : std::string{"the hub"});
+    }
+    client.eid = *eid;
+    client.name = !name.empty() ? name : directory_.nameOf(*eid);
+    if (client.name.empty()) {
+        client.name = std::filesystem::path{path}.filename();
+    }
+    client.path = path;
+    ids_.insert(*eid, &client);
+
+    VosMsgHeader answer{};
+    answer.type = VOS_MSG_LAUNCHED;
+    answer.src = EID_HUBD;
+    answer.dst = *eid;
+    answer.flags = VOS_MSG_FLAG_RESPONSE;
+    router_.sendFromHub(client, answer);
+    clients_.forEachClient([&](Client &other) { router_.resend(other, *eid); });
+    Frame event = frame;
+    event.header.src = *eid;
+    services_.publish(event);
+    return {};
+}
+
+}  // namespace hubd

@@ -1,0 +1,89 @@
+// Listening: one hub for one path.
+#include "listener.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+
+namespace hubd {
+
+namespace {
+
+constexpr int kBacklog = 4096;
+
+std::string because(const std::string &what) {
+    return what + ": " + strerror(errno);
+}
+
+vos::UniqueFd newSocket() {
+    return vos::UniqueFd{socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)};
+}
+
+const sockaddr *generic(const sockaddr_un &address) {
+    return reinterpret_cast<const sockaddr *>(&address);
+}
+
+// Two hubs that start at once must not each find the file stale and remove the other's; the lock ends with its
+// descriptor and leaves nothing behind.
+vos::UniqueFd lockDirectoryOf(const std::string &path) {
+    const std::filesystem::path parent = std::filesystem::path{path}.parent_path();
+    const std::string directory = parent.empty() ? "." : parent.string();
+    vos::UniqueFd fd{open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
+    if (!fd) {
+        throw HubError{because("cannot open " + directory)};
+    }
+    flock(fd.get(), LOCK_EX);
+    return fd;
+}
+
+void removeStale(const std::string &path, const sockaddr_un &address) {
+    struct stat found {};
+    if (lstat(path.c_str(), &found) != 0) {
+        return;
+    }
+    if (!S_ISSOCK(found.st_mode)) {
+        throw HubError{path + " exists and is no socket; remove it or choose another with --socket"};
+    }
+    const vos::UniqueFd probe = newSocket();
+    // A backlog that is full (EAGAIN) is a living hub's too.
+    if (connect(probe.get(), generic(address), sizeof address) == 0 || errno != ECONNREFUSED) {
+        throw HubError{"another hub listens on " + path + "; stop it or choose another path with --socket"};
+    }
+    unlink(path.c_str());
+}
+
+}  // namespace
+
+Listener::Listener(const std::string &path) : path_{path}, fd_{newSocket()} {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.empty() || path.size() >= sizeof address.sun_path) {
+        throw HubError{"a socket path has 1 to " + std::to_string(sizeof address.sun_path - 1) + " bytes"};
+    }
+    memcpy(address.sun_path, path.data(), path.size());
+    const vos::UniqueFd lock = lockDirectoryOf(path);
+    removeStale(path, address);
+    if (!fd_ || bind(fd_.get(), generic(address), sizeof address) != 0 || listen(fd_.get(), kBacklog) != 0) {
+        throw HubError{because("cannot listen on " + path)};
+    }
+    stat(path.c_str(), &identity_);
+}
+
+Listener::~Listener() {
+    struct stat now {};
+    if (lstat(path_.c_str(), &now) == 0 && now.st_dev == identity_.st_dev && now.st_ino == identity_.st_ino) {
+        unlink(path_.c_str());
+    }
+}
+
+vos::UniqueFd Listener::accept() const {
+    return vos::UniqueFd{accept4(fd_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC)};
+}
+
+}  // namespace hubd

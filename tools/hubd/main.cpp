@@ -1,0 +1,53 @@
+// vos-hubd: routes messages between daemons on a workstation or in CI.
+#include <CLI/CLI.hpp>
+#include <cstdio>
+
+#include "hub.h"
+#include "log.h"
+
+namespace {
+
+enum Exit { kFailed = 1, kUsage = 2 };
+
+void addOptions(CLI::App &app, hubd::Options &options) {
+    app.set_version_flag("--version", HUBD_VERSION);
+    app.add_option("--socket", options.socketPath, "where to listen")->capture_default_str();
+    app.add_flag("--trace", options.trace, "print every message as one line");
+    app.add_option("--queue-limit", options.queueLimit, "bytes that may wait for a client before it is disconnected")
+        ->capture_default_str()
+        ->check(CLI::Range(size_t{1}, size_t{1} << 32));
+    app.add_option("--payload-limit", options.payloadLimit, "longest payload in bytes; more disconnects the sender")
+        ->capture_default_str()
+        ->check(CLI::Range(size_t{0}, size_t{1} << 31));
+    app.add_option("--announce-timeout", options.announceTimeoutMs,
+                   "milliseconds within which a client has to announce itself")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 3600000));
+    app.add_option("--plugin-data-dir", options.pluginDataDir, "where plug-ins get their data directories")
+        ->capture_default_str();
+    app.add_option("--plugin-tmp-dir", options.pluginTmpDir, "where plug-ins get their temporary directories")
+        ->capture_default_str();
+    app.footer("Exit status: 0 after SIGTERM or SIGINT, 1 when the hub cannot run, 2 for a wrong command line.");
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+    hubd::Options options;
+    CLI::App app{"Routes messages between daemons; stands in for the firmware's hub.", "vos-hubd"};
+    addOptions(app, options);
+    try {
+        app.parse(argc, argv);
+        hubd::Hub{options}.run();
+    } catch (const CLI::ParseError &error) {
+        if (error.get_exit_code() == 0) {
+            return app.exit(error);  // --help, --version
+        }
+        fprintf(stderr, "vos-hubd: %s; see 'vos-hubd --help'\n", error.what());
+        return kUsage;
+    } catch (const std::exception &error) {
+        hubd::logLine("%s", error.what());
+        return kFailed;
+    }
+    return 0;
+}

@@ -1,0 +1,22 @@
+// What the command line settles.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "vos/msg.h"
+
+namespace hubd {
+
+struct Options {
+    std::string socketPath = VOS_MSG_HUB_SOCKET_PATH;
+    std::string pluginDataDir = "/var/plugin/data";
+    std::string pluginTmpDir = "/tmp/plugin";
+    size_t queueLimit = size_t{8} << 20;
+    size_t payloadLimit = size_t{16} << 20;
+    uint32_t announceTimeoutMs = 10000;
+    bool trace = false;
+};
+
+}  // namespace hubd

@@ -1,0 +1,137 @@
+// Routing between clients.
+#include "router.h"
+
+#include <algorithm>
+
+namespace hubd {
+
+namespace {
+
+// A client that never gets answers is remembered with its latest requests only.
+constexpr size_t kMaxPending = 256;
+
+}  // namespace
+
+// Keeps account of unanswered requests, so that their senders can be told when the destination comes back.
+inline void Router::follow(Client &from, Client &to, const VosMsgHeader &header) {
+    if (isRequest(header.flags)) {
+        if (header.src != from.eid || &from == &to) {
+            return;
+        }
+        const PendingRequest request{header.dst, header.type};
+        if (std::ranges::find(from.pending, request) != from.pending.end()) {
+            return;
+        }
+        if (from.pending.size() >= kMaxPending) {
+            from.pending.erase(from.pending.begin());
+        }
+        from.pending.push_back(request);
+    } else if (!to.pending.empty()) {
+        // Peers answer in many ways: any message of the type that is no request counts as the answer.
+        std::erase(to.pending, PendingRequest{header.src, header.type});
+    }
+}
+
+void Router::route(Client &from, const Frame &frame) {
+    const VosMsgHeader &header = frame.header;
+    Client *to = ids_.find(header.dst);
+    if (to == nullptr && (header.flags & VOS_MSG_FLAG_REQUEUE) != 0) {
+        to = &from;  // a wake-up is for the process that asked for it
+    }
+    if (to == nullptr) {
+        flush();
+        undeliverable(from, frame);
+        return;
+    }
+    if (observers_.active()) [[unlikely]] {
+        observers_.observe(frame, hubproto::Verdict::delivered);
+    }
+    follow(from, *to, header);
+    if (run_.to == to && run_.from == &from && run_.bytes.data() + run_.bytes.size() == frame.bytes.data()) {
+        run_.bytes = {run_.bytes.data(), run_.bytes.size() + frame.bytes.size()};
+        run_.count++;
+        return;
+    }
+    flush();
+    run_ = {&from, to, frame.bytes, 1};
+}
+
+void Router::flush() {
+    if (run_.to == nullptr) {
+        return;
+    }
+    if (outbox_.deliver(*run_.to, run_.bytes, run_.count)) [[likely]] {
+        counters_.routed += run_.count;
+        counters_.bytesRouted += run_.bytes.size();
+    } else {
+        runFailed();
+    }
+    run_.to = nullptr;
+}
+
+// The destination has closed its end: what was for it is treated as if it had gone already.
+void Router::runFailed() {
+    const Run failed = std::exchange(run_, {});
+    std::span<const std::byte> rest = failed.bytes;
+    while (!rest.empty()) {
+        Frame frame;
+        memcpy(&frame.header, rest.data(), sizeof frame.header);
+        frame.bytes = rest.first(sizeof frame.header + frame.header.dataLength);
+        rest = rest.subspan(frame.bytes.size());
+        std::erase(failed.from->pending, PendingRequest{frame.header.dst, frame.header.type});
+        undeliverable(*failed.from, frame);
+    }
+}
+
+void Router::undeliverable(Client &from, const Frame &frame) {
+    if (observers_.active()) {
+        observers_.observe(frame, hubproto::Verdict::noDestination);
+    }
+    if (isRequest(frame.header.flags)) {
+        counters_.peerGoneReplies++;
+        reply(from, frame.header, VOS_RET_PEER_GONE);
+    } else {
+        counters_.eventsDropped++;
+    }
+}
+
+void Router::sendFromHub(Client &to, VosMsgHeader header, std::span<const std::byte> payload) {
+    flush();
+    header.dataLength = static_cast<uint32_t>(payload.size());
+    const auto head = std::as_bytes(std::span{&header, 1});
+    own_.assign(head.begin(), head.end());
+    own_.insert(own_.end(), payload.begin(), payload.end());
+    if (observers_.active()) {
+        observers_.observe({header, own_}, hubproto::Verdict::fromHub);
+    }
+    outbox_.deliver(to, own_, 1);
+}
+
+void Router::reply(Client &requester, const VosMsgHeader &request, uint32_t wordData,
+                   std::span<const std::byte> payload) {
+    if (!isRequest(request.flags)) {
+        return;
+    }
+    VosMsgHeader header{};
+    header.type = request.type;
+    header.src = request.dst;
+    header.dst = request.src;
+    header.flags =
+        static_cast<uint16_t>(VOS_MSG_FLAG_RESPONSE | (request.flags & (VOS_MSG_FLAG_KEEP | VOS_MSG_FLAG_SRPC)));
+    header.wordData = wordData;
+    sendFromHub(requester, header, payload);
+}
+
+void Router::resend(Client &requester, VosEntityId returned) {
+    if (std::erase_if(requester.pending, [=](const PendingRequest &p) { return p.dst == returned; }) == 0) {
+        return;
+    }
+    VosMsgHeader header{};
+    header.type = VOS_MSG_RESEND_REQUEST;
+    header.src = returned;
+    header.dst = requester.eid;
+    header.flags = VOS_MSG_FLAG_EVENT;
+    sendFromHub(requester, header);
+}
+
+}  // namespace hubd

@@ -1,0 +1,60 @@
+// From whom to whom: routing by destination, answers for absent ones, requests that wait for a daemon's return.
+#pragma once
+
+#include "common/hub_protocol.h"
+#include "id_table.h"
+#include "observers.h"
+#include "outbox.h"
+
+namespace hubd {
+
+class Router {
+  public:
+    Router(const IdTable &ids, Outbox &outbox, Observers &observers)
+        : ids_{ids}, outbox_{outbox}, observers_{observers} {}
+
+    /** Routes a message that is not for the hub. Messages in a row for the same destination leave with one system call,
+     *  at the latest with flush(); the frame's bytes stay valid until then. */
+    void route(Client &from, const Frame &frame);
+    void flush();
+
+    /** A message of the hub's own; `header.dataLength` follows the payload. */
+    void sendFromHub(Client &to, VosMsgHeader header, std::span<const std::byte> payload = {});
+
+    /** The reply to a request: with VOS_MSG_FLAG_KEEP and VOS_MSG_FLAG_SRPC if it had them. Nothing for a message that
+     *  is no request. */
+    void reply(Client &requester, const VosMsgHeader &request, uint32_t wordData,
+               std::span<const std::byte> payload = {});
+
+    /** Asks `requester` to send again what it waits for from `returned`, if it does. */
+    void resend(Client &requester, VosEntityId returned);
+
+    hubproto::HubCounters &counters() { return counters_; }
+
+  private:
+    void follow(Client &from, Client &to, const VosMsgHeader &header);
+    void undeliverable(Client &from, const Frame &frame);
+    void runFailed();
+
+    /** Messages in a row from one client to another that have not been sent yet. */
+    struct Run {
+        Client *from = nullptr;
+        Client *to = nullptr;
+        std::span<const std::byte> bytes;
+        size_t count = 0;
+    };
+
+    const IdTable &ids_;
+    Outbox &outbox_;
+    Observers &observers_;
+    Run run_;
+    std::vector<std::byte> own_;
+    hubproto::HubCounters counters_{};
+};
+
+/** A request that waits for its reply, as opposed to a reply or a one-way message. */
+inline bool isRequest(uint16_t flags) {
+    return (flags & (VOS_MSG_FLAG_REQUEST | VOS_MSG_FLAG_RESPONSE)) == VOS_MSG_FLAG_REQUEST;
+}
+
+}  // namespace hubd

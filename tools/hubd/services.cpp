@@ -1,0 +1,264 @@
+// The hub's own services.
+#include "services.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <filesystem>
+#include <system_error>
+
+#include "clock.h"
+#include "internal/bytes.h"
+#include "log.h"
+
+namespace hubd {
+
+namespace {
+
+constexpr size_t kMaxDirectory = 512;  // what requesters read of a directory's text, its NUL included
+
+vos::ByteReader readerOf(const Frame &frame) {
+    return {frame.payload().data(), frame.payload().size()};
+}
+
+/** The payload's text up to its NUL; empty without one. */
+std::string textOf(const Frame &frame) {
+    vos::ByteReader reader = readerOf(frame);
+    return std::string{reader.terminatedText()};
+}
+
+template <typename T>
+std::span<const std::byte> bytesOf(const std::vector<T> &items) {
+    return std::as_bytes(std::span{items});
+}
+
+void copyText(std::span<char> out, const std::string &text) {
+    const size_t length = std::min(text.size(), out.size() - 1);
+    memcpy(out.data(), text.data(), length);
+}
+
+hubproto::ClientRow rowOf(const Client &client) {
+    hubproto::ClientRow row{};
+    row.eid = client.eid;
+    row.pid = static_cast<uint32_t>(client.credentials.pid);
+    row.uid = client.credentials.uid;
+    row.heartbeats = client.heartbeats;
+    row.connectedMs = elapsedMs(client.connectedNs);
+    row.lastHeartbeatMs = client.heartbeats == 0 ? UINT64_MAX : elapsedMs(client.lastHeartbeatNs);
+    row.messagesIn = client.messagesIn;
+    row.messagesOut = client.messagesOut;
+    row.queuedBytes = client.queue.size();
+    row.watchdogStopped = client.watchdogStopped;
+    row.monitor = client.monitor;
+    copyText(row.name, client.name);
+    copyText(row.path, client.path);
+    return row;
+}
+
+}  // namespace
+
+Services::Services(const Options &options, ClientWalk &clients, const IdTable &ids, EntityDirectory &directory,
+                   Router &router, Observers &observers)
+    : options_{options},
+      clients_{clients},
+      ids_{ids},
+      directory_{directory},
+      router_{router},
+      observers_{observers},
+      startedNs_{monotonicNs()} {}
+
+Services::Handler Services::handlerOf(uint32_t type) {
+    struct Entry {
+        uint32_t type;
+        Handler handler;
+    };
+    static constexpr std::array kHandlers{
+        Entry{VOS_MSG_REGISTER_DELAYED_MSG, &Services::registerDelayed},
+        Entry{VOS_MSG_UNREGISTER_DELAYED_MSG, &Services::unregisterDelayed},
+        Entry{VOS_MSG_REGISTER_EVENT_INTEREST, &Services::registerInterest},
+        Entry{VOS_MSG_UNREGISTER_EVENT_INTEREST, &Services::unregisterInterest},
+        Entry{VOS_MSG_IS_APP_RUNNING, &Services::isAppRunning},
+        Entry{VOS_MSG_HEARTBEAT, &Services::heartbeat},
+        Entry{VOS_MSG_STOP_WATCHDOG, &Services::stopWatchdog},
+        Entry{VOS_MSG_REBOOT, &Services::reboot},
+        Entry{VOS_MSG_ADD_ENTITY_INFO, &Services::addEntity},
+        Entry{VOS_MSG_DEL_ENTITY_INFO, &Services::deleteEntity},
+        Entry{VOS_MSG_GET_EID_BY_APP_NAME, &Services::eidByAppName},
+        Entry{VOS_MSG_GET_PLUGIN_CFG_DIR, &Services::pluginDirectory},
+        Entry{hubproto::kMonitorAttach, &Services::attachMonitor},
+        Entry{hubproto::kListClients, &Services::listClients},
+        Entry{hubproto::kGetCounters, &Services::getCounters},
+        Entry{hubproto::kEcho, &Services::echo},
+    };
+    const auto found = std::ranges::find(kHandlers, type, &Entry::type);
+    return found != kHandlers.end() ? found->handler : nullptr;
+}
+
+void Services::handle(Client &from, const Frame &frame) {
+    router_.flush();
+    if (observers_.active()) {
+        observers_.observe(frame, hubproto::Verdict::toHub);
+    }
+    const uint16_t flags = frame.header.flags;
+    if ((flags & VOS_MSG_FLAG_RESPONSE) != 0) {
+        return;  // the hub asks nobody
+    }
+    if (isRequest(flags)) {
+        router_.counters().hubRequests++;
+    }
+    if (const Handler handler = handlerOf(frame.header.type)) {
+        (this->*handler)(from, frame);
+    } else {
+        router_.reply(from, frame.header, VOS_RET_ERROR);
+    }
+    if (!isRequest(flags)) {
+        publish(frame);
+    }
+}
+
+void Services::publish(const Frame &event) {
+    // The copy is addressed to its receiver, so that a wake-up marker made from it finds the way back.
+    for (Client *to : std::vector{interests_.of(event.header.type)}) {
+        VosMsgHeader header = event.header;
+        header.dst = to->eid;
+        router_.sendFromHub(*to, header, event.payload());
+    }
+}
+
+void Services::forget(Client &client) {
+    delayed_.forget(client);
+    interests_.forget(client);
+}
+
+void Services::registerDelayed(Client &from, const Frame &frame) {
+    vos::ByteReader reader = readerOf(frame);
+    const auto delayMs = reader.native<uint32_t>();
+    VosRet ret = VOS_RET_BAD_ARG;
+    if (reader.ok()) {
+        const int64_t dueNs = monotonicNs() + int64_t{delayMs} * kNsPerMs;
+        ret = delayed_.add(from, frame.header.wordData, dueNs) ? VOS_RET_OK : VOS_RET_NO_RESOURCE;
+    }
+    router_.reply(from, frame.header, ret);
+}
+
+void Services::unregisterDelayed(Client &from, const Frame &frame) {
+    // A message that was delivered a moment ago is no error: nothing is due after the reply, which is what was asked.
+    delayed_.cancel(from, frame.header.wordData);
+    router_.reply(from, frame.header, VOS_RET_OK);
+}
+
+void Services::sendDelayed(Client &to, uint32_t wordData) {
+    VosMsgHeader header{};
+    header.type = VOS_MSG_REGISTER_DELAYED_MSG;
+    header.src = EID_HUBD;
+    header.dst = to.eid;
+    header.flags = VOS_MSG_FLAG_EVENT;
+    header.wordData = wordData;
+    router_.sendFromHub(to, header);
+}
+
+void Services::registerInterest(Client &from, const Frame &frame) {
+    router_.reply(from, frame.header, interests_.add(from, frame.header.wordData));
+}
+
+void Services::unregisterInterest(Client &from, const Frame &frame) {
+    router_.reply(from, frame.header, interests_.remove(from, frame.header.wordData));
+}
+
+void Services::isAppRunning(Client &from, const Frame &frame) {
+    const VosEntityId eid = frame.header.wordData;
+    const bool running = eid == EID_HUBD || ids_.find(eid) != nullptr;
+    router_.reply(from, frame.header, running ? VOS_RET_OK : VOS_RET_PEER_GONE);
+}
+
+void Services::heartbeat(Client &from, const Frame &frame) {
+    from.heartbeats++;
+    from.lastHeartbeatNs = monotonicNs();
+    router_.reply(from, frame.header, VOS_RET_OK);
+}
+
+void Services::stopWatchdog(Client &from, const Frame &frame) {
+    from.watchdogStopped = true;
+    router_.reply(from, frame.header, VOS_RET_OK);
+}
+
+void Services::reboot(Client &from, const Frame &frame) {
+    logLine("%s asks for a reboot; nothing is rebooted here", from.describe().c_str());
+    router_.reply(from, frame.header, VOS_RET_OK);
+}
+
+void Services::addEntity(Client &from, const Frame &frame) {
+    vos::ByteReader reader = readerOf(frame);
+    const auto description = reader.native<hubproto::EntityDescription>();
+    const bool whole = reader.ok() && reader.remaining() == 0;
+    router_.reply(from, frame.header, whole ? directory_.add(description) : VosRet{VOS_RET_BAD_ARG});
+}
+
+void Services::deleteEntity(Client &from, const Frame &frame) {
+    const std::string name = textOf(frame);
+    router_.reply(from, frame.header, name.empty() ? VosRet{VOS_RET_BAD_ARG} : directory_.remove(name));
+}
+
+void Services::eidByAppName(Client &from, const Frame &frame) {
+    const std::string name = textOf(frame);
+    router_.reply(from, frame.header, name.empty() ? 0 : directory_.idOf(name));
+}
+
+void Services::pluginDirectory(Client &from, const Frame &frame) {
+    const uint32_t kind = frame.header.wordData;
+    if (kind > 1) {
+        router_.reply(from, frame.header, VOS_RET_BAD_ARG);
+        return;
+    }
+    // A name comes from the client: it must stay one component of the path.
+    std::string own = from.name;
+    std::ranges::replace(own, '/', '_');
+    if (own.empty() || own.starts_with('.')) {
+        own = "eid-" + std::to_string(from.eid);
+    }
+    const std::string directory = (kind == 0 ? options_.pluginDataDir : options_.pluginTmpDir) + "/" + own + "/";
+    std::error_code error;
+    std::filesystem::create_directories(directory, error);
+    if (error || directory.size() >= kMaxDirectory) {
+        logLine("no directory %s for %s: %s", directory.c_str(), from.describe().c_str(), error.message().c_str());
+        router_.reply(from, frame.header, VOS_RET_OPEN_FAILED);
+        return;
+    }
+    router_.reply(from, frame.header, VOS_RET_OK, std::as_bytes(std::span{directory.c_str(), directory.size() + 1}));
+}
+
+void Services::attachMonitor(Client &from, const Frame &frame) {
+    if (from.credentials.uid != geteuid()) {
+        logLine("%s of user %u must not look on", from.describe().c_str(), from.credentials.uid);
+        router_.reply(from, frame.header, VOS_RET_SYS_REFUSED);
+        return;
+    }
+    router_.reply(from, frame.header, VOS_RET_OK);
+    observers_.attach(from);
+}
+
+void Services::listClients(Client &from, const Frame &frame) {
+    std::vector<hubproto::ClientRow> rows;
+    clients_.forEachClient([&](Client &client) {
+        if (client.eid != 0) {
+            rows.push_back(rowOf(client));
+        }
+    });
+    std::ranges::sort(rows, {}, &hubproto::ClientRow::eid);
+    router_.reply(from, frame.header, VOS_RET_OK, bytesOf(rows));
+}
+
+void Services::getCounters(Client &from, const Frame &frame) {
+    hubproto::HubCounters counters = router_.counters();
+    counters.uptimeMs = elapsedMs(startedNs_);
+    clients_.forEachClient([&](Client &client) { counters.clients += client.eid != 0 ? 1 : 0; });
+    router_.reply(from, frame.header, VOS_RET_OK, std::as_bytes(std::span{&counters, 1}));
+}
+
+void Services::echo(Client &from, const Frame &frame) {
+    router_.reply(from, frame.header, VOS_RET_OK, frame.payload());
+}
+
+}  // namespace hubd
