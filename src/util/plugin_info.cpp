@@ -1,13 +1,13 @@
 // Keys of a plug-in's description file.
 #include "vos/plugin_info.h"
 
-#include <algorithm>
-#include <climits>
 #include <cstdio>
 #include <cstring>
 
 #include "internal/guards.h"
+#include "internal/read_line.h"
 #include "internal/slice.h"
+#include "internal/text_room.h"
 #include "vos/dbg.h"
 #include "vos/text.h"
 
@@ -16,18 +16,6 @@ namespace {
 constexpr const char *kInfoFile = "../Info.plugin";
 constexpr size_t kNameLineSize = 128;
 constexpr size_t kImportLineSize = 2048;
-
-// The next line's first part, as much as fits; the rest of a longer line is skipped.
-bool readLine(FILE *file, char *line, size_t size) {
-    if (fgets(line, static_cast<int>(size), file) == nullptr) {
-        return false;
-    }
-    if (strlen(line) == size - 1 && line[size - 2] != '\n') {
-        for (int c = getc(file); c != EOF && c != '\n'; c = getc(file)) {
-        }
-    }
-    return true;
-}
 
 VosRet readKey(const char *path, const char *key, size_t lineSize, char *buf, uint32_t size) {
     if (path == nullptr || buf == nullptr) {
@@ -39,12 +27,11 @@ VosRet readKey(const char *path, const char *key, size_t lineSize, char *buf, ui
         return VOS_RET_OPEN_FAILED;
     }
     char line[kImportLineSize];
-    while (readLine(file.get(), line, lineSize)) {
+    while (vos::readLine(file.get(), line, lineSize) != vos::Line::kNone) {
         if (util_pluginIsField(key, line) != 0) {
             const vos::MemPtr<char> value{util_pluginParseGetVal(key, line)};
             if (value) {
-                util_strncpy(__func__, __LINE__, buf, value.get(),
-                             static_cast<int32_t>(std::min<uint32_t>(size, INT32_MAX)));
+                util_strncpy(__func__, __LINE__, buf, value.get(), vos::textRoom(size));
             }
             break;
         }

@@ -1,0 +1,163 @@
+// IP addresses as text: what counts as valid, prefixes and DNS server lists, oddities included.
+#include "vos/addr.h"
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "support/syslog_catcher.h"
+
+namespace {
+
+TEST(Ipv4Text, IsFourNumbersBetweenRunsOfDots) {
+    struct Case {
+        const char *text;
+        bool valid;
+        bool octets;  // the first four numbers are there
+    };
+    for (const Case &c : {Case{"1.2.3.4", true, true}, Case{"255.255.255.255", true, true}, Case{"1.2.3", false, false},
+                          Case{"1.2.3.256", false, false}, Case{"1..2.3.4", true, true}, Case{".1.2.3.4.", true, true},
+                          Case{"1.2.3.4.5", false, true}, Case{"255.255.255.2550", false, false},
+                          Case{"1.2.3.-4", false, false}, Case{" 1.+2.3.4", true, true}, Case{"1.2.3.4 ", false, false},
+                          Case{".......", false, false}, Case{nullptr, false, false}}) {
+        SCOPED_TRACE(c.text == nullptr ? "NULL" : c.text);
+        uint8_t octets[4] = {};
+        EXPECT_EQ(util_isValidIpv4Address(c.text), c.valid);
+        EXPECT_EQ(util_isValidIpAddress(AF_INET, c.text), c.valid);
+        EXPECT_EQ(util_ipStrToOctets(c.text, octets), c.octets);
+    }
+    uint8_t octets[4] = {};
+    ASSERT_TRUE(util_ipStrToOctets("1.2.3.4.5", octets));
+    EXPECT_EQ(memcmp(octets, "\1\2\3\4", 4), 0);
+    vostest::Diagnostics log;
+    EXPECT_FALSE(util_ipStrToOctets("10.20.30", octets));
+    EXPECT_EQ(log.takeBodies(), std::vector<std::string>{"str is NULL and is invaild"});
+}
+
+TEST(Ipv6Text, MayCarryAPrefixLength) {
+    const std::string longest = "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff";
+    for (const auto &[text, valid] : std::initializer_list<std::pair<std::string, bool>>{{"2001:db8::/32", true},
+                                                                                         {"::1", true},
+                                                                                         {"2001:db8::/ 128", true},
+                                                                                         {"2001:db8::/129", false},
+                                                                                         {"2001:db8::/-1", false},
+                                                                                         {"2001:db8:::", false},
+                                                                                         {longest, true},
+                                                                                         {longest + "0", false},
+                                                                                         {"", false}}) {
+        EXPECT_EQ(util_isValidIpAddress(AF_INET6, text.c_str()), valid) << text;
+    }
+    EXPECT_FALSE(util_isValidIpAddress(AF_UNIX, "::1"));
+    for (const auto &[text, wide] : std::initializer_list<std::pair<const char *, bool>>{
+             {"2001:db8::1", true}, {"fd00::1/64", true}, {"3fff::", true}, {"fe80::1", false}, {"x", false}}) {
+        EXPECT_EQ(util_isGUAorULA(text), wide) << text;
+    }
+}
+
+TEST(PrefixAddress, IsSplitAtTheSlash) {
+    char addr[8] = "before";
+    uint32_t plen = 0;
+    EXPECT_EQ(util_parsePrefixAddress("2001:db8::1/ 56x", addr, sizeof addr, &plen), VOS_RET_OK);
+    EXPECT_STREQ(addr, "2001:db");  // cut to the buffer
+    EXPECT_EQ(plen, 56u);
+    EXPECT_EQ(util_parsePrefixAddress("any text", addr, sizeof addr, &plen), VOS_RET_OK);
+    EXPECT_EQ(plen, 128u);
+    EXPECT_EQ(util_parsePrefixAddress("::/4294967295", addr, sizeof addr, &plen), VOS_RET_BAD_ARG);
+    EXPECT_STREQ(addr, "");
+}
+
+TEST(PrefixAddress, KeepsTheBitsThatCallersRelyOn) {
+    struct Case {
+        const char *address;
+        uint32_t length;
+        const char *prefix;
+    };
+    for (const Case &c : {Case{"2001:db8:abcd:1234::", 52, "2001:db8:abcd:30::"},
+                          Case{"2001:db8:abcd:1234:5:6:7:8", 64, "2001:db8:abcd:1234::"}, Case{"2001:db8::1", 0, "::"},
+                          Case{"2001:db8::1", 127, "2001:db8::1"}, Case{"not looked at", 128, "not looked at"}}) {
+        SCOPED_TRACE(c.length);
+        char out[VOS_ADDR_TEXT_SIZE];
+        ASSERT_EQ(util_getAddrPrefix(c.address, c.length, out), VOS_RET_OK);
+        EXPECT_STREQ(out, c.prefix);
+    }
+    char out[VOS_ADDR_TEXT_SIZE];
+    EXPECT_EQ(util_getAddrPrefix("::", 129, out), VOS_RET_BAD_ARG);
+    EXPECT_EQ(util_getAddrPrefix("1.2.3.4", 64, out), VOS_RET_BAD_ARG);
+}
+
+TEST(Ipv6Text, IsRewrittenInCanonicalForm) {
+    char target[40] = "2001:db8:0:1:9:9:9:9";
+    EXPECT_EQ(util_replaceEui64("fe80::a:b:c:d", target), VOS_RET_OK);
+    EXPECT_STREQ(target, "2001:db8:0:1:a:b:c:d");
+    EXPECT_EQ(util_replaceEui64("fe80::%eth0", target), VOS_RET_BAD_ARG);
+    char out[44];
+    EXPECT_EQ(util_standardizeIp6Addr("2001:0DB8:0:0::01/048", out, sizeof out), VOS_RET_OK);
+    EXPECT_STREQ(out, "2001:db8::1/48");
+    EXPECT_EQ(util_standardizeIp6Addr("2001:db8:0:0:0:0:0:1", out, sizeof out), VOS_RET_OK);
+    EXPECT_STREQ(out, "2001:db8::1");
+    EXPECT_EQ(util_standardizeIp6Addr("2001:db8::1", out, 4), VOS_RET_NO_RESOURCE);
+    EXPECT_EQ(util_standardizeIp6Addr("2001:db8::g", out, sizeof out), VOS_RET_BAD_ARG);
+}
+
+TEST(ZeroAddress, IsOneOfItsTexts) {
+    struct Case {
+        uint32_t flags;
+        const char *text;
+        bool zero;
+    };
+    for (const Case &c : {Case{1, "0.0.0.0", true}, Case{1, "::", false}, Case{2, "::", true}, Case{2, "::/0", true},
+                          Case{2, "0:0:0:0:0:0:0:0", true}, Case{2, "::0", false}, Case{2, "0.0.0.0", false},
+                          Case{0, "", true}, Case{0, nullptr, true}, Case{0, "::", false}}) {
+        EXPECT_EQ(util_isZeroIpvxAddress(c.flags, c.text), c.zero) << (c.text == nullptr ? "NULL" : c.text);
+    }
+}
+
+TEST(DnsList, GivesItsFirstTwoServers) {
+    struct Case {
+        const char *list;
+        bool ipv4;
+        const char *primary;
+        const char *secondary;
+    };
+    for (const Case &c :
+         {Case{"8.8.8.8, 1.1.1.1", true, "8.8.8.8", "1.1.1.1"}, Case{"8.8.8.8", true, "8.8.8.8", "0.0.0.0"},
+          Case{"bad,1.1.1.1,9.9.9.9", true, "0.0.0.0", "1.1.1.1"}, Case{"8.8.8.8 ,", true, "0.0.0.0", "0.0.0.0"},
+          Case{"2001:db8::1,fe80::2", false, "2001:db8::1", "fe80::2"}, Case{"8.8.8.8,x", false, "-", "-"}}) {
+        SCOPED_TRACE(c.list);
+        char primary[40] = "-";
+        char secondary[40] = "-";
+        EXPECT_EQ(util_parseDNS(c.list, primary, sizeof primary, secondary, sizeof secondary, c.ipv4), VOS_RET_OK);
+        EXPECT_STREQ(primary, c.primary);
+        EXPECT_STREQ(secondary, c.secondary);
+        EXPECT_EQ(util_parseDNS(c.list, nullptr, 0, nullptr, 0, c.ipv4), VOS_RET_OK);
+    }
+}
+
+TEST(DnsList, IsJoinedWithoutZeroServersBehindAFirst) {
+    struct Case {
+        const char *dns1;
+        const char *dns2;
+        int32_t size;
+        const char *list;
+        VosRet ret;
+    };
+    for (const Case &c :
+         {Case{"10.0.0.1", "10.0.0.2", 40, "10.0.0.1,10.0.0.2", VOS_RET_OK},
+          Case{"10.0.0.1", "0.0.0.0", 40, "10.0.0.1", VOS_RET_OK}, Case{"", "0.0.0.0", 40, "0.0.0.0", VOS_RET_OK},
+          Case{nullptr, "::", 40, "::", VOS_RET_OK}, Case{nullptr, nullptr, 40, "", VOS_RET_OK},
+          Case{"1.1.1.1", "2.2.2.2", 17, "1.1.1.1,2.2.2.2", VOS_RET_OK},
+          Case{"1.1.1.1", "2.2.2.2", 15, "1.1.1.1", VOS_RET_NO_RESOURCE},
+          Case{"10.10.10.10", "2.2.2.2", 10, "2.2.2.2", VOS_RET_NO_RESOURCE}}) {
+        char list[40] = "before";
+        EXPECT_EQ(util_concatDNS(c.dns1, c.dns2, list, c.size), c.ret) << c.list;
+        EXPECT_STREQ(list, c.list);
+    }
+    char untouched[] = "x";
+    EXPECT_EQ(util_concatDNS("1.1.1.1", nullptr, untouched, 0), VOS_RET_NO_RESOURCE);
+    EXPECT_STREQ(untouched, "x");
+}
+
+}  // namespace

@@ -1,0 +1,230 @@
+// Interfaces of a private network namespace: a bridge with an alias and a port, neighbours and IPv6 addresses of the
+// kernel, and broken tables mounted over its own.
+#include "vos/netif.h"
+
+#include <gtest/gtest.h>
+#include <net/if.h>
+#include <sys/mount.h>
+
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "support/files.h"
+#include "support/mount_over.h"
+#include "support/syslog_catcher.h"
+
+using vostest::MountOver;
+
+namespace {
+
+using namespace std::string_literals;
+
+void ip(const std::string &arguments) {
+    ASSERT_EQ(system(("ip " + arguments).c_str()), 0) << arguments;
+}
+
+// A table of the test's own below /proc/net. The whole directory is covered: the kernel drops mounts on its files.
+class TableOver {
+  public:
+    TableOver(const std::string &name, const std::string &contents) {
+        vostest::writeText(dir_ / name, contents);
+        EXPECT_EQ(mount(dir_.path().c_str(), "/proc/net", nullptr, MS_BIND, nullptr), 0);
+    }
+    ~TableOver() { umount2("/proc/net", MNT_DETACH); }
+    TableOver(const TableOver &) = delete;
+    TableOver &operator=(const TableOver &) = delete;
+
+  private:
+    vostest::TempDir dir_;
+};
+
+// br0 with 192.168.1.1/24, its alias br0:0 with 192.168.2.1/24 and the port lan0, all up.
+class NetifTest : public testing::Test {
+  protected:
+    void SetUp() override {
+        ip("link add br0 type bridge");
+        ip("link add lan0 type veth peer name far0");
+        ip("link set br0 address 02:00:00:00:00:01");
+        ip("link set lan0 master br0");
+        ip("addr add 192.168.1.1/24 dev br0");
+        ip("addr add 192.168.2.1/24 dev br0 label br0:0");
+        for (const char *name : {"br0", "lan0", "far0"}) {
+            ip("link set "s + name + " up");
+        }
+        before_ = vostest::openDescriptors();
+    }
+    void TearDown() override {
+        EXPECT_EQ(vostest::openDescriptors(), before_);
+        ip("link del br0");
+        ip("link del lan0");
+    }
+
+  private:
+    size_t before_ = 0;
+};
+
+TEST_F(NetifTest, TellsAddressMaskAndSubnet) {
+    char text[16];
+    EXPECT_EQ(UTIL_getIfAddr("br0", text, sizeof text), 1);
+    EXPECT_STREQ(text, "192.168.1.1");
+    EXPECT_EQ(UTIL_getIfMask("br0:0", text, sizeof text), 1);
+    EXPECT_STREQ(text, "255.255.255.0");
+    EXPECT_EQ(UTIL_getIfSubnet("br0:0", text, sizeof text), 1);
+    EXPECT_STREQ(text, "192.168.2.0");
+    EXPECT_EQ(UTIL_getIfAddr("br0", text, 8), 1);
+    EXPECT_STREQ(text, "192.168");
+    for (auto *query : {UTIL_getIfAddr, UTIL_getIfMask, UTIL_getIfSubnet}) {
+        EXPECT_EQ(query("lan0", text, sizeof text), 0);  // has no address
+        EXPECT_EQ(query("none0", text, sizeof text), 0);
+        EXPECT_EQ(query(nullptr, text, sizeof text), 0);
+        EXPECT_EQ(query("br0", nullptr, 16), 0);
+        EXPECT_EQ(query("br0", text, 0), 0);
+    }
+}
+
+TEST_F(NetifTest, TellsAndSetsTheState) {
+    uint8_t isUp = 9;
+    EXPECT_EQ(UTIL_isInterfaceExisted("br0"), 1);
+    EXPECT_EQ(UTIL_isInterfaceExisted("none0"), 0);
+    EXPECT_EQ(UTIL_setIfState("lan0", 0), VOS_RET_OK);
+    EXPECT_EQ(UTIL_checkInterfaceUp("lan0", &isUp), VOS_RET_OK);
+    EXPECT_EQ(isUp, 0);
+    EXPECT_EQ(UTIL_setIfState("lan0", 1), VOS_RET_OK);
+    EXPECT_EQ(UTIL_checkInterfaceUp("lan0", &isUp), VOS_RET_OK);
+    EXPECT_EQ(isUp, 1);
+    EXPECT_EQ(UTIL_checkInterfaceUp("none0", &isUp), VOS_RET_OK);
+    EXPECT_EQ(isUp, 0);
+    EXPECT_EQ(UTIL_checkInterfaceUp("br0:0", &isUp), VOS_RET_OK);
+    EXPECT_EQ(isUp, 1);
+    EXPECT_EQ(UTIL_checkInterfaceUp("br0:9", &isUp), VOS_RET_ERROR);
+    EXPECT_EQ(isUp, 0);
+    EXPECT_EQ(UTIL_setIfState("none0", 1), VOS_RET_ERROR);
+    EXPECT_EQ(UTIL_setIfState(nullptr, 1), VOS_RET_BAD_ARG);
+    uint8_t mac[6] = {9};
+    EXPECT_EQ(UTIL_getIfMacAddr("none0", mac), 255);
+    EXPECT_EQ(UTIL_getIfMacAddr(nullptr, mac), 0);
+    EXPECT_EQ(mac[0], 9);
+    EXPECT_EQ(UTIL_getIfMacAddr("br0", mac), 0);
+    EXPECT_EQ(memcmp(mac, "\2\0\0\0\0\1", 6), 0);
+}
+
+TEST_F(NetifTest, KnowsOnlyTheBridgesOwnSubnetAsLan) {
+    EXPECT_EQ(UTIL_isAddressOnLanSide("192.168.1.77"), 1);
+    for (const char *other : {"192.168.2.77", "10.0.0.1", "fe80::1", "text", ""}) {
+        EXPECT_EQ(UTIL_isAddressOnLanSide(other), 0) << other;
+    }
+    EXPECT_EQ(UTIL_isAddressOnLanSide(nullptr), 0);
+}
+
+TEST_F(NetifTest, FindsTheBridgePortOfAMacAddress) {
+    ASSERT_EQ(mount("sysfs", "/sys", "sysfs", 0, nullptr), 0);
+    const char port = static_cast<char>(if_nametoindex("lan0"));
+    const std::string mac = "\2\0\0\0\0\x0a"s;
+    const std::string unknownPort = "\2\0\0\0\0\x0b"s + std::string(7, '\0') + "\xfa" + std::string(2, '\0');
+    const auto found = [](const char *macText) {
+        char name[16] = "";
+        EXPECT_EQ(UTIL_getLanInterFace(macText, name, sizeof name), 0);
+        return std::string{name};
+    };
+    EXPECT_EQ(found("02:00:00:00:00:0A"), "br0");  // the kernel's own table has no such entry
+    {
+        const MountOver table{"/sys/class/net/br0/brforward",
+                              unknownPort + mac + std::string(7, '\0') + port + std::string(2, '\0') + mac};
+        EXPECT_EQ(found("02:00:00:00:00:0A"), "lan0");
+        vostest::Diagnostics log;
+        EXPECT_EQ(found("02:00:00:00:00:0B"), "br0");
+        EXPECT_EQ(log.takeBodies().size(), 1u);
+    }
+    char kept[8] = "before";
+    UTIL_getLanInterFace("02:00:00:00:00:0A", kept, sizeof kept);
+    EXPECT_STREQ(kept, "before");
+    EXPECT_EQ(found(nullptr), "br0");
+    umount2("/sys", MNT_DETACH);
+}
+
+TEST_F(NetifTest, FindsANeighboursMacAddress) {
+    ip("neigh add 192.168.1.50 lladdr 02:00:00:00:00:50 dev br0");
+    char mac[18];
+    EXPECT_EQ(UTIL_getMacAddrFromArpByIp("192.168.1.50", mac, sizeof mac), 0);
+    EXPECT_STREQ(mac, "02:00:00:00:00:50");
+    EXPECT_EQ(UTIL_getMacAddrFromArpByIp("192.168.1.51", mac, sizeof mac), -1);
+    EXPECT_EQ(UTIL_getMacAddrFromArpByIp("192.168.1.50", mac, 0), -1);
+    const TableOver broken{"arp", "192.168.1.9 0x1 0x2 heading\n\n192.168.1.9 0x1\n" + std::string(400, 'x') +
+                                      "\n192.168.1.8 0x1 0x2 02:00:00:00:00:08 *\n192.168.1.7 0x1 0x2 02:00"};
+    EXPECT_EQ(UTIL_getMacAddrFromArpByIp("192.168.1.8", mac, sizeof mac), 0);
+    EXPECT_STREQ(mac, "02:00:00:00:00:08");
+    for (const char *absent : {"192.168.1.7", "192.168.1.9"}) {
+        EXPECT_EQ(UTIL_getMacAddrFromArpByIp(absent, mac, sizeof mac), -1) << absent;
+    }
+}
+
+TEST_F(NetifTest, ListsIpv6Addresses) {
+    ip("link set br0 addrgenmode none");
+    ip("-6 addr flush dev br0");
+    ip("-6 addr add fe80::1/64 dev br0 nodad");
+    ip("-6 addr add 2001:db8::1/56 dev br0 nodad");
+    char addr[VOS_IF_ADDR6_SIZE];
+    uint32_t prefixLen = 0;
+    EXPECT_EQ(UTIL_getLinkLocalIfAddr6("br0", addr, &prefixLen), VOS_RET_OK);
+    EXPECT_STREQ(addr, "fe80:0000:0000:0000:0000:0000:0000:0001");
+    EXPECT_EQ(prefixLen, 64u);
+    EXPECT_EQ(UTIL_getGloballyUniqueIfAddr6("br0", addr, &prefixLen), VOS_RET_OK);
+    EXPECT_STREQ(addr, "2001:0db8:0000:0000:0000:0000:0000:0001");
+    EXPECT_EQ(prefixLen, 56u);
+    EXPECT_EQ(UTIL_getGloballyUniqueIfAddr6("none0", addr, &prefixLen), VOS_RET_NOTHING_FOUND);
+    uint32_t ifIndex = 0;
+    uint32_t scope = 0;
+    uint32_t flags = 0;
+    const auto get = [&](const char *name, uint32_t index) {
+        return UTIL_getIfAddr6(name, index, addr, &ifIndex, &prefixLen, &scope, &flags);
+    };
+    EXPECT_EQ(get("br0", 1), VOS_RET_OK);
+    EXPECT_EQ(ifIndex, if_nametoindex("br0"));
+    EXPECT_EQ(get("br0", 2), VOS_RET_NOTHING_FOUND);
+    EXPECT_STREQ(addr, "");
+    EXPECT_EQ(get("br", 0), VOS_RET_NOTHING_FOUND);
+    const std::string address = "20010db8000000000000000000000001";
+    const TableOver broken{"if_inet6", "other line\n" + address + " 1234567 40 00 80 a-name-of-15-ch\n" + address +
+                                           " 05 40\n" + address.substr(1) + " 05 40 00 80 short0\n" + address +
+                                           " 05 40 00 80 last0"};
+    EXPECT_EQ(get("a-name-of-15-ch", 0), VOS_RET_OK);
+    EXPECT_EQ(ifIndex, 0x1234567u);
+    EXPECT_EQ(get("05", 0), VOS_RET_ERROR);
+    EXPECT_EQ(get("short0", 0), VOS_RET_ERROR);
+    EXPECT_EQ(get("last0", 0), VOS_RET_NOTHING_FOUND);
+}
+
+TEST(SubnetMask, StandsLowestByteFirst) {
+    for (const auto &[length, mask] : {std::pair{24u, "0.255.255.255"},
+                                       {8u, "0.0.0.255"},
+                                       {0u, "255.255.255.255"},
+                                       {32u, "255.255.255.255"},
+                                       {20u, "0.240.255.255"},
+                                       {33u, "0.0.0.128"}}) {
+        char text[16];
+        EXPECT_EQ(UTIL_subnetLenToSubnetMask(length, text, sizeof text), 0);
+        EXPECT_STREQ(text, mask);
+    }
+}
+
+TEST(Ipv6Comparison, ParsesBothSides) {
+    struct Case {
+        const char *a;
+        const char *b;
+        bool equal;
+        bool sameSubnet;
+    };
+    for (const Case &c : {Case{"2001:db8::1", "2001:DB8:0::1", true, false}, Case{"::1/64", "::1/128", false, false},
+                          Case{"::1", "::1/128", true, true}, Case{nullptr, "", true, true},
+                          Case{"", "::1", false, false}, Case{nullptr, "::1", false, false},
+                          Case{"x", "::1", false, false}, Case{"2001:db8:0:1::5", "2001:db8:0:1::/64", false, true},
+                          Case{"2001:db8:0:2::5", "2001:db8:0:1::/64", false, false},
+                          Case{"::1", "0000:0000:0000:0000:0000:0000:0000:0001/64", false, false}}) {
+        SCOPED_TRACE(std::string{c.a == nullptr ? "NULL" : c.a} + " " + c.b);
+        EXPECT_EQ(UTIL_areIpv6AddrEqual(c.a, c.b), c.equal);
+        EXPECT_EQ(UTIL_isHostInSameSubnet(c.a, c.b), c.sameSubnet);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,219 @@
+// Plug-in names, the payloads of requests and responses byte for byte, set-parameter events and the hub's directories.
+#include "vos/plugin.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "support/files.h"
+#include "support/hub_script.h"
+#include "vos/mem.h"
+
+using vostest::HubScript;
+using vostest::message;
+using vostest::WireMessage;
+
+namespace {
+
+using namespace std::string_literals;
+
+constexpr uint32_t kSelf = 50;
+constexpr uint32_t kManager = 60;
+constexpr uint32_t kType = 0x10007001;
+
+std::string u32(uint32_t value) {
+    return {reinterpret_cast<const char *>(&value), sizeof value};
+}
+
+std::string u64(uint64_t value) {
+    return {reinterpret_cast<const char *>(&value), sizeof value};
+}
+
+std::string numbers(uint32_t first) {
+    return u32(first) + u32(first + 1) + u32(first + 2) + u32(first + 3);
+}
+
+// A received message in a block of its own, so that the sanitizers see every byte read beyond it.
+struct Received {
+    explicit Received(const std::string &payload, uint32_t type = kType) {
+        const std::string bytes = message(type, kManager, kSelf, VOS_MSG_FLAG_REQUEST, 7, payload).bytes();
+        msg = static_cast<VosMsgHeader *>(malloc(bytes.size()));
+        memcpy(msg, bytes.data(), bytes.size());
+    }
+    ~Received() { free(msg); }
+    Received(const Received &) = delete;
+    Received &operator=(const Received &) = delete;
+    VosMsgHeader *msg;
+};
+
+class PluginTest : public testing::Test {
+  protected:
+    ~PluginTest() override { vosMsg_cleanup(&handle); }
+    HubScript hub;
+    VosMsgHandle *handle = hub.open(kSelf);
+};
+
+TEST(PluginName, IsRewrittenOnItsCustomerWord) {
+    struct Case {
+        const char *name;
+        const char *toBase;
+        const char *toAcme;
+        const char *withoutCustomer;
+    };
+    for (const Case &c :
+         {Case{"com.operator.acme.smartgateway.wifi", "com.operator.marlow.smartgateway.wifi",
+               "com.operator.acme.smartgateway.wifi", "com.operator..smartgateway.wifi"},
+          Case{"com.x", "com.operator.marlow.smartgateway.x", "com.operator.acme.smartgateway.x",
+               "com.operator..smartgateway.x"},
+          Case{"com.operator.all.wifi", "com.operator.all.wifi", "com.operator.all.wifi", "com.operator.all.wifi"},
+          Case{"org.wifi", "org.wifi", "org.wifi", "org.wifi"}}) {
+        SCOPED_TRACE(c.name);
+        const auto rewritten = [&c](auto rewrite) {
+            char *name = vosMem_strdup(c.name, __func__, __LINE__);
+            EXPECT_EQ(rewrite(&name), VOS_RET_OK);
+            std::string text = name;
+            VOS_FREE(name);
+            return text;
+        };
+        EXPECT_EQ(rewritten(UTIL_pluginCustormerNameToBase), c.toBase);
+        EXPECT_EQ(rewritten([](char **name) { return UTIL_pluginSetPluginNameByCustomer(name, "acme"); }), c.toAcme);
+        EXPECT_EQ(rewritten(UTIL_replacePluginGetNamebase), c.withoutCustomer);
+    }
+}
+
+TEST(PluginName, GivesItsCustomer) {
+    for (const auto &[name, customer] : {std::pair{"com.operator.acme.smartgateway.wifi", "acme"},
+                                         {"com.operator..x", ""},
+                                         {"com.operator.acme", "none"},
+                                         {"com.acme.x", "none"}}) {
+        char none[] = "none";
+        char *found = none;
+        char *result = UTIL_pluginGetCustomer(name, &found);
+        EXPECT_STREQ(found, customer) << name;
+        EXPECT_EQ(result, found == none ? nullptr : found);
+        VOS_FREE(result);
+    }
+}
+
+TEST_F(PluginTest, SendsRequestsWithOffsetsInPlaceOfTexts) {
+    const VosMsgHeader header = message(kType, kSelf, kManager, VOS_MSG_FLAG_RESPONSE | VOS_MSG_FLAG_KEEP, 9).header;
+    struct Case {
+        const char *name;
+        const char *context;
+        std::string payload;
+    };
+    for (const Case &c : {Case{"ab", "cde", numbers(1) + u64(32) + u64(35) + "ab\0cde\0"s},
+                          Case{nullptr, nullptr, numbers(1) + u64(0) + u64(0)},
+                          Case{nullptr, "x", numbers(1) + u64(0) + u64(32) + "x\0"s}}) {
+        const PluginReqMsg request{1, 2, 3, 4, c.name, c.context};
+        ASSERT_EQ(UTIL_pluginSendReqMsg(handle, &header, &request, nullptr), VOS_RET_OK);
+        EXPECT_EQ(hub.read()->bytes(),
+                  message(kType, kSelf, kManager, VOS_MSG_FLAG_REQUEST | VOS_MSG_FLAG_KEEP, 9, c.payload).bytes());
+    }
+    EXPECT_EQ(UTIL_pluginSendReqMsg(handle, &header, nullptr, nullptr), VOS_RET_BAD_ARG);
+}
+
+TEST_F(PluginTest, TakesTheResponseToARequest) {
+    const VosMsgHeader header = message(kType, kSelf, kManager).header;
+    const PluginReqMsg request{};
+    struct Case {
+        std::string payload;
+        VosRet ret;
+        int32_t retCode;
+        const char *retCtx;
+    };
+    for (const Case &c :
+         {Case{numbers(5) + u64(static_cast<uint32_t>(-3)) + u64(40) + u64(43) + "ab\0ok\0"s, VOS_RET_OK, -3, "ok"},
+          Case{numbers(5) + u64(1) + u64(0) + u64(0), VOS_RET_OK, 1, nullptr},
+          Case{numbers(5) + u64(1) + u64(0) + u64(40) + "ok", VOS_RET_BAD_ARG, 77, nullptr},
+          Case{numbers(5), VOS_RET_BAD_ARG, 77, nullptr}, Case{"", VOS_RET_OK, 77, nullptr}}) {
+        hub.send(message(kType, kManager, kSelf, VOS_MSG_FLAG_RESPONSE, 0, c.payload));
+        PluginRespMsg reply{};
+        reply.retCode = 77;
+        EXPECT_EQ(UTIL_pluginSendReqMsg(handle, &header, &request, &reply), c.ret);
+        EXPECT_EQ(reply.retCode, c.retCode);
+        EXPECT_STREQ(reply.retCtx, c.retCtx);
+        VOS_FREE(reply.retCtx);
+    }
+    hub.hangUp();
+    PluginRespMsg reply{};
+    EXPECT_EQ(UTIL_pluginSendReqMsg(handle, &header, &request, &reply), VOS_RET_PEER_GONE);
+}
+
+TEST(PluginMessage, IsReadOnceAndOnlyWhenItsTextsLieWithinIt) {
+    const std::string texts = "ab\0cde\0"s;
+    Received good{numbers(1) + u64(32) + u64(35) + texts};
+    PluginReqMsg request{};
+    ASSERT_EQ(UTIL_pluginRecvReqMsg(good.msg, &request), VOS_RET_OK);
+    EXPECT_EQ(request.sourceEid, 4u);
+    EXPECT_STREQ(request.pluginName, "ab");
+    EXPECT_STREQ(request.commonCtx, "cde");
+    EXPECT_EQ(UTIL_pluginRecvReqMsg(good.msg, &request), VOS_RET_BAD_ARG);
+    for (const auto &[name, context] : std::initializer_list<std::pair<uint64_t, uint64_t>>{
+             {31, 35}, {32, 39}, {32, 40}, {1, 0}, {UINT64_MAX - 8, 0}, {32, uint64_t{1} << 32}}) {
+        SCOPED_TRACE(std::to_string(name) + " " + std::to_string(context));
+        Received bad{numbers(1) + u64(name) + u64(context) + texts};
+        const std::string before{reinterpret_cast<char *>(bad.msg), 32 + bad.msg->dataLength};
+        EXPECT_EQ(UTIL_pluginRecvReqMsg(bad.msg, &request), VOS_RET_BAD_ARG);
+        EXPECT_EQ(memcmp(bad.msg, before.data(), before.size()), 0);
+    }
+    Received open{numbers(1) + u64(32) + u64(0) + "ab"};
+    EXPECT_EQ(UTIL_pluginRecvReqMsg(open.msg, &request), VOS_RET_BAD_ARG);
+    for (const size_t length : {0, 1, 31}) {
+        Received brief{std::string(length, '\0')};
+        EXPECT_EQ(UTIL_pluginRecvReqMsg(brief.msg, &request), VOS_RET_BAD_ARG);
+    }
+    Received response{numbers(1) + u64(static_cast<uint32_t>(-2)) + u64(0) + u64(40) + "done\0"s};
+    PluginRespMsg read{};
+    ASSERT_EQ(UTIL_pluginRecvRespMsg(response.msg, &read), VOS_RET_OK);
+    EXPECT_EQ(read.retCode, -2);
+    EXPECT_EQ(read.pluginName, nullptr);
+    EXPECT_STREQ(read.retCtx, "done");
+}
+
+TEST_F(PluginTest, AnswersSetParameterEvents) {
+    const auto answerTo = [this](PluginSetParamFunc callback) {
+        UTIL_pluginRegisterSetParamEvent(handle, callback);
+        Received event{numbers(1) + u64(32) + u64(34) + "p\0speed=1\0"s, VOS_MSG_PLUGIN_SET_PARAMETER};
+        EXPECT_EQ(UTIL_pluginExecuteSetParamEvent(event.msg), VOS_RET_OK);
+        return hub.read().value_or(WireMessage{}).bytes();
+    };
+    const auto expected = [](uint64_t retCtx, const std::string &texts) {
+        return message(VOS_MSG_PLUGIN_SET_PARAMETER, kSelf, kManager, VOS_MSG_FLAG_RESPONSE, 7,
+                       u32(0) + u32(2) + u32(3) + u32(4) + u64(0) + u64(40) + u64(retCtx) + texts)
+            .bytes();
+    };
+    EXPECT_EQ(answerTo([](const char *context) {
+                  return vosMem_strdup(strcmp(context, "speed=1") == 0 ? "set" : "?", __func__, __LINE__);
+              }),
+              expected(42, "p\0set\0"s));
+    EXPECT_EQ(answerTo(nullptr), expected(0, "p\0"s));
+    Received other{numbers(1) + u64(0) + u64(0)};
+    EXPECT_EQ(UTIL_pluginExecuteSetParamEvent(other.msg), VOS_RET_OK);
+    Received broken{"x", VOS_MSG_PLUGIN_SET_PARAMETER};
+    EXPECT_EQ(UTIL_pluginExecuteSetParamEvent(broken.msg), VOS_RET_BAD_ARG);
+    EXPECT_FALSE(hub.hasData());
+    UTIL_pluginRegisterSetParamEvent(nullptr, nullptr);
+}
+
+TEST_F(PluginTest, OpensFilesInTheDirectoriesThatTheHubNames) {
+    const vostest::TempDir directory;
+    const std::string prefix = directory.path().string() + "/";
+    const auto opens = [&](auto open, uint32_t word, const std::string &answer, const char *fileName) {
+        hub.send(message(VOS_MSG_GET_PLUGIN_CFG_DIR, EID_HUBD, kSelf, VOS_MSG_FLAG_RESPONSE, 0, answer));
+        FILE *file = open(handle, fileName, "w");
+        EXPECT_EQ(hub.read()->bytes(),
+                  message(VOS_MSG_GET_PLUGIN_CFG_DIR, kSelf, EID_HUBD, VOS_MSG_FLAG_REQUEST, word).bytes());
+        return file != nullptr && fclose(file) == 0;
+    };
+    EXPECT_TRUE(opens(UTIL_pluginGetDataFile, 0, prefix, "data.cfg"));
+    EXPECT_TRUE(opens(UTIL_pluginGetTmpFile, 1, prefix + "tmp\0garbage"s, ".cfg"));
+    EXPECT_TRUE(std::filesystem::exists(directory / "data.cfg"));
+    EXPECT_TRUE(std::filesystem::exists(directory / "tmp.cfg"));
+    EXPECT_FALSE(opens(UTIL_pluginGetDataFile, 0, "", "data.cfg"));
+    const std::string deep = prefix + std::string(600, '/');  // the same directory, but too long a text
+    EXPECT_FALSE(opens(UTIL_pluginGetDataFile, 0, deep, "data.cfg"));
+}
+
+}  // namespace
