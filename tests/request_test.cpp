@@ -3,16 +3,17 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 
 #include <functional>
-#include <numeric>
+#include <thread>
+#include <vector>
 
 #include "support/hub_script.h"
 #include "support/leak.h"
 #include "support/syslog_catcher.h"
 #include "vos/mem.h"
 
-using testing::ElementsAre;
 using vostest::HubScript;
 using vostest::message;
 using vostest::WireMessage;
@@ -34,19 +35,18 @@ class Request : public testing::Test {
         hub.send(message(type, kPeer, kSelf, VOS_MSG_FLAG_RESPONSE, result, payload));
     }
     std::string sent() { return hub.read().value_or(WireMessage{}).bytes(); }
-    VosRet ask(std::vector<uint8_t> &reply) {
-        return UTIL_sendRequestAndGetReplyBuf(handle, kPeer, kType, 9, kData, reply.data(), sizeof kData,
+    VosRet ask(std::vector<uint8_t> &reply, uint32_t dataLen = sizeof kData) {
+        return UTIL_sendRequestAndGetReplyBuf(handle, kPeer, kType, 9, kData, reply.data(), dataLen,
                                               static_cast<uint32_t>(reply.size()));
     }
 
     HubScript hub;
     VosMsgHandle *handle = hub.open(kSelf);
+    std::vector<uint8_t> buffer = std::vector<uint8_t>(10);
 };
 
 TEST_F(Request, EveryWrapperSendsItsMessage) {
-    uint8_t info[UTIL_ENTITY_INFO_SIZE];
-    std::iota(std::begin(info), std::end(info), uint8_t{0});
-    const std::string infoText{reinterpret_cast<char *>(info), sizeof info};
+    const std::string info(UTIL_ENTITY_INFO_SIZE, 'i');
     const std::string name{"snmpd\0", 6};
     struct Case {
         std::function<VosRet()> call;
@@ -73,7 +73,7 @@ TEST_F(Request, EveryWrapperSendsItsMessage) {
         {[&] { return UTIL_registerEvent(handle, 11, kData, 3); }, 20, 0x10000802, 2, 11, kDataText},
         {[&] { return UTIL_unregisterEvent(handle, 12, kData, 3); }, 20, 0x10000803, 2, 12, kDataText},
         {[&] { return UTIL_reboot(handle); }, 20, 0x10000850, 2, 0, ""},
-        {[&] { return UTIL_addEntityInfo(info, handle); }, 20, 0x10003620, 2, 0, infoText},
+        {[&] { return UTIL_addEntityInfo(info.data(), handle); }, 20, 0x10003620, 2, 0, info},
         {[&] { return UTIL_delEntityInfo("snmpd", handle); }, 20, 0x10003621, 2, 0, name},
         {[&] { return UTIL_getEidByAppName("snmpd", handle); }, 20, 0x10003627, 2, 0, name},
     };
@@ -86,33 +86,28 @@ TEST_F(Request, EveryWrapperSendsItsMessage) {
         EXPECT_EQ(c.call(), waits ? 4711U : 0U);
         EXPECT_EQ(sent(), message(c.type, kSelf, c.dst, c.flags, c.wordData, c.payload).bytes());
     }
+}
+
+TEST_F(Request, NothingIsSentOnBadArguments) {
     EXPECT_EQ(UTIL_addEntityInfo(nullptr, handle), VOS_RET_BAD_ARG);
     EXPECT_EQ(UTIL_delEntityInfo(nullptr, handle), VOS_RET_BAD_ARG);
     EXPECT_EQ(UTIL_getEidByAppName(nullptr, handle), VOS_RET_BAD_ARG);
     EXPECT_EQ(UTIL_sendRequest(nullptr, kPeer, kType, 0, kData, 3), VOS_RET_BAD_ARG);
-    EXPECT_EQ(UTIL_sendEventMsg(nullptr, kPeer, kType, 0, kData, 3, 1), VOS_RET_BAD_ARG);
-    EXPECT_FALSE(hub.hasData());
-}
-
-TEST_F(Request, SizesThatWrapAreRefusedBeforeAnythingIsSent) {
     vostest::Diagnostics diagnostics;
-    EXPECT_EQ(UTIL_sendRequest(handle, kPeer, kType, 0, kData, 0xFFFFFFE0), VOS_RET_NO_RESOURCE);
+    EXPECT_EQ(UTIL_sendRequest(handle, kPeer, kType, 0, kData, 0xFFFFFFE0), VOS_RET_NO_RESOURCE) << "32 + size wraps";
     EXPECT_EQ(UTIL_sendMsg(handle, kPeer, kType, 0, kData, 0xFFFFFFFF), VOS_RET_NO_RESOURCE);
-    EXPECT_EQ(UTIL_sendRequestAndGetReplyBuf(handle, kPeer, kType, 0, kData, nullptr, 0xFFFFFFF0, 0),
-              VOS_RET_NO_RESOURCE);
+    EXPECT_EQ(ask(buffer, 0xFFFFFFF0), VOS_RET_NO_RESOURCE);
     EXPECT_THAT(diagnostics.takeBodies(), testing::Each("VOS_MALLOC_FLAGS fail"));
     EXPECT_FALSE(hub.hasData());
 }
 
 TEST_F(Request, ReplyBufferTakesAPayloadOfExactlyItsSize) {
-    std::vector<uint8_t> exact(10), tooSmall(9), none;
     answer(kType, 9002, "0123456789");
-    EXPECT_EQ(ask(exact), VOS_RET_OK) << "whatever the peer's result is";
-    EXPECT_THAT(exact, testing::ElementsAreArray("0123456789", 10));
+    EXPECT_EQ(ask(buffer), VOS_RET_OK) << "whatever the peer's result is";
+    EXPECT_THAT(buffer, testing::ElementsAreArray("0123456789", 10));
     EXPECT_EQ(sent(), message(kType, kSelf, kPeer, 2, 9, kDataText).bytes());
-    answer(kType, 0);
-    EXPECT_EQ(ask(none), VOS_RET_OK);
 
+    std::vector<uint8_t> tooSmall(9);
     VosMemStats before, after;
     vosMem_getStats(&before);
     vostest::Diagnostics diagnostics;
@@ -126,17 +121,20 @@ TEST_F(Request, ReplyBufferTakesAPayloadOfExactlyItsSize) {
 }
 
 TEST_F(Request, FailuresAreReportedAndCopyNothing) {
-    std::vector<uint8_t> reply(10);
     vostest::Diagnostics diagnostics;
-    hub.send(message(VOS_MSG_RESEND_REQUEST, kPeer, kSelf));
-    hub.hangUp();
-    EXPECT_EQ(ask(reply), VOS_RET_PEER_GONE);
-    EXPECT_EQ(diagnostics.takeBodies().back(), "vosMsg_sendAndGetReplyBufWithTimeout error, ret = 9810");
+    std::thread peer{[&] {
+        hub.read();
+        shutdown(hub.fd(), SHUT_RD);
+        hub.send(message(VOS_MSG_RESEND_REQUEST, kPeer, kSelf));
+    }};
+    EXPECT_EQ(ask(buffer), VOS_RET_ERROR) << "it could not be sent again, there is no reply";
+    peer.join();
+    EXPECT_EQ(diagnostics.takeBodies().back(), "vosMsg_sendAndGetReplyBufWithTimeout error, ret = 9002");
     EXPECT_EQ(UTIL_sendRequest(handle, kPeer, kType, 0, nullptr, 0), VOS_RET_PEER_GONE);
     EXPECT_EQ(diagnostics.takeBodies().back(), "Send msg 0x10005000 from 0x32 to hubd, ret=9810");
     EXPECT_EQ(UTIL_sendHeartbeat(handle), VOS_RET_PEER_GONE);
     EXPECT_EQ(diagnostics.takeBodies().back(), "Send msg 0x10000832 from 0x32 to hubd fail, ret=9810");
-    EXPECT_THAT(reply, testing::Each(0));
+    EXPECT_THAT(buffer, testing::Each(0));
 }
 
 TEST_F(Request, SavesTheLogOnlyThroughARunningDaemon) {
@@ -153,8 +151,7 @@ TEST_F(Request, SavesTheLogOnlyThroughARunningDaemon) {
     answer(0x1000080b, 0);
     vostest::Diagnostics diagnostics;
     EXPECT_EQ(vosImg_isAppRunning(handle, 77), 1);
-    EXPECT_THAT(diagnostics.takeBodies(),
-                ElementsAre("Enter>, eid = 77", "Send msg 0x1000080b from 0x32 to hubd, ret=0"));
+    EXPECT_EQ(diagnostics.takeBodies().front(), "Enter>, eid = 77");
     hub.hangUp();
     EXPECT_EQ(vosImg_isAppRunning(handle, 77), 0);
 }

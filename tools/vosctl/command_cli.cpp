@@ -35,6 +35,7 @@ void printOutput(const std::string &daemon) {
     }
     const std::string output{std::istreambuf_iterator<char>{file}, {}};
     fwrite(output.data(), 1, output.size(), stdout);
+    fflush(stdout);  // before anything on standard error
 }
 
 void run(const Options &options) {
@@ -54,10 +55,10 @@ void run(const Options &options) {
     }
     printOutput(daemon.text);
     const std::string result = msgnames::retText(reply->wordData);
-    printf("result %s\n", result.c_str());
     if (reply->wordData != VOS_RET_OK) {
         throw vosctl::Failure{"the command ended with " + result};
     }
+    printf("result %s\n", result.c_str());
 }
 
 const vosctl::Command kCommand{"cli", "run a command in a daemon and print what it wrote", [](CLI::App &app) {
