@@ -1,6 +1,7 @@
 // Requests and responses of plug-ins as any process may send them: texts are read within the message only.
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 
 #include "vos/plugin.h"
 

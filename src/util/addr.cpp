@@ -21,7 +21,6 @@ constexpr size_t kMaxIpv4Text = 15;
 constexpr size_t kOctets = 4;
 constexpr size_t kMaxAddressText = 40;  // an address text is shorter
 constexpr size_t kAddressText = 64;     // work buffer
-constexpr size_t kGroups = 8;
 constexpr size_t kInterfaceIdBytes = 8;
 constexpr uint32_t kMaxPrefix = 128;
 constexpr std::array<std::string_view, 4> kZeroIpv6{"0:0:0:0:0:0:0:0", "::", "::/128", "::/0"};

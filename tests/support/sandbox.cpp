@@ -81,6 +81,15 @@ void replaceDirectory(const char *path, std::initializer_list<fs::path> keep) {
     }
 }
 
+// Pseudo-terminals of its own: a bound /dev/ptmx would not find the /dev/pts beside it.
+void mountTerminals() {
+    fs::create_directory("/dev/pts");
+    if (mount("devpts", "/dev/pts", "devpts", 0, "newinstance,ptmxmode=0666,mode=0620") != 0) {
+        fail("/dev/pts");
+    }
+    fs::create_symlink("pts/ptmx", "/dev/ptmx");
+}
+
 void loopbackUp() {
     const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     ifreq request{};
@@ -114,8 +123,8 @@ void enterSandbox() {
     fs::create_directory_symlink("/run", "/var/run");
     replaceDirectory("/run", {});
     fs::create_directory("/run/netns");
-    replaceDirectory("/dev", {"/dev/null", "/dev/zero", "/dev/full", "/dev/random", "/dev/urandom", "/dev/tty",
-                              "/dev/pts", "/dev/ptmx"});
+    replaceDirectory("/dev", {"/dev/null", "/dev/zero", "/dev/full", "/dev/random", "/dev/urandom", "/dev/tty"});
+    mountTerminals();
     fs::create_symlink("/proc/self/fd", "/dev/fd");
     fs::create_directory("/dev/shm");
     loopbackUp();

@@ -45,7 +45,8 @@ struct Client {
 
     bool deaf = false;     // its end of the socket is closed: nothing can be sent any more, what it sent is still read
     bool leaving = false;  // about to be disconnected
-    bool paused = false;   // not read for a moment, because it floods a slow destination
+    bool paused = false;   // not read for a moment, because it floods its destination
+    bool slow = false;     // did not catch up during a pause of its senders
     uint32_t watched = 0;  // what the poller watches for
 
     /** "echo (eid 65536, pid 4711)" for report lines. */

@@ -4,6 +4,7 @@
 #include <sys/resource.h>
 #include <sys/signalfd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <csignal>
@@ -43,14 +44,15 @@ vos::UniqueFd endSignals() {
 
 Hub::Hub(const Options &options)
     : options_{options},
+      signals_{endSignals()},
       listener_{options_.socketPath},
       outbox_{poller_, departures_, options_.queueLimit},
+      congestion_{poller_, options_.queueLimit, options_.longestPauseMs * kNsPerMs},
       directory_{ids_},
       observers_{outbox_, directory_, options_.trace},
-      router_{ids_, outbox_, observers_},
+      router_{ids_, outbox_, congestion_, observers_},
       services_{options_, *this, ids_, directory_, router_, observers_},
-      launcher_{*this, ids_, directory_, router_, services_},
-      signals_{endSignals()} {
+      launcher_{*this, ids_, directory_, router_, services_} {
     raiseDescriptorLimit();
     if (!poller_.add(listener_.fd()) || !poller_.add(signals_.get())) {
         throw HubError{std::string{"cannot watch descriptors: "} + strerror(errno)};
@@ -60,7 +62,7 @@ Hub::Hub(const Options &options)
 void Hub::run() {
     logLine("listening on %s", options_.socketPath.c_str());
     while (running_) {
-        for (const epoll_event &event : poller_.wait(timeToNextDeadline())) {
+        for (const epoll_event &event : poller_.wait(msToNextDeadline())) {
             const int fd = event.data.fd;
             if (fd == listener_.fd()) {
                 acceptClients();
@@ -88,7 +90,6 @@ void Hub::acceptClients() {
     for (int i = 0; i < kAcceptsInARow; i++) {
         vos::UniqueFd fd = listener_.accept();
         if (fd) {
-            acceptTrouble_ = false;
             admit(std::move(fd));
             continue;
         }
@@ -100,6 +101,8 @@ void Hub::acceptClients() {
             acceptTrouble_ = true;
             acceptAgainNs_ = monotonicNs() + kAcceptRestNs;
             poller_.remove(listener_.fd());
+        } else if (errno == EAGAIN) {
+            acceptTrouble_ = false;
         }
         return;
     }
@@ -130,6 +133,7 @@ void Hub::handleClient(int fd, uint32_t events) {
     }
     if ((events & EPOLLOUT) != 0) {
         outbox_.drain(*client);
+        congestion_.drained(*client);
     }
     if ((events & ~uint32_t{EPOLLOUT}) != 0) {
         readFrom(*client);
@@ -183,19 +187,20 @@ void Hub::end(Client &client, const std::string &why) {
     }
     services_.forget(client);
     observers_.detach(client);
+    congestion_.forget(client);
     ended_.push_back(std::move(clients_[static_cast<size_t>(client.fd.get())]));
     poller_.remove(client.fd.get());
 }
 
-int Hub::timeToNextDeadline() const {
-    int64_t next = services_.nextDueNs().value_or(INT64_MAX);
-    if (!unannounced_.empty()) {
-        next = std::min(next, unannounced_.front().deadlineNs);
-    }
-    if (acceptAgainNs_ != 0) {
-        next = std::min(next, acceptAgainNs_);
-    }
-    if (next == INT64_MAX) {
+int64_t Hub::nextDeadlineNs() const {
+    const int64_t announcement = unannounced_.empty() ? kNever : unannounced_.front().deadlineNs;
+    return std::min({acceptAgainNs_, announcement, services_.nextDueNs().value_or(kNever),
+                     congestion_.nextDeadlineNs().value_or(kNever)});
+}
+
+int Hub::msToNextDeadline() const {
+    const int64_t next = nextDeadlineNs();
+    if (next == kNever) {
         return -1;
     }
     // Rounded up: nothing is due earlier than asked.
@@ -204,12 +209,13 @@ int Hub::timeToNextDeadline() const {
 }
 
 void Hub::runDeadlines() {
-    if (acceptAgainNs_ == 0 && unannounced_.empty() && !services_.nextDueNs()) {
+    if (nextDeadlineNs() == kNever) {
         return;
     }
     const int64_t now = monotonicNs();
-    if (acceptAgainNs_ != 0 && acceptAgainNs_ <= now) {
-        acceptAgainNs_ = poller_.add(listener_.fd()) ? 0 : now + kAcceptRestNs;
+    congestion_.endPauses(now);
+    if (acceptAgainNs_ <= now) {
+        acceptAgainNs_ = poller_.add(listener_.fd()) ? kNever : now + kAcceptRestNs;
     }
     while (!unannounced_.empty()) {
         const Unannounced &first = unannounced_.front();

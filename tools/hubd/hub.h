@@ -30,9 +30,12 @@ class Hub final : private ClientWalk {
     void endDepartures();
     void end(Client &client, const std::string &why);
 
-    /** Milliseconds until something has to be done without an event; -1 for never. */
-    int timeToNextDeadline() const;
+    /** When something has to be done without an event; kNever otherwise. */
+    int64_t nextDeadlineNs() const;
+    int msToNextDeadline() const;
     void runDeadlines();
+
+    static constexpr int64_t kNever = INT64_MAX;
 
     struct Unannounced {
         int fd;
@@ -41,10 +44,12 @@ class Hub final : private ClientWalk {
     };
 
     const Options options_;
+    vos::UniqueFd signals_;  // before the listener: from then on a signal must not leave the socket file behind
     Listener listener_;
     Poller poller_;
     Departures departures_;
     Outbox outbox_;
+    Congestion congestion_;
     IdTable ids_;
     EntityDirectory directory_;
     Observers observers_;
@@ -52,12 +57,11 @@ class Hub final : private ClientWalk {
     Services services_;
     Launcher launcher_;
     FrameReader reader_;
-    vos::UniqueFd signals_;
     std::vector<std::unique_ptr<Client>> clients_;  // by descriptor
     std::vector<std::unique_ptr<Client>> ended_;    // kept until no event of the last wait can name them
     std::deque<Unannounced> unannounced_;           // in order of deadline
     uint64_t serial_ = 0;
-    int64_t acceptAgainNs_ = 0;  // not 0: accepting rests until then
+    int64_t acceptAgainNs_ = kNever;  // accepting rests until then
     bool acceptTrouble_ = false;
     bool running_ = true;
 };

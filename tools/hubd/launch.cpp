@@ -48,7 +48,7 @@ std::string Launcher::launch(Client &client, const Frame &frame) {
     clients_.forEachClient([&](Client &other) { router_.resend(other, *eid); });
     Frame event = frame;
     event.header.src = *eid;
-    services_.publish(event);
+    services_.publish(client, event);
     return {};
 }
 

@@ -23,6 +23,10 @@ void addOptions(CLI::App &app, hubd::Options &options) {
                    "milliseconds within which a client has to announce itself")
         ->capture_default_str()
         ->check(CLI::Range(1, 3600000));
+    app.add_option("--longest-pause", options.longestPauseMs,
+                   "milliseconds for which a client that floods a slow reader is held back at most")
+        ->capture_default_str()
+        ->check(CLI::Range(0, 60000));
     app.add_option("--plugin-data-dir", options.pluginDataDir, "where plug-ins get their data directories")
         ->capture_default_str();
     app.add_option("--plugin-tmp-dir", options.pluginTmpDir, "where plug-ins get their temporary directories")

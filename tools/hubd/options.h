@@ -16,6 +16,7 @@ struct Options {
     size_t queueLimit = size_t{8} << 20;
     size_t payloadLimit = size_t{16} << 20;
     uint32_t announceTimeoutMs = 10000;
+    uint32_t longestPauseMs = 100;
     bool trace = false;
 };
 

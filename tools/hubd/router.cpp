@@ -63,6 +63,9 @@ void Router::flush() {
     if (outbox_.deliver(*run_.to, run_.bytes, run_.count)) [[likely]] {
         counters_.routed += run_.count;
         counters_.bytesRouted += run_.bytes.size();
+        if (!run_.to->queue.empty()) [[unlikely]] {
+            congestion_.queued(*run_.from, *run_.to);
+        }
     } else {
         runFailed();
     }
@@ -105,6 +108,16 @@ void Router::sendFromHub(Client &to, VosMsgHeader header, std::span<const std::b
         observers_.observe({header, own_}, hubproto::Verdict::fromHub);
     }
     outbox_.deliver(to, own_, 1);
+}
+
+void Router::copyEvent(Client &from, Client &to, const Frame &event) {
+    // The receiver's own id as the destination lets a wake-up marker made from the copy find its way back.
+    VosMsgHeader header = event.header;
+    header.dst = to.eid;
+    sendFromHub(to, header, event.payload());
+    if (!to.queue.empty()) {
+        congestion_.queued(from, to);
+    }
 }
 
 void Router::reply(Client &requester, const VosMsgHeader &request, uint32_t wordData,

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "common/hub_protocol.h"
+#include "congestion.h"
 #include "id_table.h"
 #include "observers.h"
 #include "outbox.h"
@@ -10,8 +11,8 @@ namespace hubd {
 
 class Router {
   public:
-    Router(const IdTable &ids, Outbox &outbox, Observers &observers)
-        : ids_{ids}, outbox_{outbox}, observers_{observers} {}
+    Router(const IdTable &ids, Outbox &outbox, Congestion &congestion, Observers &observers)
+        : ids_{ids}, outbox_{outbox}, congestion_{congestion}, observers_{observers} {}
 
     /** Routes a message that is not for the hub. Messages in a row for the same destination leave with one system call,
      *  at the latest with flush(); the frame's bytes stay valid until then. */
@@ -20,6 +21,9 @@ class Router {
 
     /** A message of the hub's own; `header.dataLength` follows the payload. */
     void sendFromHub(Client &to, VosMsgHeader header, std::span<const std::byte> payload = {});
+
+    /** A copy of `from`'s event, addressed to its receiver. */
+    void copyEvent(Client &from, Client &to, const Frame &event);
 
     /** The reply to a request: with VOS_MSG_FLAG_KEEP and VOS_MSG_FLAG_SRPC if it had them. Nothing for a message that
      *  is no request. */
@@ -46,6 +50,7 @@ class Router {
 
     const IdTable &ids_;
     Outbox &outbox_;
+    Congestion &congestion_;
     Observers &observers_;
     Run run_;
     std::vector<std::byte> own_;

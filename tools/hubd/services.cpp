@@ -114,16 +114,13 @@ void Services::handle(Client &from, const Frame &frame) {
         router_.reply(from, frame.header, VOS_RET_ERROR);
     }
     if (!isRequest(flags)) {
-        publish(frame);
+        publish(from, frame);
     }
 }
 
-void Services::publish(const Frame &event) {
-    // The copy is addressed to its receiver, so that a wake-up marker made from it finds the way back.
+void Services::publish(Client &from, const Frame &event) {
     for (Client *to : std::vector{interests_.of(event.header.type)}) {
-        VosMsgHeader header = event.header;
-        header.dst = to->eid;
-        router_.sendFromHub(*to, header, event.payload());
+        router_.copyEvent(from, *to, event);
     }
 }
 

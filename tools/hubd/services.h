@@ -23,7 +23,7 @@ class Services {
 
     void handle(Client &from, const Frame &frame);
     /** Copies an event to everybody who registered for its type. */
-    void publish(const Frame &event);
+    void publish(Client &from, const Frame &event);
 
     /** When the next delayed message is due. */
     std::optional<int64_t> nextDueNs() const { return delayed_.nextDueNs(); }

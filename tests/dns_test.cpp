@@ -1,0 +1,310 @@
+// The DNS client against a scripted server on the sandbox's port 53, hostile replies included, and against dnsmasq.
+#include "vos/dns.h"
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/files.h"
+#include "support/syslog_catcher.h"
+
+namespace {
+
+using namespace std::string_literals;
+using Strings = std::vector<std::string>;
+
+std::string u16(unsigned value) {
+    return {static_cast<char>(value >> 8), static_cast<char>(value)};
+}
+
+std::string labels(const Strings &parts) {
+    std::string wire;
+    for (const std::string &part : parts) {
+        wire += static_cast<char>(part.size()) + part;
+    }
+    return wire + '\0';
+}
+
+const std::string kHostName = "www.example.com";
+const std::string kQName = labels({"www", "example", "com"});
+const std::string kPointer = "\xC0\x0C"s;  // to the question's name
+
+std::string record(unsigned type, const std::string &data, const std::string &name = kPointer) {
+    return name + u16(type) + u16(1) + u16(0) + u16(60) + u16(static_cast<unsigned>(data.size())) + data;
+}
+
+std::string address(unsigned last) {
+    return record(VOS_DNS_TYPE_A, "\x0A\0\0"s + static_cast<char>(last));
+}
+
+std::string reply(const Strings &answers, unsigned type = VOS_DNS_TYPE_A, const std::string &qname = kQName) {
+    std::string wire = u16(0x5678) + u16(0x8180) + u16(1) + u16(static_cast<unsigned>(answers.size())) + u16(0) +
+                       u16(0) + qname + u16(type) + u16(1);
+    for (const std::string &answer : answers) {
+        wire += answer;
+    }
+    return wire;
+}
+
+// What the decoder makes of a message.
+std::string decode(std::string wire, uint32_t size = 200) {
+    wire.resize(VOS_DNS_MESSAGE_SIZE);
+    const std::vector<uint8_t> message(wire.begin(), wire.end());  // exact, for the sanitizers
+    std::string out(size, '\0');
+    util_dnsDecodeResponse(message.data(), out.data(), size);
+    return out.c_str();
+}
+
+// Answers one query on port 53 of the loopback with one datagram.
+class Server {
+  public:
+    Server(int family, std::string answer, bool fromElsewhere = false)
+        : fd_{bound(family, 53)}, thread_{[this, family, answer, fromElsewhere] {
+              char query[600];
+              sockaddr_storage client{};
+              socklen_t size = sizeof client;
+              pollfd waiting{.fd = fd_, .events = POLLIN, .revents = 0};
+              if (poll(&waiting, 1, 10000) != 1) {
+                  return;
+              }
+              const ssize_t got = recvfrom(fd_, query, sizeof query, 0, reinterpret_cast<sockaddr *>(&client), &size);
+              query_.assign(query, static_cast<size_t>(got));
+              const int from = fromElsewhere ? bound(family, 0) : fd_;
+              sendto(from, answer.data(), answer.size(), 0, reinterpret_cast<sockaddr *>(&client), size);
+              if (fromElsewhere) {
+                  close(from);
+              }
+          }} {}
+    ~Server() {
+        query();
+        close(fd_);
+    }
+    /** The query that came. */
+    std::string query() {
+        if (thread_.joinable()) {
+            thread_.join();
+        }
+        return query_;
+    }
+
+  private:
+    static int bound(int family, uint16_t port) {
+        sockaddr_storage any{};
+        any.ss_family = static_cast<sa_family_t>(family);
+        reinterpret_cast<sockaddr_in *>(&any)->sin_port = htons(port);  // the same place in both families
+        const int fd = socket(family, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        EXPECT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&any), sizeof any), 0);
+        return fd;
+    }
+
+    int fd_;
+    std::string query_;
+    std::thread thread_;
+};
+
+TEST(DnsQuery, AsksOnceAndListsTheAddresses) {
+    const size_t descriptors = vostest::openDescriptors();
+    {
+        Server server{AF_INET, reply({address(1), address(2)})};
+        char out[64] = "";
+        EXPECT_EQ(UTIL_dnsDoQuery(kHostName.c_str(), "lo", "127.0.0.1", out, sizeof out), VOS_RET_OK);
+        EXPECT_STREQ(out, "10.0.0.1\t10.0.0.2\t");
+        EXPECT_EQ(server.query(),
+                  u16(0x5678) + u16(0x0100) + u16(1) + u16(0) + u16(0) + u16(0) + kQName + u16(1) + u16(1));
+        EXPECT_EQ(server.query().size(), 33u);
+    }
+    for (const auto &[queryType, type] : {std::pair<uint8_t, unsigned>{1, VOS_DNS_TYPE_AAAA}, {2, VOS_DNS_TYPE_A}}) {
+        const std::string data = type == VOS_DNS_TYPE_A ? "\x0A\0\0\1"s : std::string(15, '\0') + '\1';
+        Server server{AF_INET6, reply({record(type, data)}, type)};
+        char out[64] = "";
+        EXPECT_EQ(UTIL_dnsDoIpv6Query(kHostName.c_str(), nullptr, "::1", out, sizeof out, queryType), VOS_RET_OK);
+        EXPECT_STREQ(out, type == VOS_DNS_TYPE_A ? "10.0.0.1\t" : "::1\t");
+        EXPECT_EQ(server.query().substr(29), u16(type) + u16(1));
+    }
+    EXPECT_EQ(vostest::openDescriptors(), descriptors);
+}
+
+TEST(DnsQuery, TakesTheFirstDatagramWhateverItIs) {
+    char out[64] = "";
+    {
+        Server server{AF_INET, reply({address(1)}).replace(0, 4, "\0\0\x03\x83"s), true};
+        EXPECT_EQ(UTIL_dnsDoQuery("www.example.com", "", "127.0.0.1", out, sizeof out), VOS_RET_OK);
+        EXPECT_STREQ(out, "10.0.0.1\t");
+    }
+    for (const std::string &answer : {reply({}), std::string{}, reply({address(1)}).substr(0, 30), "x"s}) {
+        out[0] = '\0';
+        Server server{AF_INET, answer};
+        EXPECT_EQ(UTIL_dnsDoQuery("www.example.com", nullptr, "127.0.0.1", out, sizeof out), VOS_RET_ERROR);
+        EXPECT_STREQ(out, "");
+    }
+}
+
+TEST(DnsQuery, SaysWhyItFails) {
+    vostest::Diagnostics log;
+    char out[64] = "";
+    EXPECT_EQ(UTIL_dnsDoQuery(nullptr, nullptr, "127.0.0.1", out, sizeof out), VOS_RET_BAD_ARG);
+    EXPECT_EQ(UTIL_dnsDoQuery("a", nullptr, "127.0.0.1", out, 0), VOS_RET_BAD_ARG);
+    log.take();
+    const size_t descriptors = vostest::openDescriptors();
+    const std::string longName = std::string(300, 'a') + "." + std::string(193, 'b');
+    for (const std::string &name : {".a"s, "a..b"s, "a."s, ""s, longName + "c"}) {
+        EXPECT_EQ(UTIL_dnsDoQuery(name.c_str(), nullptr, "127.0.0.1", out, sizeof out), VOS_RET_ERROR);
+        EXPECT_EQ(log.takeBodies().at(1), "Invalid host name: " + name);
+    }
+    const auto lastError = [&log] {
+        std::string text;
+        for (const vostest::SyslogLine &line : log.take()) {
+            text = line.priority == 3 ? line.body() : text;
+        }
+        return text;
+    };
+    EXPECT_EQ(UTIL_dnsDoQuery("a", "none0", "127.0.0.1", out, sizeof out), VOS_RET_ERROR);
+    EXPECT_EQ(lastError(), "Bind socket to device error, No such device(19)");
+    EXPECT_EQ(UTIL_dnsDoQuery("a", nullptr, "203.0.113.1", out, sizeof out), VOS_RET_ERROR);
+    EXPECT_EQ(lastError(), "sendto fail, Network is unreachable(101)");
+    const int silent = socket(AF_INET, SOCK_DGRAM, 0);
+    sockaddr_in local{};
+    local.sin_family = AF_INET;
+    local.sin_port = htons(53);
+    ASSERT_EQ(bind(silent, reinterpret_cast<sockaddr *>(&local), sizeof local), 0);
+    EXPECT_EQ(UTIL_dnsDoQuery(longName.c_str(), nullptr, "127.0.0.1", out, sizeof out), VOS_RET_ERROR);
+    EXPECT_EQ(lastError(), "DNS timeout");
+    char query[600];
+    EXPECT_EQ(recv(silent, query, sizeof query, MSG_DONTWAIT), 512);
+    EXPECT_EQ(static_cast<uint8_t>(query[12]), 300 % 256);
+    close(silent);
+    EXPECT_EQ(vostest::openDescriptors(), descriptors);
+}
+
+TEST(DnsDecoder, TakesTheAnswersOfTheQuestionsType) {
+    const std::string cname = record(5, labels({"web"}));
+    Strings seven;
+    for (unsigned i = 1; i <= 7; i++) {
+        seven.push_back(address(i));
+    }
+    const std::string arpa = labels({"4", "3", "2", "1", "in-addr", "arpa"});
+    struct Case {
+        const char *what;
+        std::string message;
+        std::string text;
+    };
+    for (const Case &c :
+         {Case{"alias first", reply({cname, address(1), address(2)}), "10.0.0.1\t10.0.0.2\t"},
+          Case{"seven answers", reply(seven), "10.0.0.1\t10.0.0.2\t10.0.0.3\t10.0.0.4\t10.0.0.5\t"},
+          Case{"another family", reply({record(VOS_DNS_TYPE_AAAA, std::string(16, 'x'))}), ""},
+          Case{"short addresses", reply({record(VOS_DNS_TYPE_A, "abc"), address(2)}), "10.0.0.2\t"},
+          Case{"short IPv6", reply({record(VOS_DNS_TYPE_AAAA, "abcd")}, VOS_DNS_TYPE_AAAA), ""},
+          Case{"long data", reply({record(VOS_DNS_TYPE_A, "\x0A\0\0\7"s + std::string(300, 'x')), address(8)}),
+               "10.0.0.7\t10.0.0.8\t"},
+          Case{"name of an address", reply({record(VOS_DNS_TYPE_PTR, "x", labels({"host"}))}, VOS_DNS_TYPE_PTR, arpa),
+               "host"},
+          Case{"name of an address, in reverse", reply({}, VOS_DNS_TYPE_PTR, arpa), "1.2.3.4"},
+          Case{"no question", reply({address(1)}).replace(4, 2, u16(0)), ""},
+          Case{"record beyond the end",
+               reply({address(1), kPointer + u16(1) + u16(1) + u16(0) + u16(0) + u16(500), address(3)}), "10.0.0.1\t"},
+          Case{"nothing but counts", std::string(12, '\xff'), ""}}) {
+        SCOPED_TRACE(c.what);
+        EXPECT_EQ(decode(c.message), c.text);
+    }
+    EXPECT_EQ(decode(reply({address(1), address(2)}), 12), "10.0.0.1\t10");
+    // With six questions the answers are read from the sixth on.
+    std::string six = u16(1) + u16(0) + u16(6) + u16(1) + u16(0) + u16(0);
+    for (int i = 0; i < 6; i++) {
+        six += labels({"q"}) + u16(1) + u16(1);
+    }
+    EXPECT_EQ(decode(six + address(1)), "");
+}
+
+TEST(DnsDecoder, FollowsPointersByTheirLowByteAndNotForEver) {
+    struct Case {
+        std::string name;
+        int stored;
+        const char *text;
+        size_t consumed;
+    };
+    const std::string label60 = static_cast<char>(60) + std::string(60, 'n');
+    const std::string longest = label60 + label60 + label60 + label60;  // 244 characters with their dots
+    for (const Case &c :
+         {Case{labels({"a", "bc"}), 5, "a.bc", 6}, Case{"\0"s, 1, "", 1}, Case{"\1a\xC0\x40"s, 6, "a.low", 4},
+          Case{"\1a\x7F\x40"s, 6, "a.low", 4}, Case{"\xC0\x64"s, -1, "", 412},
+          Case{longest + "\x0B"s + std::string(11, 'm') + '\0', 256, nullptr, 257},
+          Case{longest + "\x0C"s + std::string(12, 'm') + '\0', -1, "", 412}}) {
+        std::string wire(VOS_DNS_MESSAGE_SIZE, '\0');
+        wire.replace(0x40, 5, labels({"low"}));
+        wire.replace(100, c.name.size(), c.name);
+        const std::vector<uint8_t> message(wire.begin(), wire.end());
+        char out[VOS_DNS_NAME_SIZE];
+        const uint8_t *cursor = message.data() + 100;
+        EXPECT_EQ(util_dnsDecodeName(out, &cursor, message.data()), c.stored);
+        EXPECT_EQ(static_cast<size_t>(cursor - message.data() - 100), c.consumed);
+        if (c.text != nullptr) {
+            EXPECT_STREQ(out, c.text);
+        }
+    }
+}
+
+TEST(DnsDecoder, DecodesOneRecordAtATime) {
+    std::string wire = reply({address(9)});
+    wire.resize(VOS_DNS_MESSAGE_SIZE);
+    const auto *message = reinterpret_cast<const uint8_t *>(wire.data());
+    const uint8_t *cursor = message + 12;
+    DnsResourceRecord question{};
+    util_dnsDecodeRR(&question, &cursor, 1, message);
+    EXPECT_STREQ(question.name, "www.example.com");
+    DnsResourceRecord answer{};
+    util_dnsDecodeRR(&answer, &cursor, 0, message);
+    EXPECT_STREQ(answer.name, "www.example.com");
+    EXPECT_EQ(answer.ttl, 60u);
+    EXPECT_EQ(answer.rdLength, 4);
+    EXPECT_EQ(answer.rdata[3], 9);
+    EXPECT_EQ(cursor - message, 33 + 16);
+    cursor = message + VOS_DNS_MESSAGE_SIZE - 3;
+    util_dnsDecodeRR(&answer, &cursor, 0, message);
+    EXPECT_EQ(answer.type, 0);
+    EXPECT_EQ(cursor, message + VOS_DNS_MESSAGE_SIZE);
+}
+
+TEST(DnsQuery, IsAnsweredByARealServer) {
+    int ready[2];
+    ASSERT_EQ(pipe(ready), 0);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        dup2(ready[1], STDERR_FILENO);
+        execlp("dnsmasq", "dnsmasq", "--keep-in-foreground", "--conf-file=/dev/null", "--no-resolv", "--no-hosts",
+               "--user=root", "--pid-file", "--listen-address=127.0.0.1,::1", "--bind-interfaces", "--log-facility=-",
+               "--cname=www.example.com,web.example.com", "--host-record=web.example.com,10.1.2.3,2001:db8::3",
+               nullptr);
+        _exit(127);
+    }
+    close(ready[1]);
+    std::string log;
+    char buffer[512];
+    while (log.find("started") == std::string::npos) {
+        const ssize_t got = read(ready[0], buffer, sizeof buffer);
+        ASSERT_GT(got, 0) << "dnsmasq did not start: " << log;
+        log.append(buffer, static_cast<size_t>(got));
+    }
+    char out[100] = "";
+    EXPECT_EQ(UTIL_dnsDoQuery("www.example.com", "lo", "127.0.0.1", out, sizeof out), VOS_RET_OK);
+    EXPECT_STREQ(out, "10.1.2.3\t");
+    out[0] = '\0';
+    EXPECT_EQ(UTIL_dnsDoIpv6Query("www.example.com", "", "::1", out, sizeof out, 1), VOS_RET_OK);
+    EXPECT_STREQ(out, "2001:db8::3\t");
+    out[0] = '\0';
+    EXPECT_EQ(UTIL_dnsDoQuery("absent.example.com", "", "127.0.0.1", out, sizeof out), VOS_RET_ERROR);
+    kill(pid, SIGTERM);
+    waitpid(pid, nullptr, 0);
+    close(ready[0]);
+}
+
+}  // namespace

@@ -1,0 +1,333 @@
+// Child processes: real programs that report what they inherited, killed, collected and found by name.
+#include "vos/prctl.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "support/files.h"
+#include "support/syslog_catcher.h"
+#include "vos/mem.h"
+
+namespace {
+
+using namespace std::string_literals;
+
+struct Outcome {
+    VosRet ret;
+    PrctlProcessResult result;
+    std::string output;  // of standard output and error
+};
+
+class ProcessTest : public testing::Test {
+  protected:
+    void SetUp() override { before_ = vostest::openDescriptors(); }
+    void TearDown() override {
+        EXPECT_EQ(vostest::openDescriptors(), before_);
+        EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child was left behind";
+    }
+
+    /** A shell script as a program of its own. */
+    std::string program(const std::string &script) {
+        const std::string path = directory / "program";
+        vostest::writeText(path, "#!/bin/sh\n" + script + "\n");
+        chmod(path.c_str(), 0755);
+        return path;
+    }
+    static PrctlSpawnRequest inheriting(const char *exe) {
+        PrctlSpawnRequest request{};
+        request.exe = exe;
+        request.stdoutFd = 1;
+        request.stderrFd = 2;
+        request.serverFd = -1;
+        request.maxFd = 63;
+        return request;
+    }
+    /** Runs a request to its end with both outputs caught. A child that returns from the call exits with 77. */
+    static Outcome run(PrctlSpawnRequest request) {
+        int fds[2];
+        EXPECT_EQ(pipe2(fds, O_CLOEXEC), 0);
+        request.stdoutFd = request.stdoutFd == 1 ? fds[1] : request.stdoutFd;
+        request.stderrFd = request.stderrFd == 2 ? fds[1] : request.stderrFd;
+        const pid_t self = getpid();
+        Outcome outcome{};
+        outcome.ret = prctl_spawnProcess(&request, &outcome.result);
+        if (getpid() != self) {
+            _exit(outcome.ret == VOS_RET_ERROR ? 77 : 1);
+        }
+        close(fds[1]);
+        char buffer[512];
+        for (ssize_t got; (got = read(fds[0], buffer, sizeof buffer)) > 0;) {
+            outcome.output.append(buffer, static_cast<size_t>(got));
+        }
+        close(fds[0]);
+        if (outcome.result.status == PRCTL_STATUS_RUNNING) {
+            const PrctlCollectRequest collect{PRCTL_COLLECT_PID, outcome.result.pid, 0};
+            EXPECT_EQ(prctl_collectProcess(&collect, &outcome.result), VOS_RET_OK);
+        }
+        return outcome;
+    }
+    Outcome runScript(
+        const std::string &script, void (*change)(PrctlSpawnRequest &) = [](PrctlSpawnRequest &) {}) {
+        const std::string exe = program(script);
+        PrctlSpawnRequest request = inheriting(exe.c_str());
+        change(request);
+        return run(request);
+    }
+
+    vostest::TempDir directory;
+
+  private:
+    size_t before_ = 0;
+};
+
+TEST(ArgumentVector, IsSplitAtBlanksAndTabs) {
+    struct Case {
+        const char *exe;
+        const char *args;
+        std::vector<std::string> argv;
+    };
+    for (const Case &c : {Case{"/bin/ls", "-l  /tmp\t'a b'", {"ls", "-l", "/tmp", "'a", "b'"}},
+                          Case{"ls", nullptr, {"ls"}}, Case{"/bin/", " \t ", {""}}, Case{"/a/b", "", {"b"}},
+                          Case{nullptr, "x y", {"x", "y"}}, Case{"", nullptr, {}}}) {
+        char **argv = nullptr;
+        ASSERT_EQ(parseArgs(c.exe, c.args, &argv), VOS_RET_OK);
+        std::vector<std::string> words;
+        for (char **word = argv; *word != nullptr; word++) {
+            words.emplace_back(*word);
+        }
+        EXPECT_EQ(words, c.argv);
+        freeArgs(argv);
+    }
+    EXPECT_EQ(parseArgs("x", "y", nullptr), VOS_RET_BAD_ARG);
+    freeArgs(nullptr);
+}
+
+TEST_F(ProcessTest, GivesArgumentsDirectoryAndLibraryPathToTheChild) {
+    setenv("LD_LIBRARY_PATH", "/old", 1);
+    const std::string path = std::string(getenv("PATH"));
+    const Outcome outcome =
+        runScript("echo \"$0|$1|$2|$PWD|$LD_LIBRARY_PATH|$PATH\"; exit 3", [](PrctlSpawnRequest &request) {
+            request.args = "one two";
+            request.workDir = "/proc";
+            request.extraLibPath = "/new:/newer";
+        });
+    EXPECT_STREQ(getenv("LD_LIBRARY_PATH"), "/old");
+    unsetenv("LD_LIBRARY_PATH");
+    EXPECT_EQ(outcome.output, (directory / "program").string() + "|one|two|/proc|/old:/new:/newer|" + path + "\n");
+    EXPECT_EQ(outcome.result.status, 2u);
+    EXPECT_EQ(outcome.result.signalNumber, 0);
+    EXPECT_EQ(outcome.result.exitCode, 3);
+    EXPECT_EQ(outcome.result.ptyFd, 0);
+}
+
+TEST_F(ProcessTest, ArrangesTheChildsDescriptors) {
+    const auto above = [](const char *path, int lowest) {
+        const int fd = open(path, O_RDONLY);
+        const int moved = fcntl(fd, F_DUPFD, lowest);
+        close(fd);
+        return moved;
+    };
+    const int extra = above("/dev/zero", 10);
+    static int server;
+    server = above("/dev/full", 20);
+    const std::string list =
+        "for fd in 0 2 3 " + std::to_string(extra) + "; do readlink /proc/$$/fd/$fd || echo none; done";
+    EXPECT_EQ(runScript(list,
+                        [](PrctlSpawnRequest &request) {
+                            request.stdinFd = -1;
+                            request.stderrFd = -1;
+                            request.serverFd = server;
+                        })
+                  .output,
+              "/dev/null\n/dev/null\n/dev/full\nnone\n");
+    EXPECT_EQ(runScript("readlink /proc/$$/fd/" + std::to_string(extra),
+                        [](PrctlSpawnRequest &request) { request.maxFd = 2; })
+                  .output,
+              "/dev/zero\n");
+    // The server's descriptor may be number 3 already.
+    const int saved = dup(3);
+    dup2(server, 3);
+    EXPECT_EQ(runScript("readlink /proc/$$/fd/3", [](PrctlSpawnRequest &request) { request.serverFd = 3; }).output,
+              "/dev/full\n");
+    saved < 0 ? close(3) : dup2(saved, 3);
+    for (const int fd : {saved, extra, server}) {
+        if (fd >= 0) {
+            close(fd);
+        }
+    }
+}
+
+TEST_F(ProcessTest, ResetsSignalsExceptSigintOnRequest) {
+    const std::string show = "sed -n 's/^SigIgn:.*\\(....\\)$/\\1/p' /proc/self/status";
+    for (const int number : {SIGINT, SIGUSR1, SIGHUP}) {
+        signal(number, SIG_IGN);
+    }
+    const std::string reset = runScript(show).output;
+    const std::string kept = runScript(show, [](PrctlSpawnRequest &request) { request.inheritSigint = 1; }).output;
+    for (const int number : {SIGINT, SIGUSR1, SIGHUP}) {
+        signal(number, SIG_DFL);
+    }
+    EXPECT_EQ(reset, "0000\n");
+    EXPECT_EQ(kept, "0002\n");
+}
+
+TEST_F(ProcessTest, LimitsTheChildAndDetachesIt) {
+    EXPECT_EQ(
+        runScript(
+            "ulimit -n; ulimit -v; ulimit -c; cut -d' ' -f6 /proc/$$/stat | grep -x $$ > /dev/null && echo leader",
+            [](PrctlSpawnRequest &request) {
+                request.nofileLimit = 40;
+                request.asLimit = 512 << 20;
+                request.rssLimit = 1 << 20;
+                request.disableCore = 1;
+                request.detach = 1;
+            })
+            .output,
+        "40\n524288\n0\nleader\n");
+}
+
+TEST_F(ProcessTest, ReturnsInTheChildWhenItCannotBePrepared) {
+    for (const char *exe : {"sleep", "/bin/", "", static_cast<const char *>(nullptr)}) {
+        const Outcome outcome = run(inheriting(exe));
+        EXPECT_EQ(outcome.ret, VOS_RET_OK);
+        EXPECT_EQ(outcome.result.exitCode, 77);
+        EXPECT_NE(outcome.output.find("Invalid process name "s + (exe == nullptr ? "" : exe) + "\n"),
+                  std::string::npos);
+    }
+    PrctlSpawnRequest request = inheriting("/bin/true");
+    request.nofileLimit = UINT32_MAX;  // beyond what the kernel allows anybody
+    EXPECT_EQ(run(request).result.exitCode, 77);
+    const Outcome absent = run(inheriting("/tmp/absent"));
+    EXPECT_EQ(absent.result.exitCode, 255);
+    EXPECT_EQ(absent.output, "execv: No such file or directory\n");
+    PrctlProcessResult result;
+    EXPECT_EQ(prctl_spawnProcess(nullptr, &result), VOS_RET_BAD_ARG);
+    EXPECT_EQ(prctl_spawnProcess(&request, nullptr), VOS_RET_BAD_ARG);
+}
+
+TEST_F(ProcessTest, RunsOnATerminalOfItsOwn) {
+    const std::string exe = program("tty; read line; echo got $line");
+    PrctlSpawnRequest request = inheriting(exe.c_str());
+    request.usePty = 1;
+    PrctlProcessResult result;
+    ASSERT_EQ(prctl_spawnProcess(&request, &result), VOS_RET_OK);
+    ASSERT_GE(result.ptyFd, 3);
+    ASSERT_EQ(write(result.ptyFd, "ping\n", 5), 5);
+    std::string output;
+    char buffer[256];
+    for (ssize_t got; (got = read(result.ptyFd, buffer, sizeof buffer)) > 0;) {
+        output.append(buffer, static_cast<size_t>(got));
+    }
+    EXPECT_NE(output.find("/dev/pts/"), std::string::npos);
+    EXPECT_NE(output.find("got ping"), std::string::npos);
+    close(result.ptyFd);
+    const PrctlCollectRequest collect{PRCTL_COLLECT_PID, result.pid, 0};
+    EXPECT_EQ(prctl_collectProcess(&collect, &result), VOS_RET_OK);
+    request.spawnMode = PRCTL_SPAWN_AND_WAIT;
+    request.exe = "/bin/true";
+    request.timeoutMs = 60000;
+    EXPECT_EQ(prctl_spawnProcess(&request, &result), VOS_RET_OK);
+    EXPECT_EQ(result.ptyFd, 0);
+}
+
+TEST_F(ProcessTest, KillsAChildThatOutlivesItsTime) {
+    PrctlSpawnRequest request = inheriting("/bin/sleep");
+    request.args = "100";
+    request.spawnMode = PRCTL_SPAWN_AND_WAIT;
+    PrctlProcessResult result;
+    EXPECT_EQ(prctl_spawnProcess(&request, &result), VOS_RET_OK);
+    EXPECT_EQ(result.status, 2u);
+    EXPECT_EQ(result.signalNumber, SIGKILL);
+    request.exe = "/bin/true";
+    request.timeoutMs = 60000;
+    EXPECT_EQ(prctl_spawnProcess(&request, &result), VOS_RET_OK);
+    EXPECT_EQ(result.signalNumber, 0);
+}
+
+TEST_F(ProcessTest, CollectsOneOrAnyChild) {
+    const auto collect = [](uint32_t mode, int32_t pid, uint32_t timeoutMs, PrctlProcessResult *result) {
+        const PrctlCollectRequest request{mode, pid, timeoutMs};
+        return prctl_collectProcess(&request, result);
+    };
+    PrctlSpawnRequest request = inheriting("/bin/sleep");
+    request.args = "100";
+    PrctlProcessResult started;
+    ASSERT_EQ(prctl_spawnProcess(&request, &started), VOS_RET_OK);
+    EXPECT_EQ(started.status, 1u);
+    EXPECT_EQ(started.ptyFd, -1);
+    PrctlProcessResult result;
+    for (const uint32_t mode : {PRCTL_COLLECT_PID_TIMEOUT, PRCTL_COLLECT_ANY_TIMEOUT}) {
+        EXPECT_EQ(collect(mode, started.pid, 3, &result), VOS_RET_TIMEOUT);
+        EXPECT_EQ(result.status, 0u);
+    }
+    EXPECT_EQ(prctl_terminateProcessForcefully(started.pid), VOS_RET_OK);
+    EXPECT_EQ(collect(0, 0, 0, &result), VOS_RET_OK);
+    EXPECT_EQ(result.pid, started.pid);
+    EXPECT_EQ(result.signalNumber, SIGTERM);
+    EXPECT_EQ(collect(PRCTL_COLLECT_PID, started.pid, 0, &result), VOS_RET_BAD_ARG);
+    EXPECT_EQ(collect(PRCTL_COLLECT_PID_TIMEOUT, started.pid, 1000, &result), VOS_RET_BAD_ARG);
+}
+
+TEST(ProcessSignal, GoesToOneProcessOnly) {
+    for (const int32_t pid : {0, -1, -getpid()}) {
+        EXPECT_EQ(prctl_signalProcess(pid, SIGKILL), VOS_RET_BAD_ARG);
+    }
+    EXPECT_EQ(prctl_signalProcess(getpid(), 9999), VOS_RET_BAD_ARG);
+    EXPECT_EQ(prctl_signalProcess(getpid(), 0), VOS_RET_OK);
+    EXPECT_EQ(prctl_terminateProcessGracefully(getpid()), VOS_RET_ERROR);
+    int32_t pid = runCommandInShell("exec sleep 100");
+    prctl_signalProcessDelay(&pid);
+    PrctlProcessResult result;
+    const PrctlCollectRequest collect{PRCTL_COLLECT_PID, pid, 0};
+    EXPECT_EQ(prctl_collectProcess(&collect, &result), VOS_RET_OK);
+    EXPECT_EQ(result.signalNumber, SIGKILL);
+}
+
+TEST(ProcessName, IsReadUpToItsFirstBlank) {
+    struct Case {
+        const char *command;
+        const char *found;
+        bool known;
+    };
+    for (const Case &c :
+         {Case{"vosprobe", "vosprobe", true}, Case{"vos(probe)", "vos(probe)", true}, Case{"vos) probe", "vos)", false},
+          Case{"vos) probe", "vos", true}, Case{"vosq probe", "vosq probe", false}, Case{"vosq probe", "vosq", true},
+          Case{"vosprobe-longer-than-15", "vosprobe-longer-than-15", false},
+          Case{"vosprobe-longer-than-15", "vosprobe-longer", true}, Case{"x", nullptr, false}}) {
+        SCOPED_TRACE(c.command);
+        char before[17];
+        prctl(PR_GET_NAME, before);
+        prctl(PR_SET_NAME, c.command);
+        EXPECT_EQ(prctl_getPidByName(c.found), c.known ? getpid() : 0);
+        prctl(PR_SET_NAME, before);
+    }
+}
+
+TEST_F(ProcessTest, RunsCommandsInTheShell) {
+    for (const auto &[command, value] : {std::pair{"exit 3", 3}, {"kill -TERM $$", 15}, {"true", 0}}) {
+        EXPECT_EQ(prctl_runCommandInShellBlocking(command), value) << command;
+        EXPECT_EQ(prctl_runCommandInShellWithTimeout(command), value) << command;
+    }
+    EXPECT_EQ(prctl_runCommandInShellBlocking(nullptr), 1);
+    EXPECT_EQ(WEXITSTATUS(UTIL_doSystemAction("test", "exit %d", 7)), 7);
+    const std::string longComment(300, 'x');
+    EXPECT_EQ(WEXITSTATUS(UTIL_doSystemAction("test", "exit %d # %s", 8, longComment.c_str())), 8);
+    char output[8];
+    memset(output, 'x', sizeof output);
+    EXPECT_EQ(UTIL_commSystemEx("printf abc", output, 7), 1);
+    EXPECT_EQ(std::string(output, 8), "abc\0\0\0\0x"s);
+    EXPECT_EQ(UTIL_commSystemEx("printf 0123456789", output, 7), 1);
+    EXPECT_EQ(std::string(output, 8), "0123456x");
+    EXPECT_EQ(UTIL_commSystemEx("true", output, 7), 0);
+}
+
+}  // namespace
