@@ -78,8 +78,8 @@ static VosRet ask(VosMsgHandle *handle, VosEntityId peer, const char *question, 
         printf("no reply from %u within %u ms (%u)\n", peer, timeoutMs, ret);
     } else if (ret != VOS_RET_OK) {
         printf("request to %u failed (%u)\n", peer, ret);
-    } else if (reply == NULL) { /* the library keeps the answer to a repeated request to itself */
-        printf("%u came back and was asked again (%u)\n", peer, ret);
+    } else if (reply == NULL) { /* asking again counts as success, answered or not */
+        printf("%u came back and did not answer the repeated request\n", peer);
     } else {
         printf("reply from %u: %u '%s'\n", reply->src, reply->wordData, text(reply));
     }

@@ -31,7 +31,8 @@ std::string entityText(VosEntityId eid, std::string_view name) {
 
 std::string payloadText(std::span<const std::byte> payload) {
     const auto shown = payload.first(std::min(payload.size(), kShownBytes));
-    return " " + hexText(shown, " ") + " |" + printable(shown) + (payload.size() > shown.size() ? "|..." : "|");
+    std::string text = hexText(shown, " ");
+    return text.append(" |").append(printable(shown)).append(payload.size() > shown.size() ? "|..." : "|");
 }
 
 }  // namespace
@@ -63,7 +64,7 @@ std::string messageLine(uint64_t realtimeNs, const VosMsgHeader &header, std::sp
     return timeText(realtimeNs) + " " + msgnames::typeText(header.type) + " " + entityText(header.src, srcName) +
            " -> " + entityText(header.dst, dstName) + " " + msgnames::flagsText(header.flags) +
            " word=" + std::to_string(header.wordData) + " len=" + std::to_string(header.dataLength) + " [" +
-           (index < kVerdicts.size() ? kVerdicts[index] : "?") + "]" + (payload.empty() ? "" : payloadText(payload));
+           (index < kVerdicts.size() ? kVerdicts[index] : "?") + (payload.empty() ? "]" : "] " + payloadText(payload));
 }
 
 }  // namespace msgline

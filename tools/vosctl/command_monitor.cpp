@@ -34,23 +34,33 @@ struct Seen {
 /** What is done with a message; one for each output format. */
 using Sink = std::function<void(const Seen &)>;
 
-// Names of entities, from the hub's list and from the announcements that pass.
+/** What the command line wants to see. */
+struct Filter {
+    bool anyType = true;
+    uint32_t type = 0;
+    bool anyEntity = true;
+    VosEntityId entity = 0;
+
+    bool passes(const VosMsgHeader &header) const {
+        return (anyType || header.type == type) && (anyEntity || header.src == entity || header.dst == entity);
+    }
+};
+
+// Names of entities, from the hub's list at the start and from the launch events that it passes on.
 class Names {
   public:
-    explicit Names(vosctl::Hub &hub) : hub_{hub} { refresh(); }
+    explicit Names(vosctl::Hub &hub) : hub_{hub} {
+        hub.registerFor(VOS_MSG_LAUNCHED);
+        refresh();
+    }
 
-    /** The hub answers an announcement before it looks at the next one, so the two can be paired. */
-    void learn(const Seen &seen) {
-        if (seen.header.type != VOS_MSG_LAUNCHED) {
-            return;
-        }
-        if ((seen.header.flags & VOS_MSG_FLAG_RESPONSE) == 0) {
-            const auto *text = reinterpret_cast<const char *>(seen.payload.data());
-            announced_ = vosctl::fieldText({text, seen.payload.size()});
-        } else if (!announced_.empty()) {
-            names_[seen.header.dst] = announced_;
-        } else {
+    void learn(const VosMsgHeader &launched) {
+        const vosctl::ByteView payload = vosctl::payloadOf(launched);
+        const std::string name = vosctl::fieldText({reinterpret_cast<const char *>(payload.data()), payload.size()});
+        if (name.empty()) {
             refresh();  // launched by id: the hub may know a name
+        } else {
+            names_[launched.src] = name;
         }
     }
     std::string of(VosEntityId eid) const {
@@ -67,7 +77,6 @@ class Names {
 
     vosctl::Hub &hub_;
     std::map<VosEntityId, std::string> names_{{EID_HUBD, "hubd"}};
-    std::string announced_;
 };
 
 const char *verdictText(uint32_t verdict) {
@@ -129,15 +138,18 @@ std::optional<Seen> decode(const VosMsgHeader &msg) {
 }
 
 void run(const Options &options) {
-    const std::optional<uint32_t> type =
-        options.type.empty() ? std::nullopt : std::optional{vosctl::parseType(options.type)};
+    Filter filter{.anyType = options.type.empty(), .anyEntity = options.entity.empty()};
+    if (!filter.anyType) {
+        filter.type = vosctl::parseType(options.type);
+    }
     const Sink sink = options.json ? printJson : printText;
     setvbuf(stdout, nullptr, _IOLBF, 0);
     const vosctl::StopSignals signals;
 
     vosctl::Hub hub;
-    const std::optional<VosEntityId> entity =
-        options.entity.empty() ? std::nullopt : std::optional{hub.find(options.entity).eid};
+    if (!filter.anyEntity) {
+        filter.entity = hub.find(options.entity).eid;
+    }
     hub.ask(hubproto::kMonitorAttach);
     Names names{hub};
     uint64_t shown = 0;
@@ -146,17 +158,16 @@ void run(const Options &options) {
             continue;
         }
         const vosctl::MessagePtr msg = hub.receive();
-        std::optional<Seen> seen = decode(*msg);
-        if (!seen || seen->header.src == hub.eid() || seen->header.dst == hub.eid()) {
-            continue;  // the monitor's own questions are no traffic worth seeing
+        if (msg->type == VOS_MSG_LAUNCHED) {
+            names.learn(*msg);
         }
-        const VosMsgHeader &header = seen->header;
-        names.learn(*seen);
-        if ((type && header.type != *type) || (entity && header.src != *entity && header.dst != *entity)) {
+        std::optional<Seen> seen = decode(*msg);
+        // The monitor's own questions are no traffic worth seeing.
+        if (!seen || seen->header.src == hub.eid() || seen->header.dst == hub.eid() || !filter.passes(seen->header)) {
             continue;
         }
-        seen->srcName = names.of(header.src);
-        seen->dstName = names.of(header.dst);
+        seen->srcName = names.of(seen->header.src);
+        seen->dstName = names.of(seen->header.dst);
         sink(*seen);
         shown++;
     }

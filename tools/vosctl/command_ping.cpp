@@ -29,9 +29,8 @@ double percentile(const std::vector<double> &sorted, double percent) {
 void run(const Options &options) {
     vosctl::Hub hub;
     const vosctl::Entity peer = hub.find(options.entity);
-    // The hub answers no echo; its counters are as short a question.
-    const uint32_t type = peer.eid == EID_HUBD ? hubproto::kGetCounters : hubproto::kEcho;
-    const vosctl::MessagePtr request = hub.build(peer.eid, type, VOS_MSG_FLAG_REQUEST, 0, vosctl::Bytes(options.size));
+    const vosctl::MessagePtr request =
+        hub.build(peer.eid, hubproto::kEcho, VOS_MSG_FLAG_REQUEST, 0, vosctl::Bytes(options.size));
     std::vector<double> times;
     times.reserve(options.count);
     for (uint32_t i = 0; i < options.count; i++) {

@@ -6,7 +6,6 @@
 #include "arguments.h"
 #include "command.h"
 #include "common/message_line.h"
-#include "common/msg_names.h"
 #include "stop_signals.h"
 
 namespace {
@@ -32,13 +31,7 @@ void run(const Options &options) {
     setvbuf(stdout, nullptr, _IOLBF, 0);
     const vosctl::StopSignals signals;
     vosctl::Hub hub;
-    const vosctl::MessagePtr interest =
-        hub.build(EID_HUBD, VOS_MSG_REGISTER_EVENT_INTEREST, VOS_MSG_FLAG_REQUEST, type, {});
-    const vosctl::MessagePtr reply = hub.request(*interest, "the hub");
-    if (reply && reply->wordData != VOS_RET_OK) {
-        throw vosctl::Failure{"the hub registers nobody for " + msgnames::typeText(type) + ": " +
-                              msgnames::retText(reply->wordData)};
-    }
+    hub.registerFor(type);
     for (uint64_t shown = 0; !signals.stopped() && (options.count == 0 || shown < options.count);) {
         if (!signals.waitFor(hub.fd())) {
             continue;

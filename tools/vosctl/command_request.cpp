@@ -35,8 +35,7 @@ void runRequest(const Options &options) {
     const vosctl::MessagePtr request = build(options, flags, hub, peer);
     const vosctl::MessagePtr reply = hub->request(*request, peer.text, options.timeoutMs);
     if (!reply) {
-        printf("%s came back and was asked again; the library keeps that reply to itself\n", peer.text.c_str());
-        return;
+        throw vosctl::Failure{peer.text + " came back and left the repeated request unanswered; try again"};
     }
     const std::string result = msgnames::retText(reply->wordData);
     printf("%s from %s, %u bytes\n", result.c_str(), peer.text.c_str(), reply->dataLength);

@@ -80,8 +80,8 @@ MessagePtr Hub::request(const VosMsgHeader &msg, const std::string &peer, uint32
     if (ret != VOS_RET_OK) {
         throw failureOf(ret, peer, timeoutMs);
     }
-    // The hub answers for a peer that is not there; a peer's own reply of this value has no other meaning.
-    if (reply && reply->wordData == VOS_RET_PEER_GONE && reply->dataLength == 0) {
+    // The hub answers in the place of a peer that is not there.
+    if (msg.dst != EID_HUBD && reply && reply->wordData == VOS_RET_PEER_GONE && reply->dataLength == 0) {
         throw Failure{"nobody holds the id of " + peer + "; 'vosctl list' shows who is there"};
     }
     return reply;
@@ -118,6 +118,15 @@ MessagePtr Hub::ask(uint32_t hubRequest) {
                       "; it must be vos-hubd, run by the same user"};
     }
     return reply;
+}
+
+void Hub::registerFor(uint32_t type) {
+    const MessagePtr interest = build(EID_HUBD, VOS_MSG_REGISTER_EVENT_INTEREST, VOS_MSG_FLAG_REQUEST, type, {});
+    const MessagePtr reply = request(*interest, "the hub");
+    if (reply && reply->wordData != VOS_RET_OK) {
+        throw Failure{"the hub registers nobody for " + msgnames::typeText(type) + ": " +
+                      msgnames::retText(reply->wordData)};
+    }
 }
 
 std::vector<hubproto::ClientRow> Hub::clients() {

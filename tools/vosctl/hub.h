@@ -47,7 +47,7 @@ class Hub {
     /** A message from vosctl with its payload copied in. */
     MessagePtr build(VosEntityId dst, uint32_t type, uint16_t flags, uint32_t word, ByteView payload) const;
     void send(const VosMsgHeader &msg);
-    /** The reply; NULL when the peer came back meanwhile and the library keeps the reply to the repeated request. */
+    /** The reply; NULL when the peer came back meanwhile and left the repeated request unanswered. */
     MessagePtr request(const VosMsgHeader &msg, const std::string &peer, uint32_t timeoutMs = kDefaultTimeoutMs);
     /** Waits without limit. */
     MessagePtr receive();
@@ -56,6 +56,8 @@ class Hub {
     Entity find(const std::string &numberOrName);
     /** The reply to a request that the hub itself answers with a block. */
     MessagePtr ask(uint32_t hubRequest);
+    /** From now on receive() gives every event of this type too. */
+    void registerFor(uint32_t type);
     std::vector<hubproto::ClientRow> clients();
 
   private:
