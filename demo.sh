@@ -124,8 +124,9 @@ show_trace() {
 
 end_all() {
     local name
+    exec 2> /dev/null # the shell's own notices of what is killed here
     for name in "${!pids[@]}"; do
-        kill -KILL "${pids[$name]}" 2> /dev/null
+        kill -KILL "${pids[$name]}"
     done
     wait
 }

@@ -1,7 +1,12 @@
 # Headers, both libraries, vos.pc and the CMake package.
 include(CMakePackageConfigHelpers)
 
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/vos DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
+set(vos_header_filter "")
+foreach(header IN LISTS vos_headers_left_out)
+    list(APPEND vos_header_filter PATTERN ${header} EXCLUDE)
+endforeach()
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/vos DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+    FILES_MATCHING PATTERN "*.h" ${vos_header_filter})
 install(TARGETS vos vos_static EXPORT vosTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 

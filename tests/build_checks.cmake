@@ -17,3 +17,8 @@ endforeach()
 add_test(NAME Build.InstalledTreeServesConsumers
     COMMAND ${PROJECT_SOURCE_DIR}/tests/check_install.sh ${CMAKE_COMMAND} ${PROJECT_BINARY_DIR}
         ${PROJECT_SOURCE_DIR}/tests/consumer "${VOS_SANITIZE}")
+
+# The tags we write, read by somebody else's reader.
+add_test(NAME Build.NdefRecordsAreReadByAnotherReader
+    COMMAND ${PROJECT_SOURCE_DIR}/tests/check_ndef.sh $<TARGET_FILE:vosctl> ${CMAKE_CURRENT_BINARY_DIR}/ndef)
+set_tests_properties(Build.NdefRecordsAreReadByAnotherReader PROPERTIES SKIP_RETURN_CODE 77)

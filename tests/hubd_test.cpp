@@ -150,7 +150,14 @@ TEST(HubLaunch, GivesTheAskedIdTheTablesOrADynamicOne) {
     EXPECT_EQ(other.eid(), 0x10001U);
     const Peer again{0, "led"};
     EXPECT_EQ(again.eid(), led) << "who comes back keeps its id";
-    EXPECT_EQ(Peer(0, "led").eid(), 0x10002U) << "while it runs, a second one gets its own";
+    const Peer second{0, "led"};
+    EXPECT_EQ(second.eid(), 0x10002U) << "while it runs, a second one gets its own";
+    {
+        const Peer impatient{0, "tool"};
+        impatient.send(message(kType, impatient.eid(), led, kRequest));
+        EXPECT_EQ(again.receive()->header.src, impatient.eid());
+    }
+    EXPECT_GT(Peer(0, "tool").eid(), 0x10003U) << "a late reply must not reach the next one";
 }
 
 TEST(HubLaunch, RefusesWithALogLine) {
@@ -424,7 +431,7 @@ TEST(HubObservers, GetACopyOfWhatIsRoutedAndALineOfTrace) {
         EXPECT_EQ(copy.payload.substr(sizeof record), original.bytes());
     }
     EXPECT_TRUE(
-        hub.awaitOutput(" 0x1000abcd first(100) -> daemon(101) request word=7 len=22 [delivered] "
+        hub.awaitOutput(" 0x1000abcd first(100) -> dhcpd(101) request word=7 len=22 [delivered] "
                         "68 65 6c 6c 6f 0a 01 20 61 20 6c 6f 6e 67 20 70 |hello.. a long p|...\n"));
     EXPECT_TRUE(hub.awaitOutput(" VOS_MSG_HEARTBEAT first(100) -> (999) event word=0 len=0 [nobody there]\n"));
 }
@@ -458,7 +465,7 @@ TEST(HubProtection, GivesUpAReaderThatDoesNotReadAndNobodyElse) {
         flooder.sendBytes(event);
     }
     EXPECT_TRUE(flooder.drain().empty());
-    EXPECT_TRUE(hub.awaitOutput("disconnecting daemon (eid 100"));
+    EXPECT_TRUE(hub.awaitOutput("disconnecting routed (eid 100"));
     while (stuck.receive()) {
     }
     const std::string large = message(kType, 101, 102, kEvent, 0, std::string(1 << 20, 'x')).bytes();

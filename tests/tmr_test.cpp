@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "support/hub_script.h"
+#include "support/shrink.h"
 #include "support/syslog_catcher.h"
 #include "vos/mem.h"
 
@@ -351,22 +352,6 @@ bool agree(const std::vector<Op> &ops) {
     return true;
 }
 
-// Leaves out operations as long as the two still disagree.
-std::vector<Op> shrink(std::vector<Op> ops) {
-    for (size_t chunk = ops.size() / 2; chunk > 0; chunk /= 2) {
-        for (size_t at = 0; at + chunk <= ops.size();) {
-            std::vector<Op> fewer = ops;
-            fewer.erase(fewer.begin() + static_cast<ptrdiff_t>(at), fewer.begin() + static_cast<ptrdiff_t>(at + chunk));
-            if (agree(fewer)) {
-                at += chunk;
-            } else {
-                ops = fewer;
-            }
-        }
-    }
-    return ops;
-}
-
 TEST(TimerListModel, RandomSequencesFollowASortedVector) {
     for (unsigned seed = 1; seed <= 400; seed++) {
         std::mt19937 random{seed};
@@ -379,7 +364,7 @@ TEST(TimerListModel, RandomSequencesFollowASortedVector) {
             const Op::Kind kind = kMix[below(i % 8 == 0 ? 10 : 9)];
             ops.push_back({kind, below(kEvents), static_cast<uint32_t>(below(4))});
         }
-        ASSERT_TRUE(agree(ops)) << "seed " << seed << ", shortest sequence: " << text(shrink(ops));
+        ASSERT_TRUE(agree(ops)) << "seed " << seed << ", shortest sequence: " << text(vostest::shrink(ops, agree));
     }
 }
 

@@ -1,7 +1,6 @@
 // vosctl against a real hub: what each command prints, its exit status and its advice.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <cstdio>
 #include <future>
@@ -9,36 +8,21 @@
 
 #include "support/files.h"
 #include "support/hub_process.h"
+#include "support/shell.h"
 #include "vos/mem.h"
 #include "vos/msg.h"
 
 using testing::ContainsRegex;
 using testing::HasSubstr;
 using vostest::HubProcess;
-using vostest::readText;
+using vostest::Outcome;
+using vostest::shell;
+using vostest::vosctl;
 
 namespace {
 
-constexpr const char *kVosctl = VOS_TEST_BIN_DIR "/vosctl";
 constexpr uint32_t kEcho = 0x1000f010;
 constexpr uint32_t kPatienceMs = 10000;
-
-struct Outcome {
-    int status;
-    std::string out;
-    std::string err;
-};
-
-Outcome shell(const std::string &command) {
-    vostest::TempDir dir;
-    const std::string files = " >" + (dir / "out").string() + " 2>" + (dir / "err").string();
-    const int status = system(("{ " + command + "; }" + files).c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readText(dir / "out"), readText(dir / "err")};
-}
-
-Outcome vosctl(const std::string &arguments) {
-    return shell(std::string{kVosctl} + " " + arguments);
-}
 
 /** A daemon of this test. */
 class Peer {

@@ -3,7 +3,7 @@
  *
  *  Daemons hold it around their work on the shared pool (vos/pool.h). The kernel frees the lock of a process that dies
  *  (SEM_UNDO). Every function may be called from any thread; the holder is the process. The oalVosSem_ functions are
- * the layer below with the same behaviour.
+ *  the layer below with the same behaviour.
  */
 #ifndef VOS_SEM_H
 #define VOS_SEM_H
@@ -27,12 +27,14 @@ VosRet vosSem_init(uint32_t key, bool attachExisting, int32_t *semId);
 /** Takes the lock.
  *
  *  A holder that outlasts a waiter's time-out is presumed stuck and loses the lock: the waiter releases it by force and
- *  tries once more, with the full time-out. Without a time-out the wait never ends by itself and signals do not end it.
+ *  tries once more, with the full time-out. From then on the kernel's books are off by one: a late unlock or the death
+ *  of the stuck holder frees the lock, whoever has it, and the death of the new holder does not. Without a time-out the
+ *  wait never ends by itself and signals do not end it.
  *
- *  A timed lock calls semtimedop as the loader resolves it. By default this library exports a semtimedop of its own
- * that does nothing and returns 0, for platforms whose libc lacks the call: wherever that one is reached, a timed lock
- *  returns VOS_RET_OK at once and holds nothing. Built with VOS_SEMTIMEDOP_FALLBACK=OFF the library leaves it out and
- *  timed locks reach the system call. A program that exports its own semtimedop is reached in both builds.
+ *  A timed lock calls semtimedop as the loader resolves it. By default this library exports a semtimedop of its own,
+ *  which does nothing and returns 0, for platforms whose libc lacks the call: wherever that one is reached, a timed
+ *  lock returns VOS_RET_OK at once and holds nothing. Built with VOS_SEMTIMEDOP_FALLBACK=OFF the library leaves it out
+ *  and timed locks reach the system call. A program that exports its own semtimedop is reached in both builds.
  *
  *  @param timeoutMs  milliseconds to wait; NULL waits for ever
  *  @return VOS_RET_OK; VOS_RET_INTERRUPTED when the time ran out in the wake of a signal; VOS_RET_ERROR

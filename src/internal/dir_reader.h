@@ -8,6 +8,7 @@
 #include <unistd.h>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 #include "internal/guards.h"
 
@@ -15,7 +16,8 @@ namespace vos {
 
 class DirReader {
   public:
-    explicit DirReader(const char *path) : fd_{open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC)} {}
+    explicit DirReader(const char *path) : DirReader{UniqueFd{open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC)}} {}
+    explicit DirReader(UniqueFd dir) : fd_{std::move(dir)} {}
 
     explicit operator bool() const { return static_cast<bool>(fd_); }
     int fd() const { return fd_.get(); }

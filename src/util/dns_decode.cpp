@@ -33,7 +33,7 @@ const uint8_t *cursorOf(const ByteReader &reader, const uint8_t *messageStart) {
 }
 
 // Stored characters with the terminator; -1, with an empty text and the reader failed, for a name that does not end
-// well.
+// well. A NULL `out` checks the name and moves behind it.
 int decodeName(char *out, ByteReader *reader) {
     ByteReader source = *reader;
     size_t length = 0;
@@ -53,24 +53,23 @@ int decodeName(char *out, ByteReader *reader) {
             source.seek(SIZE_MAX);
             break;
         }
-        memcpy(out + length, label.data(), label.size());
-        length += label.size();
-        if (length < kMaxName) {
-            out[length] = '.';
+        if (out != nullptr) {
+            std::copy(label.begin(), label.end(), out + length);
+            out[length + label.size()] = '.';  // at the very end it becomes the terminator
         }
-        length++;
+        length += label.size() + 1;
     }
     if (!source.ok()) {
         reader->seek(SIZE_MAX);
-        *out = '\0';
-        return -1;
-    }
-    if (jumps == 0) {
+        length = 0;
+    } else if (jumps == 0) {
         *reader = source;
     }
     length -= length > 0 ? 1 : 0;  // the last dot
-    out[length] = '\0';
-    return static_cast<int>(length) + 1;
+    if (out != nullptr) {
+        out[length] = '\0';
+    }
+    return source.ok() ? static_cast<int>(length) + 1 : -1;
 }
 
 // "d.c.b.a.in-addr.arpa" to "a.b.c.d"; a name of fewer labels stays.
@@ -98,38 +97,87 @@ void reverseAddressName(char *name) {
     memcpy(name, reversed, length);
 }
 
-bool decodeRecord(DnsResourceRecord *record, ByteReader *reader, bool isQuestion) {
-    decodeName(record->name, reader);
+// With `nameAlways` unset the name is stored for PTR records only, for which it is the answer.
+bool decodeRecord(DnsResourceRecord *record, ByteReader *reader, bool isQuestion, bool nameAlways) {
+    ByteReader name = *reader;
+    decodeName(nameAlways ? record->name : nullptr, reader);
     record->type = reader->u16be();
     record->rrClass = reader->u16be();
     if (!isQuestion) {
         record->ttl = reader->u32be();
         record->rdLength = reader->u16be();
         const auto data = reader->bytes(record->rdLength);
-        if (!data.empty()) {
-            memcpy(record->rdata, data.data(), std::min(data.size(), sizeof record->rdata));
-        }
+        std::copy_n(data.begin(), std::min(data.size(), sizeof record->rdata), record->rdata);
     }
     if (!reader->ok()) {
         record->type = 0;
         return false;
     }
     if (record->type == VOS_DNS_TYPE_PTR) {
+        if (!nameAlways) {
+            decodeName(record->name, &name);
+        }
         reverseAddressName(record->name);
     }
     return true;
 }
 
-// The text of an address record; false for one that cannot be an address.
-bool addressText(const DnsResourceRecord &record, char (&text)[64]) {
+// Texts behind what a caller's buffer holds.
+class Appender {
+  public:
+    Appender(char *buf, uint32_t size) : buf_{buf}, size_{size}, used_{strnlen(buf, size)} {}
+
+    void add(const char *text, size_t length) {
+        if (length >= size_ - used_) {
+            util_strncat(__func__, __LINE__, buf_, text, vos::textRoom(size_));  // cuts, and says so
+            used_ = strnlen(buf_, size_);
+            return;
+        }
+        memcpy(buf_ + used_, text, length + 1);
+        used_ += length;
+    }
+
+  private:
+    char *buf_;
+    uint32_t size_;
+    size_t used_;
+};
+
+size_t ipv4Text(const uint8_t *bytes, char *text) {
+    char *at = text;
+    for (size_t i = 0; i < kIpv4Bytes; i++) {
+        const uint8_t value = bytes[i];
+        if (value >= 100) {
+            *at++ = static_cast<char>('0' + value / 100);
+        }
+        if (value >= 10) {
+            *at++ = static_cast<char>('0' + value / 10 % 10);
+        }
+        *at++ = static_cast<char>('0' + value % 10);
+        *at++ = '.';
+    }
+    *--at = '\0';
+    return static_cast<size_t>(at - text);
+}
+
+// Appends the address of a record with a tab behind it; a record that cannot be an address is passed over.
+void addAddress(const DnsResourceRecord &record, Appender *out) {
+    char text[INET6_ADDRSTRLEN];
+    size_t length = 0;
     if (record.type == VOS_DNS_TYPE_A) {
-        return record.rdLength >= kIpv4Bytes && inet_ntop(AF_INET, record.rdata, text, sizeof text) != nullptr;
+        if (record.rdLength < kIpv4Bytes) {
+            return;
+        }
+        length = ipv4Text(record.rdata, text);
+    } else {
+        if (record.rdLength != kIpv6Bytes || inet_ntop(AF_INET6, record.rdata, text, sizeof text) == nullptr) {
+            VOS_DBG_ERROR("dns response error!");
+            return;
+        }
+        length = strlen(text);
     }
-    if (record.rdLength != kIpv6Bytes || inet_ntop(AF_INET6, record.rdata, text, sizeof text) == nullptr) {
-        VOS_DBG_ERROR("dns response error!");
-        return false;
-    }
-    return true;
+    out->add(text, length);
+    out->add("\t", 1);
 }
 
 }  // namespace
@@ -143,10 +191,11 @@ void util_dnsDecodeResponse(const uint8_t *message, char *hostIp, uint32_t hostI
     const uint16_t questions = std::min(reader.u16be(), kMaxRecords);
     const uint16_t answers = std::min(reader.u16be(), kMaxRecords);
     reader.seek(kHeaderSize);
-    DnsResourceRecord record{};
+    DnsResourceRecord record;
+    record.name[0] = '\0';
     uint16_t wanted = 0;
     for (uint16_t i = 0; i < questions; i++) {
-        if (!decodeRecord(&record, &reader, true)) {
+        if (!decodeRecord(&record, &reader, true, false)) {
             break;
         }
         wanted = i == 0 ? record.type : wanted;
@@ -154,7 +203,8 @@ void util_dnsDecodeResponse(const uint8_t *message, char *hostIp, uint32_t hostI
             util_strncpy(__func__, __LINE__, hostIp, record.name, vos::textRoom(hostIpLen));
         }
     }
-    for (uint16_t i = 0; i < answers && decodeRecord(&record, &reader, false); i++) {
+    Appender out{hostIp, hostIpLen};
+    for (uint16_t i = 0; i < answers && decodeRecord(&record, &reader, false, false); i++) {
         if (record.type != wanted) {
             continue;
         }
@@ -162,10 +212,8 @@ void util_dnsDecodeResponse(const uint8_t *message, char *hostIp, uint32_t hostI
             util_strncpy(__func__, __LINE__, hostIp, record.name, vos::textRoom(hostIpLen));
             return;
         }
-        char text[64];
-        if ((record.type == VOS_DNS_TYPE_A || record.type == VOS_DNS_TYPE_AAAA) && addressText(record, text)) {
-            util_strncat(__func__, __LINE__, hostIp, text, vos::textRoom(hostIpLen));
-            util_strncat(__func__, __LINE__, hostIp, "\t", vos::textRoom(hostIpLen));
+        if (record.type == VOS_DNS_TYPE_A || record.type == VOS_DNS_TYPE_AAAA) {
+            addAddress(record, &out);
         }
     }
 }
@@ -175,7 +223,7 @@ void util_dnsDecodeRR(DnsResourceRecord *record, const uint8_t **cursor, int isQ
         return;
     }
     ByteReader reader = readerAt(messageStart, *cursor);
-    decodeRecord(record, &reader, isQuestion != 0);
+    decodeRecord(record, &reader, isQuestion != 0, true);
     *cursor = cursorOf(reader, messageStart);
 }
 

@@ -37,12 +37,16 @@ bool holdsOne(const List &list) {
     return list.head != nullptr && list.head == list.tail;
 }
 
-template <typename Node, typename List>
-VosRet append(Node *node, List *list) {
+inline bool canLink(const void *node, const void *list) {
     if (node == nullptr) {
         VOS_DBG_DEBUG("Entry is NULL, do nothing. \n");
     }
-    if (node == nullptr || list == nullptr) {
+    return node != nullptr && list != nullptr;
+}
+
+template <typename Node, typename List>
+VosRet append(Node *node, List *list) {
+    if (!canLink(node, list)) {
         return VOS_RET_BAD_ARG;
     }
     // The tail says nothing about an empty list, see removeFront().
@@ -57,10 +61,7 @@ VosRet append(Node *node, List *list) {
 
 template <typename Node, typename List>
 VosRet prepend(Node *node, List *list) {
-    if (node == nullptr) {
-        VOS_DBG_DEBUG("Entry is NULL, do nothing. \n");
-    }
-    if (node == nullptr || list == nullptr) {
+    if (!canLink(node, list)) {
         return VOS_RET_BAD_ARG;
     }
     if (list->head == nullptr) {

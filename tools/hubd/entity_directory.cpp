@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "entity_names.h"
+#include "vos/eid.h"
 
 namespace hubd {
 
@@ -12,6 +12,18 @@ namespace {
 
 constexpr size_t kMaxAdded = 1024;
 constexpr size_t kMaxRemembered = kEndOfDynamicIds - kFirstDynamicId;
+
+std::optional<VosEntityId> tableIdOf(const std::string &name) {
+    const EntityInfo *row = vosEid_getEntityInfoByStringName(name.c_str());
+    return row != nullptr ? std::optional{row->eid} : std::nullopt;
+}
+
+/** Empty for an id that is not in the firmware's table. */
+std::string tableNameOf(VosEntityId eid) {
+    char name[64] = "";
+    vosEid_getAppName(name, sizeof name, eid);
+    return name;
+}
 
 }  // namespace
 
@@ -58,6 +70,13 @@ std::optional<VosEntityId> EntityDirectory::idForLaunch(const std::string &name)
     return eid;
 }
 
+void EntityDirectory::retire(const std::string &name, VosEntityId eid) {
+    const auto last = dynamic_.find(name);
+    if (last != dynamic_.end() && last->second == eid) {
+        dynamic_.erase(last);
+    }
+}
+
 VosEntityId EntityDirectory::idOf(const std::string &name) const {
     if (const auto fixed = fixedIdOf(name)) {
         return *fixed;
@@ -70,8 +89,8 @@ std::string EntityDirectory::nameOf(VosEntityId eid) const {
     if (const Client *client = ids_.find(eid); client != nullptr && !client->name.empty()) {
         return client->name;
     }
-    if (const std::string_view name = tableNameOf(eid); !name.empty()) {
-        return std::string{name};
+    if (std::string name = tableNameOf(eid); !name.empty()) {
+        return name;
     }
     const auto found = std::ranges::find(added_, eid, [](const auto &row) { return row.second; });
     return found != added_.end() ? found->first : std::string{};

@@ -22,6 +22,9 @@ class EntityDirectory {
      *  or a new dynamic one. Nothing when all dynamic ids are taken. */
     std::optional<VosEntityId> idForLaunch(const std::string &name);
 
+    /** Lets the next process of this name have another dynamic id than this. */
+    void retire(const std::string &name, VosEntityId eid);
+
     /** The id of a name: a row's, an added row's, or that of the running process. 0 for an unknown name. */
     VosEntityId idOf(const std::string &name) const;
 

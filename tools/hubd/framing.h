@@ -53,9 +53,10 @@ class FrameReader {
 
     /** One read from a non-blocking socket. `sink(const Frame &)` gets every message that is complete with it, in
      *  order; it ends the work by returning false. The bytes stay valid until the next read.
-     *  @return broken for a payload longer than `payloadLimit`, closed at the end of the stream */
-    template <typename Sink>
-    ReadStatus read(int fd, Partial &partial, size_t payloadLimit, Sink &&sink) {
+     *  @return broken for a payload longer than `payloadLimit()` says before each message; closed at the end of the
+     *          stream */
+    template <typename Limit, typename Sink>
+    ReadStatus read(int fd, Partial &partial, Limit &&payloadLimit, Sink &&sink) {
         bool assembled = false;
         size_t available = 0;
         const ReadStatus status = fill(fd, partial, &assembled, &available);
@@ -72,7 +73,7 @@ class FrameReader {
         std::span<const std::byte> rest = std::span{buffer_}.first(available);
         while (rest.size() >= sizeof(VosMsgHeader)) {
             Frame frame = frameAt(rest);
-            if (frame.header.dataLength > payloadLimit) {
+            if (frame.header.dataLength > payloadLimit()) {
                 return ReadStatus::broken;
             }
             const size_t size = sizeof(VosMsgHeader) + frame.header.dataLength;

@@ -144,12 +144,12 @@ void Hub::handleClient(int fd, uint32_t events) {
 }
 
 void Hub::readFrom(Client &client) {
-    const size_t payloadLimit = client.eid == 0 ? kMaxAnnouncement : options_.payloadLimit;
+    const auto payloadLimit = [&] { return client.eid == 0 ? kMaxAnnouncement : options_.payloadLimit; };
     const ReadStatus status = reader_.read(client.fd.get(), client.partial, payloadLimit,
                                            [&](const Frame &frame) { return receive(client, frame); });
     router_.flush();
     if (status == ReadStatus::broken) {
-        departures_.add(client, "announces a longer payload than " + std::to_string(payloadLimit) + " bytes");
+        departures_.add(client, "announces a longer payload than " + std::to_string(payloadLimit()) + " bytes");
     } else if (status == ReadStatus::closed) {
         departures_.add(client, "");
     }
@@ -184,6 +184,9 @@ void Hub::end(Client &client, const std::string &why) {
     }
     if (client.eid != 0) {
         ids_.erase(client.eid);
+        if (!client.pending.empty()) {
+            directory_.retire(client.name, client.eid);  // late replies must not reach its successor
+        }
     }
     services_.forget(client);
     observers_.detach(client);

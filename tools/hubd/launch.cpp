@@ -3,7 +3,6 @@
 
 #include <filesystem>
 
-#include "entity_names.h"
 #include "internal/bytes.h"
 
 namespace hubd {

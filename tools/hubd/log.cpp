@@ -3,9 +3,11 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <string>
+
+#include "common/message_line.h"
 
 namespace hubd {
 
@@ -15,15 +17,8 @@ void logLine(const char *format, ...) {
     va_start(arguments, format);
     vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
-    const std::string line = "vos-hubd: " + printable(text, '?') + "\n";
+    const std::string line = "vos-hubd: " + msgline::printable(std::string_view{text}) + "\n";
     [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, line.data(), line.size());
-}
-
-std::string printable(std::string_view text, char substitute) {
-    std::string result{text};
-    std::ranges::replace_if(
-        result, [](char c) { return c < ' ' || c > '~'; }, substitute);
-    return result;
 }
 
 }  // namespace hubd

@@ -6,7 +6,7 @@
 #include <cerrno>
 
 #include "clock.h"
-#include "trace_line.h"
+#include "common/message_line.h"
 
 namespace hubd {
 
@@ -24,7 +24,9 @@ void Observers::detach(Client &client) {
 void Observers::observe(const Frame &frame, hubproto::Verdict verdict) {
     const int64_t now = clockNs(CLOCK_REALTIME);
     if (trace_) {
-        lines_ += traceLine(frame, verdict, now, directory_);
+        lines_ += msgline::messageLine(static_cast<uint64_t>(now), frame.header, frame.payload(), verdict,
+                                       directory_.nameOf(frame.header.src), directory_.nameOf(frame.header.dst)) +
+                  '\n';
     }
     struct {
         VosMsgHeader header{};

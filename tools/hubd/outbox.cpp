@@ -29,6 +29,9 @@ size_t Outbox::sendNow(Client &to, std::span<const std::byte> bytes) {
 }
 
 bool Outbox::deliver(Client &to, std::span<const std::byte> messages, size_t count) {
+    if (to.leaving) {
+        return true;  // what it got may end in the middle of a message: nothing may follow
+    }
     size_t sent = 0;
     if (to.queue.empty() && !to.deaf) {
         sent = sendNow(to, messages);

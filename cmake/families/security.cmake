@@ -1,0 +1,23 @@
+# libcrypto behind vos/security.h, and crypt(3) where it is not in libc. Digests of our own (vos/digest.h) are always in.
+option(VOS_WITH_SECURITY "RSA, SHA-1 and AES through OpenSSL's libcrypto" ON)
+if(VOS_WITH_SECURITY)
+    find_package(OpenSSL 1.1.1 REQUIRED COMPONENTS Crypto)
+    list(APPEND vos_private_libs OpenSSL::Crypto)
+    list(APPEND vos_pc_private -lcrypto)
+    string(APPEND VOS_FIND_DEPENDENCIES "find_dependency(OpenSSL COMPONENTS Crypto)\n")
+else()
+    list(FILTER vos_sources EXCLUDE REGEX "/security_[a-z0-9]*\\.cpp$")
+    list(FILTER vos_exports EXCLUDE REGEX "/security\\.txt$")
+    list(APPEND vos_headers_left_out security.h)
+endif()
+
+include(CheckSymbolExists)
+check_symbol_exists(crypt crypt.h VOS_CRYPT_IN_LIBC)
+if(NOT VOS_CRYPT_IN_LIBC)
+    if(VOS_SANITIZE)  # the sanitizer's own crypt would make libcrypt look unneeded, yet calls it
+        list(APPEND vos_private_libs -Wl,--push-state,--no-as-needed,-lcrypt,--pop-state)
+    else()
+        list(APPEND vos_private_libs crypt)
+    endif()
+    list(APPEND vos_pc_private -lcrypt)
+endif()

@@ -1,0 +1,24 @@
+// The block function of SHA-256, once portable and once with the processor's own instructions.
+#ifndef VOS_UTIL_SHA256_BLOCKS_H
+#define VOS_UTIL_SHA256_BLOCKS_H
+
+#include <cstddef>
+#include <cstdint>
+
+namespace vos {
+
+/** The round constants K, FIPS 180-4, 4.2.2; aligned for vector loads. */
+extern const uint32_t kSha256RoundConstants[64];
+
+/** Takes `blocks` blocks of 64 bytes into the eight hash words. */
+void sha256BlocksPortable(uint32_t state[8], const uint8_t *data, size_t blocks);
+
+/** Whether this processor can run sha256BlocksAccelerated(); asks it anew at each call. */
+bool sha256HasInstructions();
+
+/** The same with SHA instructions (x86 SHA extensions, Armv8 SHA2). Only where sha256HasInstructions(). */
+void sha256BlocksAccelerated(uint32_t state[8], const uint8_t *data, size_t blocks);
+
+}  // namespace vos
+
+#endif

@@ -1,0 +1,57 @@
+// The log file of a process: writing, rotation by position, showing and clearing.
+#include "vos/log.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "internal/cut_text.h"
+#include "vos/log_parts.h"
+
+namespace vos::log {
+
+void filePath(char (&path)[kPathSize], VosEntityId eid, bool older) {
+    CutText{path}.text(VOS_LOG_DIRECTORY).number(eid).text(older ? ".log.0" : ".log");
+}
+
+void writeToFile(bool appendNewline, const char *text) {
+    FILE *file = g_state.file;
+    if (file == nullptr || g_state.eid == 0) {
+        return;
+    }
+    const long position = ftell(file);
+    if (position >= 0 && static_cast<unsigned long>(position) >= vosLog_getMaxSize()) {
+        rotateFile(file, g_state.eid);
+    }
+    fprintf(file, appendNewline ? "%s\n" : "%s", text);
+    fflush(file);
+}
+
+}  // namespace vos::log
+
+using vos::log::g_state;
+
+void vosLog_show(VosEntityId eid) {
+    if (eid == 0) {
+        printf("%s:%d Invalid eid\n", __func__, __LINE__);
+        return;
+    }
+    for (const bool older : {true, false}) {
+        char path[vos::log::kPathSize];
+        vos::log::filePath(path, eid, older);
+        vos::log::printFile(path);
+    }
+}
+
+void vosLog_clear(VosEntityId eid) {
+    if (eid == 0) {
+        printf("%s:%d Invalid eid\n", __func__, __LINE__);
+        return;
+    }
+    char older[vos::log::kPathSize];
+    vos::log::filePath(older, eid, true);
+    remove(older);
+    // The current file emptied is the caller's own, as callers know it, whatever eid they pass.
+    if (g_state.file != nullptr && !vos::log::emptyFile(g_state.file)) {
+        printf("%s:%d ftruncate failed(%s)\n", __func__, __LINE__, strerror(errno));
+    }
+}

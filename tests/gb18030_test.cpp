@@ -1,0 +1,269 @@
+// GB18030 and UTF-8 against ICU on every code, and against iconv where the two standards' editions agree.
+#include "vos/gb18030.h"
+
+#include <gtest/gtest.h>
+#include <iconv.h>
+#include <unicode/ucnv.h>
+
+#include <cstring>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace std::string_literals;
+
+std::string owned(char *text) {
+    const std::unique_ptr<char, decltype(&free)> guard{text, free};
+    return text == nullptr ? "(NULL)" : text;
+}
+
+std::string utf8Of(uint32_t unit) {
+    uint8_t bytes[6];
+    return {reinterpret_cast<char *>(bytes), static_cast<size_t>(utf8_wctomb(bytes, unit, sizeof bytes))};
+}
+
+class Icu {
+  public:
+    Icu() : converter_{ucnv_open("gb18030", &error_)} {
+        ucnv_setToUCallBack(converter_, UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &error_);
+        ucnv_setFromUCallBack(converter_, UCNV_FROM_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &error_);
+    }
+    ~Icu() { ucnv_close(converter_); }
+    Icu(const Icu &) = delete;
+    Icu &operator=(const Icu &) = delete;
+
+    std::u16string decode(const std::string &code) {
+        UErrorCode error = U_ZERO_ERROR;
+        char16_t units[4];
+        const int32_t count =
+            ucnv_toUChars(converter_, units, 4, code.data(), static_cast<int32_t>(code.size()), &error);
+        return U_FAILURE(error) ? u"" : std::u16string(units, static_cast<size_t>(count));
+    }
+    std::string encode(const std::u16string &text) {
+        UErrorCode error = U_ZERO_ERROR;
+        char bytes[8];
+        const int32_t count =
+            ucnv_fromUChars(converter_, bytes, 8, text.data(), static_cast<int32_t>(text.size()), &error);
+        return U_FAILURE(error) ? "" : std::string(bytes, static_cast<size_t>(count));
+    }
+
+  private:
+    UErrorCode error_ = U_ZERO_ERROR;
+    UConverter *converter_;
+};
+
+// All units that a code gives, in as many calls as it takes; empty when it cannot be decoded.
+std::u16string decode(const std::string &code) {
+    std::u16string units;
+    for (size_t at = 0; at < code.size();) {
+        uint32_t unit = 0;
+        const int used = char2uni(reinterpret_cast<const uint8_t *>(code.data()) + at,
+                                  static_cast<int32_t>(code.size() - at), &unit);
+        if (used < 1) {
+            return u"";
+        }
+        units += static_cast<char16_t>(unit);
+        at += static_cast<size_t>(used);
+    }
+    return units;
+}
+
+std::string encode(const std::u16string &units) {
+    std::string code;
+    for (const char16_t unit : units) {
+        uint8_t bytes[4];
+        const int written = uni2char(unit, bytes, sizeof bytes);
+        if (written < 0) {
+            return "";
+        }
+        code.append(reinterpret_cast<char *>(bytes), static_cast<size_t>(written));
+    }
+    return code;
+}
+
+TEST(Gb18030, DecodesEveryCodeAsIcuDoes) {
+    Icu icu;
+    for (unsigned first = 0x80; first <= 0xFF; first++) {
+        for (unsigned second = 0x40; second <= 0xFF; second++) {
+            const std::string code{static_cast<char>(first), static_cast<char>(second)};
+            ASSERT_EQ(decode(code), first == 0x80 || first == 0xFF ? u"" : icu.decode(code)) << first << " " << second;
+        }
+    }
+    for (unsigned linear = 0; linear < (0xFE - 0x81 + 1) * 12600u; linear++) {
+        const unsigned first = 0x81 + linear / 12600;
+        const std::string code{static_cast<char>(first), static_cast<char>(0x30 + linear / 1260 % 10),
+                               static_cast<char>(0x81 + linear / 10 % 126), static_cast<char>(0x30 + linear % 10)};
+        const std::u16string expected = icu.decode(code);
+        const bool beyond =
+            expected == u"\xFFFF" || (expected.size() == 2 && (expected[0] < 0xD840 || expected[0] >= 0xD880));
+        ASSERT_EQ(decode(code), beyond ? u"" : expected) << linear;
+    }
+}
+
+TEST(Gb18030, EncodesEveryCharacterAsIcuDoes) {
+    Icu icu;
+    constexpr uint32_t kInexpressible = 0xE7C7;  // its code lies in front of what the reverse table can say
+    for (uint32_t c = 1; c < 0x110000; c++) {
+        const bool alone = (c >= 0xD800 && c < 0xE000) || (c >= 0xD7A4 && c < 0xD800) || (c >= 0x10000 && c < 0x20000);
+        const std::u16string text = c < 0x10000 ? std::u16string{static_cast<char16_t>(c)}
+                                                : std::u16string{static_cast<char16_t>(0xD7C0 + (c >> 10)),
+                                                                 static_cast<char16_t>(0xDC00 + (c & 0x3FF))};
+        if (alone) {
+            uint8_t bytes[4];
+            ASSERT_LT(uni2char(text[0], bytes, 4), 1) << c;
+            uni2char('x', bytes, 4);  // ends a pending half
+        } else {
+            ASSERT_EQ(encode(text), c == kInexpressible ? "" : icu.encode(text)) << std::hex << c;
+        }
+    }
+}
+
+TEST(Gb18030, AgreesWithIconvOutsideThePrivateUseArea) {
+    const iconv_t converter = iconv_open("UTF-8", "GB18030");
+    ASSERT_NE(converter, reinterpret_cast<iconv_t>(-1));
+    size_t differences = 0;
+    for (unsigned first = 0x81; first <= 0xFE; first++) {
+        for (unsigned second = 0x40; second <= 0xFE; second++) {
+            char code[] = {static_cast<char>(first), static_cast<char>(second), 0};
+            char out[8] = {};
+            char *in = code;
+            char *to = out;
+            size_t inLeft = 2;
+            size_t outLeft = sizeof out;
+            iconv(converter, nullptr, nullptr, nullptr, nullptr);
+            const bool known = iconv(converter, &in, &inLeft, &to, &outLeft) != static_cast<size_t>(-1);
+            const std::string ours = owned(EncodeToUTF8(code));
+            const bool privateUse = !ours.empty() && ours >= "\xEE\x80\x80" && ours <= "\xEF\xA3\xBF";
+            differences += !privateUse && known && ours != std::string(out, sizeof out - outLeft);
+        }
+    }
+    iconv_close(converter);
+    EXPECT_EQ(differences, 0u);
+}
+
+TEST(Gb18030, KeepsHalvesOfACharacterBetweenCalls) {
+    const auto *code = reinterpret_cast<const uint8_t *>("\x95\x32\x82\x36");
+    uint32_t unit = 0;
+    EXPECT_EQ(char2uni(code, 4, &unit), 2);
+    EXPECT_EQ(unit, 0xD840u);
+    EXPECT_EQ(char2uni(code + 2, 1, &unit), -1);  // takes the pending half away
+    EXPECT_EQ(char2uni(code, 4, &unit), 2);
+    EXPECT_EQ(char2uni(code, 4, &unit), 0);
+    EXPECT_EQ(char2uni(code, 4, &unit), 2);
+    EXPECT_EQ(owned(EncodeToUTF8("\x82\x36"
+                                 "a")),
+              "\xED\xB0\x80"
+              "a");  // the half was still pending
+    uint8_t out[4];
+    EXPECT_EQ(uni2char(0xD840, out, 4), 0);
+    EXPECT_EQ(uni2char(0xDC00, out, 3), -1);
+    EXPECT_EQ(uni2char(0xDC00, out, 4), -1);
+    EXPECT_EQ(uni2char(0xD840, out, 4), 0);
+    EXPECT_EQ(owned(DecodeFromUTF8("\xED\xB0\x80")), "");  // three bytes of text leave no room for a four-byte code
+    EXPECT_EQ(uni2char(0xD840, out, 4), 0);
+    EXPECT_EQ(owned(DecodeFromUTF8("\xED\xB0\x80"
+                                   "a")),
+              "\x95\x32\x82\x36"
+              "a");
+    for (const uint32_t unmapped : {0xD800u, 0xDC00u, 0xD7A4u, 0x20000u, 0xD840DC00u}) {
+        EXPECT_EQ(uni2char(unmapped, out, 4), -1) << unmapped;
+    }
+    EXPECT_EQ(uni2char(0x4E2D, out, 1), -1);
+    EXPECT_EQ(uni2char(0xAC00, out, 3), -1);
+}
+
+TEST(Gb18030, ConvertsWholeTexts) {
+    struct Case {
+        std::string gb;
+        std::string utf8;
+    };
+    for (const Case &c :
+         {Case{"\xD6\xD0\xCE\xC4 abcdefghij \xB2\xE2", "\xE4\xB8\xAD\xE6\x96\x87 abcdefghij \xE6\xB5\x8B"},
+          Case{"", ""}, Case{"plain ASCII text", "plain ASCII text"}, Case{"\x81\x30\x81\x30xx", "\xC2\x80xx"}}) {
+        EXPECT_EQ(owned(EncodeToUTF8(c.gb.c_str())), c.utf8);
+        EXPECT_EQ(owned(DecodeFromUTF8(c.utf8.c_str())), c.gb);
+        EXPECT_EQ(owned(UTIL_strConvToUTF8(c.gb.c_str())), c.utf8);
+    }
+    EXPECT_EQ(owned(UTIL_strConvToUTF8("\xE4\xB8\xAD\xE6\x96\x87")), "\xE4\xB8\xAD\xE6\x96\x87");
+    EXPECT_EQ(owned(EncodeToUTF8("ab\xFFgh")), "ab");
+    EXPECT_EQ(owned(EncodeToUTF8("ab\xD6")), "ab");
+    EXPECT_EQ(owned(DecodeFromUTF8("a\xC3"
+                                   "bc\x80"
+                                   "d")),
+              "abcd");
+    EXPECT_EQ(owned(DecodeFromUTF8("ab\xF0\xA0\x80\x80"
+                                   "cd")),
+              "ab");  // a code point beyond U+FFFF is no unit
+    EXPECT_EQ(owned(String_Copy("abcdef", 3)), "abc");
+    EXPECT_EQ(owned(String_Copy("abc", 99)), "abc");
+    EXPECT_EQ(owned(String_Copy("abc", -1)), "abc");
+    EXPECT_EQ(EncodeToUTF8(nullptr), nullptr);
+}
+
+TEST(Utf8, AcceptsWellFormedSequencesOnly) {
+    struct Case {
+        std::string bytes;
+        int used;
+        uint32_t unit;
+    };
+    for (const Case &c :
+         {Case{"a", 1, 'a'}, Case{"\xC3\xA9", 2, 0xE9}, Case{"\xE4\xB8\xAD", 3, 0x4E2D},
+          Case{"\xF0\xA0\x80\x80", 4, 0x20000}, Case{"\xFD\xBF\xBF\xBF\xBF\xBF", 6, 0x7FFFFFFF},
+          Case{"\xC0\x80", -1, 0}, Case{"\xE0\x9F\xBF", -1, 0}, Case{"\xC3", -1, 0}, Case{"\xC3(", -1, 0},
+          Case{"\x80", -1, 0}, Case{"\xFE\xBF\xBF\xBF\xBF\xBF\xBF", -1, 0}, Case{"", -1, 0}}) {
+        const std::vector<uint8_t> exact(c.bytes.begin(), c.bytes.end());
+        uint32_t unit = 0;
+        EXPECT_EQ(utf8_mbtowc(&unit, exact.empty() ? reinterpret_cast<const uint8_t *>("") : exact.data(),
+                              static_cast<int32_t>(exact.size())),
+                  c.used);
+        EXPECT_EQ(unit, c.unit);
+        if (c.used > 0) {
+            EXPECT_EQ(utf8Of(c.unit), c.bytes);
+        }
+    }
+    uint8_t out[8];
+    EXPECT_EQ(utf8_wctomb(out, 0x4E2D, 2), -1);
+    EXPECT_EQ(utf8_wctomb(out, 0x80000000, 6), -1);
+    EXPECT_EQ(utf8_wctomb(nullptr, 'a', 1), 0);
+    uint32_t units[8] = {};
+    EXPECT_EQ(utf8_mbstowcs(units, reinterpret_cast<const uint8_t *>("a\xC3\xA9\x80z"), 5), 3);
+    EXPECT_EQ(units[1], 0xE9u);
+    EXPECT_EQ(utf8_mbstowcs(units, reinterpret_cast<const uint8_t *>("abc"), 2), 2);
+}
+
+TEST(Utf8, WritesAsciiWithoutTakingRoom) {
+    const uint32_t ascii[] = {'a', 'b', 'c', 0};
+    uint8_t out[16] = {};
+    EXPECT_EQ(utf8_wcstombs(out, ascii, 1), 3);
+    EXPECT_EQ(utf8_wcstombs(out, ascii, 0), 0);
+    const uint32_t mixed[] = {'a', 0x4E2D, 0xE9, 'b', 0xE9, 0};
+    for (const auto &[room, written] : {std::pair{3, 4}, {4, 4}, {6, 7}, {7, 9}}) {
+        EXPECT_EQ(utf8_wcstombs(out, mixed, room), written) << room;
+    }
+}
+
+TEST(Utf8, IsGuessedByScores) {
+    for (const auto &[text, isUtf8] :
+         std::initializer_list<std::pair<std::string, bool>>{{"ascii", false},
+                                                             {"", false},
+                                                             {"\xE4\xB8\xAD\xE6\x96\x87", true},
+                                                             {"\xD6\xD0\xCE\xC4", false},
+                                                             {"caf\xC3\xA9", false},
+                                                             {"caf\xC3\xA9x", false},
+                                                             {"\xE4\xB8", false},
+                                                             {"\xFF\xFF\xFF", false}}) {
+        EXPECT_EQ(UTIL_strIsUTF8(text.c_str()), isUtf8) << text;
+    }
+    std::string text;
+    for (int i = 0; i < 85; i++) {
+        text += "\xE4\xB8\xAD";
+    }
+    EXPECT_TRUE(UTIL_strIsUTF8(text.c_str()));  // 170 against 255
+    EXPECT_EQ(UTIL_strIsUTF8((text + "\xE4\xB8\xAD").c_str()), UTIL_strIsUTF8((text + "\xE4").c_str()));
+    EXPECT_FALSE(UTIL_strIsUTF8(nullptr));
+}
+
+}  // namespace

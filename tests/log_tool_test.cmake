@@ -1,0 +1,1 @@
+add_dependencies(${name} vosctl vos-hubd)

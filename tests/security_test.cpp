@@ -1,0 +1,336 @@
+// RSA key files, SHA-1 and AES against OpenSSL itself, with key files that the test makes.
+#include "vos/security.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <openssl/err.h>
+#include <openssl/evp.h>
+#include <openssl/pkcs12.h>
+#include <openssl/provider.h>
+#include <openssl/rsa.h>
+#include <openssl/x509.h>
+#include <sys/mman.h>
+#include <sys/mount.h>
+#include <sys/socket.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+
+#include "support/files.h"
+#include "support/syslog_catcher.h"
+
+namespace {
+
+uint8_t *bytes(const std::string &text) {
+    return reinterpret_cast<uint8_t *>(const_cast<char *>(text.data()));
+}
+
+using KeyPtr = std::shared_ptr<EVP_PKEY>;
+
+EVP_PKEY *rsaKey() {
+    static const KeyPtr key{EVP_RSA_gen(2048), EVP_PKEY_free};
+    return key.get();
+}
+
+enum class Generation { kModern, kLegacy, kNoIntegrity };
+
+// A PKCS#12 file with the key and a certificate for it.
+std::string makeFile(EVP_PKEY *key, const char *passPhrase, Generation generation, long claimedIterations = 0) {
+    const std::shared_ptr<X509> certificate{X509_new(), X509_free};
+    X509_gmtime_adj(X509_getm_notBefore(certificate.get()), 0);
+    X509_gmtime_adj(X509_getm_notAfter(certificate.get()), 3600);
+    X509_set_pubkey(certificate.get(), key);
+    EXPECT_GT(X509_sign(certificate.get(), key, EVP_sha256()), 0);
+    const bool old = generation == Generation::kLegacy;
+    const std::shared_ptr<OSSL_LIB_CTX> context{OSSL_LIB_CTX_new(), OSSL_LIB_CTX_free};
+    const std::shared_ptr<OSSL_PROVIDER> common{OSSL_PROVIDER_load(context.get(), "default"), OSSL_PROVIDER_unload};
+    const std::shared_ptr<OSSL_PROVIDER> legacy{OSSL_PROVIDER_load(context.get(), "legacy"), OSSL_PROVIDER_unload};
+    const std::shared_ptr<PKCS12> bundle{
+        PKCS12_create_ex(passPhrase, "key", key, certificate.get(), nullptr,
+                         old ? NID_pbe_WithSHA1And3_Key_TripleDES_CBC : NID_aes_256_cbc,
+                         old ? NID_pbe_WithSHA1And40BitRC2_CBC : NID_aes_256_cbc, 2000,
+                         generation == Generation::kNoIntegrity ? -1 : 2000, 0, context.get(), nullptr),
+        PKCS12_free};
+    if (claimedIterations != 0) {
+        const ASN1_INTEGER *iterations = nullptr;
+        PKCS12_get0_mac(nullptr, nullptr, nullptr, &iterations, bundle.get());
+        ASN1_INTEGER_set(const_cast<ASN1_INTEGER *>(iterations), claimedIterations);
+    }
+    std::string der(static_cast<size_t>(i2d_PKCS12(bundle.get(), nullptr)), '\0');
+    unsigned char *end = bytes(der);
+    i2d_PKCS12(bundle.get(), &end);
+    return der;
+}
+
+std::string peerDecrypt(const std::string &in) {
+    const std::shared_ptr<EVP_PKEY_CTX> context{EVP_PKEY_CTX_new(rsaKey(), nullptr), EVP_PKEY_CTX_free};
+    EXPECT_EQ(EVP_PKEY_decrypt_init(context.get()), 1);
+    EXPECT_EQ(EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING), 1);
+    std::string out(256, '\0');
+    size_t length = out.size();
+    EXPECT_EQ(EVP_PKEY_decrypt(context.get(), bytes(out), &length, bytes(in), in.size()), 1);
+    return out.substr(0, length);
+}
+
+class RsaTest : public testing::Test {
+  protected:
+    RsaTest() { ERR_clear_error(); }
+    ~RsaTest() override {
+        EXPECT_EQ(ERR_peek_error(), 0U) << "OpenSSL's error queue is left clean";
+        EXPECT_EQ(vostest::openDescriptors(), descriptors_);
+    }
+    const char *write(const std::string &contents) {
+        vostest::writeText(path_, contents);
+        return path_.c_str();
+    }
+    vostest::TempDir dir_;
+    std::string path_ = dir_ / "key.pfx";
+
+  private:
+    size_t descriptors_ = vostest::openDescriptors();
+};
+
+void expectRoundTrip(const char *path, const char *passPhrase) {
+    for (const std::string &plain : {std::string{}, std::string{"secret"}, std::string(245, 'x')}) {
+        SCOPED_TRACE(plain.size());
+        std::string cipher(256, '\0');
+        std::string out(256, '!');
+        uint32_t length = 0;
+        ASSERT_EQ(UTIL_RsaPulicKeyEcrypt(bytes(plain), static_cast<uint32_t>(plain.size()), bytes(cipher), &length,
+                                         path, passPhrase),
+                  VOS_RET_OK);
+        EXPECT_EQ(length, 256U);
+        EXPECT_EQ(peerDecrypt(cipher), plain);
+        ASSERT_EQ(UTIL_RsaPrivateKeyDecrypt(bytes(cipher), 256, bytes(out), &length, path, passPhrase), VOS_RET_OK);
+        EXPECT_EQ(out, plain + std::string(256 - length, '!')) << "nothing is written behind the plain text";
+    }
+}
+
+TEST_F(RsaTest, ReadsKeyFilesOfBothGenerations) {
+    const std::pair<Generation, const char *> kFiles[] = {{Generation::kModern, "geheim"},
+                                                          {Generation::kLegacy, "geheim"},
+                                                          {Generation::kModern, ""},
+                                                          {Generation::kLegacy, nullptr}};
+    for (const auto &[generation, passPhrase] : kFiles) {
+        SCOPED_TRACE(static_cast<int>(generation));
+        const char *path = write(makeFile(rsaKey(), passPhrase, generation));
+        const KeyPtr key{readKeyPairFromPfx(path, passPhrase), EVP_PKEY_free};
+        EXPECT_EQ(EVP_PKEY_eq(key.get(), rsaKey()), 1);
+        expectRoundTrip(path, passPhrase);
+    }
+    EXPECT_EQ(OSSL_PROVIDER_available(nullptr, "legacy"), 0) << "the process's own providers stay as they were";
+}
+
+TEST_F(RsaTest, ReadsTheDevicesFileWithItsOwnPassPhraseForANullPath) {
+    ASSERT_EQ(mount("tmpfs", "/usr/share", "tmpfs", 0, nullptr), 0);
+    std::filesystem::create_directory("/usr/share/standby_key");
+    vostest::writeText(UTIL_DEFAULT_PFX_FILE, makeFile(rsaKey(), "Qm7ZtR4wXp2LkD", Generation::kModern));
+    expectRoundTrip(nullptr, "ignored");
+    umount2("/usr/share", MNT_DETACH);
+}
+
+void expectRefused(const char *path, const char *passPhrase) {
+    const uint8_t in[256] = {1};
+    uint8_t out[256] = {9, 9};
+    uint32_t length = 77;
+    EXPECT_EQ(UTIL_RsaPulicKeyEcrypt(in, 10, out, &length, path, passPhrase), VOS_RET_ERROR);
+    EXPECT_EQ(UTIL_RsaPrivateKeyDecrypt(in, 256, out, &length, path, passPhrase), VOS_RET_ERROR);
+    EXPECT_EQ(length, 77U);
+    EXPECT_TRUE(out[0] == 9 && out[1] == 9 && out[2] == 0);
+}
+
+TEST_F(RsaTest, RefusesFilesThatHoldNoUsableKey) {
+    const std::string modern = makeFile(rsaKey(), "geheim", Generation::kModern);
+    std::string damaged = modern;
+    damaged[damaged.size() / 2] ^= 1;
+    struct Case {
+        const char *what;
+        std::string contents;
+        const char *passPhrase;
+    };
+    for (const Case &c : {Case{"empty", "", "geheim"},
+                          {"no ASN.1", std::string(300, 'x'), "geheim"},
+                          {"a length of gigabytes", "\x30\x84\x7f\xff\xff\xff", "geheim"},
+                          {"cut in its header", modern.substr(0, 3), "geheim"},
+                          {"cut in the middle", modern.substr(0, 700), "geheim"},
+                          {"cut at its end", modern.substr(0, modern.size() - 1), "geheim"},
+                          {"damaged", damaged, "geheim"},
+                          {"wrong pass phrase", modern, "Geheim"},
+                          {"no pass phrase", modern, nullptr},
+                          {"no integrity check", makeFile(rsaKey(), "geheim", Generation::kNoIntegrity), "geheim"},
+                          {"a check that takes half an hour",
+                           makeFile(rsaKey(), "geheim", Generation::kModern, 2'000'000'000), "geheim"}}) {
+        SCOPED_TRACE(c.what);
+        EXPECT_EQ(readKeyPairFromPfx(write(c.contents), c.passPhrase), nullptr);
+        expectRefused(path_.c_str(), c.passPhrase);
+    }
+    EXPECT_EQ(readKeyPairFromPfx(nullptr, "geheim"), nullptr);
+    for (const char *path : {"/tmp/missing.pfx", "/tmp", "/dev/null", UTIL_DEFAULT_PFX_FILE}) {
+        expectRefused(path, "geheim");
+    }
+    const KeyPtr noRsaKey{EVP_EC_gen("P-256"), EVP_PKEY_free};
+    const char *path = write(makeFile(noRsaKey.get(), "geheim", Generation::kModern));
+    EXPECT_NE((KeyPtr{readKeyPairFromPfx(path, "geheim"), EVP_PKEY_free}), nullptr);
+    expectRefused(path, "geheim");
+}
+
+TEST_F(RsaTest, RefusesBadArgumentsAndLengths) {
+    const char *path = write(makeFile(rsaKey(), "geheim", Generation::kModern));
+    uint8_t in[300] = {};
+    uint8_t out[300];
+    uint32_t length = 77;
+    for (const auto convert : {UTIL_RsaPulicKeyEcrypt, UTIL_RsaPrivateKeyDecrypt}) {
+        EXPECT_EQ(convert(nullptr, 10, out, &length, path, "geheim"), VOS_RET_BAD_ARG);
+        EXPECT_EQ(convert(in, 10, nullptr, &length, path, "geheim"), VOS_RET_BAD_ARG);
+        EXPECT_EQ(convert(in, 10, out, nullptr, path, "geheim"), VOS_RET_BAD_ARG);
+        EXPECT_EQ(convert(in, 257, out, &length, path, "geheim"), VOS_RET_ERROR);
+    }
+    EXPECT_EQ(UTIL_RsaPulicKeyEcrypt(in, 246, out, &length, path, "geheim"), VOS_RET_ERROR);
+    EXPECT_EQ(length, 77U);
+}
+
+TEST_F(RsaTest, KeepsOlderErrorsOfTheCaller) {
+    ERR_raise(ERR_LIB_USER, 42);
+    EXPECT_EQ(readKeyPairFromPfx(write("no key"), "geheim"), nullptr);
+    EXPECT_EQ(ERR_GET_REASON(ERR_get_error()), 42);
+}
+
+TEST_F(RsaTest, FailsOnALegacyFileWhereTheLegacyCiphersAreMissing) {
+    const char *path = write(makeFile(rsaKey(), "geheim", Generation::kLegacy));
+    setenv("OPENSSL_MODULES", "/tmp/nothing", 1);
+    EXPECT_EQ(readKeyPairFromPfx(path, "geheim"), nullptr);
+    unsetenv("OPENSSL_MODULES");
+}
+
+// Calls `use` with a descriptor that gives `contents` in pieces that fit no buffer.
+template <typename Use>
+void withPieces(const std::string &contents, Use use) {
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), 0);
+    for (size_t at = 0; at < contents.size(); at += 777) {
+        EXPECT_GT(write(ends[1], &contents[at], std::min<size_t>(777, contents.size() - at)), 0);
+    }
+    close(ends[1]);
+    use(ends[0]);
+    close(ends[0]);
+}
+
+TEST(Sha1, GivesThePublishedDigestsOfBuffersAndStreams) {
+    const std::pair<std::string, std::string> kVectors[] = {
+        {"", "\xda\x39\xa3\xee\x5e\x6b\x4b\x0d\x32\x55\xbf\xef\x95\x60\x18\x90\xaf\xd8\x07\x09"},
+        {"abc", "\xa9\x99\x3e\x36\x47\x06\x81\x6a\xba\x3e\x25\x71\x78\x50\xc2\x6c\x9c\xd0\xd8\x9d"},
+        {std::string(1'000'000, 'a'),
+         "\x34\xaa\x97\x3c\xd4\xc4\xda\xa4\xf6\x1e\xeb\x2b\xdb\xad\x27\x31\x65\x34\x01\x6f"}};
+    std::string digest(UTIL_SHA1_DIGEST_SIZE, '\0');
+    for (const auto &[text, expected] : kVectors) {
+        ASSERT_EQ(UTIL_sha1FromBuffer(bytes(text), static_cast<uint32_t>(text.size()), bytes(digest)), VOS_RET_OK);
+        EXPECT_EQ(digest, expected);
+    }
+    const std::string data(5000, 'd');
+    std::string streamed(UTIL_SHA1_DIGEST_SIZE, '\0');
+    withPieces(data, [&](int fd) { EXPECT_EQ(UTIL_sha1FromStream(fd, bytes(streamed)), VOS_RET_OK); });
+    EXPECT_EQ(UTIL_sha1FromBuffer(bytes(data), 5000, bytes(digest)), VOS_RET_OK);
+    EXPECT_EQ(streamed, digest);
+    ASSERT_EQ(UTIL_sha1FromStream(-1, bytes(digest)), VOS_RET_OK);
+    EXPECT_EQ(digest, kVectors[0].second) << "a failed read is the end of the data";
+    EXPECT_EQ(UTIL_sha1FromBuffer(nullptr, 0, bytes(digest)), VOS_RET_ERROR);
+    EXPECT_EQ(UTIL_sha1FromBuffer(bytes(digest), 1, nullptr), VOS_RET_ERROR);
+    EXPECT_EQ(UTIL_sha1FromStream(0, nullptr), VOS_RET_ERROR);
+}
+
+constexpr uint8_t kKey[] = {16, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1};
+constexpr uint8_t kIv[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
+
+std::string peerEncrypt(const std::string &plain) {
+    const std::shared_ptr<EVP_CIPHER_CTX> context{EVP_CIPHER_CTX_new(), EVP_CIPHER_CTX_free};
+    std::string out(plain.size() + 16, '\0');
+    int length = 0;
+    int last = 0;
+    EXPECT_EQ(EVP_EncryptInit_ex(context.get(), EVP_aes_128_cbc(), nullptr, kKey, kIv), 1);
+    EXPECT_EQ(EVP_EncryptUpdate(context.get(), bytes(out), &length, bytes(plain), static_cast<int>(plain.size())), 1);
+    EXPECT_EQ(EVP_EncryptFinal_ex(context.get(), bytes(out) + length, &last), 1);
+    return out.substr(0, static_cast<size_t>(length + last));
+}
+
+// In place, as callers do, or from nothing.
+std::string aesBuffer(const std::string &in, int enc) {
+    const auto size = static_cast<uint32_t>(in.size());
+    std::string out = in + std::string(16, '\0');
+    uint32_t length = 0;
+    EXPECT_EQ(UTIL_aes128CbcBufferEncrypt(kKey, kIv, size == 0 ? nullptr : bytes(out), size, bytes(out), &length, enc),
+              VOS_RET_OK);
+    return out.substr(0, length);
+}
+
+std::string aesStream(const std::string &in, int enc) {
+    const int out = memfd_create("out", MFD_CLOEXEC);
+    withPieces(in, [&](int fd) { EXPECT_EQ(UTIL_aes128CbcStreamEncrypt(kKey, kIv, fd, out, enc), VOS_RET_OK); });
+    const std::string text = vostest::readText("/proc/self/fd/" + std::to_string(out));
+    close(out);
+    return text;
+}
+
+TEST(Aes, GivesOpenSslsResultForBuffersAndStreams) {
+    for (const size_t size : {0U, 1U, 15U, 16U, 17U, 1023U, 1024U, 1025U, 20'000U}) {
+        SCOPED_TRACE(size);
+        const std::string plain(size, 'p');
+        const std::string cipher = peerEncrypt(plain);
+        EXPECT_EQ(cipher.size(), (size / 16 + 1) * 16);
+        EXPECT_EQ(aesBuffer(plain, 1), cipher);
+        EXPECT_EQ(aesBuffer(cipher, 0), plain);
+        EXPECT_EQ(aesStream(plain, 1), cipher);
+        EXPECT_EQ(aesStream(cipher, 0), plain);
+    }
+}
+
+TEST(Aes, ReportsABufferThatDoesNotDecryptAndSaysSo) {
+    vostest::Diagnostics diagnostics;
+    const std::string cipher = peerEncrypt("sixteen letters.");
+    uint8_t out[64];
+    uint32_t length = 77;
+    const auto decrypt = [](const uint8_t *key, const uint8_t *iv, const std::string &in, uint32_t size, uint8_t *to,
+                            uint32_t *toLen) {
+        return UTIL_aes128CbcBufferEncrypt(key, iv, size == 0 ? nullptr : bytes(in), size, to, toLen, 0);
+    };
+    for (const uint32_t size : {0U, 15U, 16U, 31U}) {
+        EXPECT_EQ(decrypt(kKey, kIv, cipher, size, out, &length), VOS_RET_ERROR) << size;
+    }
+    EXPECT_EQ(decrypt(nullptr, kIv, cipher, 32, out, &length), VOS_RET_ERROR);
+    EXPECT_EQ(decrypt(kKey, nullptr, cipher, 32, out, &length), VOS_RET_ERROR);
+    EXPECT_EQ(decrypt(kKey, kIv, cipher, 32, nullptr, &length), VOS_RET_ERROR);
+    EXPECT_EQ(decrypt(kKey, kIv, cipher, 32, out, nullptr), VOS_RET_ERROR);
+    EXPECT_EQ(decrypt(kKey, kIv, cipher, UINT32_MAX - 15, out, &length), VOS_RET_ERROR);
+    EXPECT_EQ(UTIL_aes128CbcBufferEncrypt(kKey, kIv, nullptr, 32, out, &length, 0), VOS_RET_ERROR);
+    EXPECT_EQ(length, 77U);
+    EXPECT_EQ(decrypt(kKey, kIv, cipher, 32, out, &length), VOS_RET_OK);
+    const auto lines = diagnostics.take();
+    ASSERT_EQ(lines.size(), 5U);
+    EXPECT_EQ(lines[0].text.substr(0, 28), "[UTIL_aes128CbcBufferEncrypt");
+    EXPECT_EQ(lines[0].body(), "EVP_CipherFinal_ex: 0");
+    EXPECT_EQ(lines[4].body(), "EVP_CipherFinal_ex: 1");
+    EXPECT_EQ(lines[4].priority, LOG_DEBUG);
+    EXPECT_EQ(ERR_peek_error(), 0U);
+}
+
+TEST(Aes, StreamsReportNothingButMissingKeys) {
+    const std::string plain(2000, 'p');
+    const std::string cipher = peerEncrypt(plain);
+    // The last whole block is held back until it has proved to be no padding.
+    EXPECT_EQ(aesStream(cipher.substr(0, 1500), 0), plain.substr(0, 1488));
+    EXPECT_EQ(aesStream(cipher.substr(0, 1504), 0), plain.substr(0, 1488));
+
+    withPieces(plain, [](int fd) {
+        EXPECT_EQ(UTIL_aes128CbcStreamEncrypt(kKey, kIv, fd, -1, 1), VOS_RET_OK);
+        char rest;
+        EXPECT_EQ(read(fd, &rest, 1), 0) << "the input is read to its end";
+    });
+    EXPECT_EQ(UTIL_aes128CbcStreamEncrypt(kKey, kIv, -1, -1, 1), VOS_RET_OK);
+    EXPECT_EQ(UTIL_aes128CbcStreamEncrypt(nullptr, kIv, -1, -1, 1), VOS_RET_ERROR);
+    EXPECT_EQ(UTIL_aes128CbcStreamEncrypt(kKey, nullptr, -1, -1, 1), VOS_RET_ERROR);
+    EXPECT_EQ(ERR_peek_error(), 0U);
+}
+
+}  // namespace

@@ -1,0 +1,72 @@
+// vosctl's commands that need no hub: what they print, their exit status and their advice.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "support/files.h"
+#include "support/shell.h"
+
+using testing::ContainsRegex;
+using testing::HasSubstr;
+using vostest::Outcome;
+using vostest::vosctl;
+
+namespace {
+
+TEST(VosctlLocal, PrintsWhatTheLibraryFinds) {
+    struct Case {
+        const char *arguments;
+        const char *out;  // a regular expression
+        const char *input = "";
+    };
+    for (const Case &c :
+         {Case{"if", "^INTERFACE.*\nlo +up +00:00:00:00:00:00 127.0.0.1 +255.0.0.0 +127.0.0.0\n"},
+          Case{"if lo --json", "^\\{\"name\":\"lo\",\"up\":true,.*\"subnet\":\"127.0.0.0\",\"ipv6\":\\[.*\\]\\}\n$"},
+          Case{"nfc url http://example.net", "d1 01 13 55.*http://example"},
+          Case{"nfc wifi home --auth wpa2 --key secret", "pplication/vnd.w"},
+          Case{"run -q -- echo one two", "^one two\n$"},
+          Case{"run -q --limit-nofile 33 --dir / -- /bin/sh /proc/self/fd/0", "^33\n/\n$", "ulimit -n; pwd"},
+          Case{"xml -", "^element +r\n +attribute a\n +value +1\n +element +b\n +end +\n +text +t\nend +r\n$",
+               "<r a=\"1\"><b/>t</r>"}}) {
+        SCOPED_TRACE(c.arguments);
+        const Outcome outcome =
+            vostest::shell("printf '%s' '" + std::string{c.input} + "' | " VOS_TEST_BIN_DIR "/vosctl " + c.arguments);
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_THAT(outcome.out, ContainsRegex(c.out));
+        EXPECT_EQ(outcome.err, "");
+    }
+}
+
+TEST(VosctlLocal, SaysInOneLineWhatIsWrong) {
+    struct Case {
+        const char *arguments;
+        int status;
+        const char *advice;
+    };
+    for (const Case &c :
+         {Case{"if none0", 1, "there is no interface 'none0'"},
+          Case{"resolve x --server 127.0.0.1", 1, "no IPv4 address of 'x' from 127.0.0.1"},
+          Case{"resolve x --server ten", 2, "'ten' is no IP address"},
+          Case{"resolve x -6 --server 127.0.0.1", 2, "over IPv6 only"}, Case{"nfc wifi home --auth none", 2, "--auth"},
+          Case{"nfc", 2, "subcommand"}, Case{"run --timeout 10 -- sleep 100", 1, "was ended by signal 9"},
+          Case{"run -- false", 1, "exited with 1"}, Case{"run -- nonesuch", 1, "not in PATH"},
+          Case{"run -- echo 'two words'", 2, "split at blanks"}, Case{"run", 2, "command"},
+          Case{"xml /absent", 1, "cannot read /absent"}, Case{"xml /dev/null", 1, "not closed"}}) {
+        SCOPED_TRACE(c.arguments);
+        const Outcome outcome = vosctl(c.arguments);
+        EXPECT_EQ(outcome.status, c.status);
+        EXPECT_THAT(outcome.err, HasSubstr(c.advice));
+        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+    }
+}
+
+TEST(VosctlLocal, WritesATagIntoAFile) {
+    const vostest::TempDir directory;
+    const std::string file = directory / "tag";
+    EXPECT_EQ(vosctl("nfc url http://a.b -o " + file).status, 0);
+    EXPECT_EQ(vostest::readText(file).size(), 33 + 10u);
+    EXPECT_EQ(vosctl("nfc url http://a.b -o /proc/none").status, 1);
+}
+
+}  // namespace

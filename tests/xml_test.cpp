@@ -1,0 +1,281 @@
+// The XML reader: events under every cut of a document and beside expat's, node tables, limits and oddities.
+#include "vos/xml.h"
+
+#include <expat.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "support/files.h"
+#include "support/syslog_catcher.h"
+#include "util/xml_context.h"
+
+namespace {
+
+using Events = std::vector<std::string>;
+
+Events *g_events = nullptr;
+
+// One event a line; parts of a text are joined.
+class Recorder {
+  public:
+    Recorder() {
+        g_events = &events;
+        open_ = false;
+    }
+    ~Recorder() { g_events = nullptr; }
+    Events events;
+
+    static void add(const char *kind, const char *text, uint32_t len, int partial = 0) {
+        if (open_) {
+            g_events->back().append(text, len);
+        } else {
+            g_events->push_back(std::string{kind} + std::string{text, len});
+        }
+        open_ = partial != 0;
+    }
+
+  private:
+    static inline bool open_ = false;
+};
+
+constexpr XmlCallbacks kRecording{
+    [](XmlContext *, const char *name, uint32_t len) { Recorder::add("<", name, len); },
+    [](XmlContext *, const char *name, uint32_t len) { Recorder::add("@", name, len); },
+    [](XmlContext *, const char *text, uint32_t len, int partial) { Recorder::add("=", text, len, partial); },
+    [](XmlContext *, const char *text, uint32_t len, int partial) { Recorder::add("'", text, len, partial); },
+    [](XmlContext *, const char *name, uint32_t len) { Recorder::add(">", name, len); },
+};
+
+// The events of a document in chunks that end at `cuts`.
+Events tokens(const std::string &document, const std::vector<size_t> &cuts, int *done = nullptr) {
+    Recorder recorder;
+    XmlContext *ctx = nullptr;
+    EXPECT_EQ(xmlOpen(&ctx, &kRecording), 1);
+    size_t start = 0;
+    int result = 0;
+    for (size_t i = 0; i <= cuts.size(); i++) {
+        const size_t end = i < cuts.size() ? cuts[i] : document.size();
+        const std::vector<char> chunk(document.begin() + static_cast<ptrdiff_t>(start),
+                                      document.begin() + static_cast<ptrdiff_t>(end));
+        result = xmlWrite(ctx, chunk.empty() ? "" : chunk.data(), static_cast<uint32_t>(chunk.size()), nullptr);
+        start = end;
+    }
+    xmlClose(ctx);
+    if (done != nullptr) {
+        *done = result;
+    }
+    return recorder.events;
+}
+
+// What expat says about the same document, with white space around texts as this reader leaves it.
+Events expatTokens(const std::string &document) {
+    struct Collected {
+        Events events;
+        std::string text;
+        void flush() {
+            const size_t start = text.find_first_not_of(" \t\r\n");
+            if (start != std::string::npos) {
+                events.push_back("'" + text.substr(start));
+            }
+            text.clear();
+        }
+    } collected;
+    XML_Parser parser = XML_ParserCreate(nullptr);
+    XML_SetUserData(parser, &collected);
+    XML_SetElementHandler(
+        parser,
+        [](void *data, const char *name, const char **attributes) {
+            auto *to = static_cast<Collected *>(data);
+            to->flush();
+            to->events.push_back(std::string{"<"} + name);
+            for (; *attributes != nullptr; attributes += 2) {
+                to->events.push_back(std::string{"@"} + attributes[0]);
+                to->events.push_back(std::string{"="} + attributes[1]);
+            }
+        },
+        [](void *data, const char *name) {
+            auto *to = static_cast<Collected *>(data);
+            to->flush();
+            to->events.push_back(std::string{">"} + name);
+        });
+    XML_SetCharacterDataHandler(parser, [](void *data, const char *text, int len) {
+        static_cast<Collected *>(data)->text.append(text, static_cast<size_t>(len));
+    });
+    EXPECT_EQ(XML_Parse(parser, document.data(), static_cast<int>(document.size()), 1), XML_STATUS_OK) << document;
+    XML_ParserFree(parser);
+    return collected.events;
+}
+
+const std::string kDocuments[] = {
+    "<?xml version=\"1.0\"?><r><a x=\"1\" y=\"\">text</a>tail</r>",
+    "  \n<r>\n  <wan name=\"ppp0\"  mtu = \"1492\" >\n  one  two \n</wan>\t<lan></lan></r>",
+    "<?xml a=\"?\" ?\?><n:r xmlns:n=\"u\"><n:a n:b=\"c d\">x y</n:a></n:r>",
+    "<r a=\"/ > = ' x\">a > b = c / d</r>",
+};
+
+TEST(XmlTokenizer, GivesTheSameEventsUnderEveryCutAndAsExpat) {
+    for (const std::string &document : kDocuments) {
+        SCOPED_TRACE(document);
+        int done = 0;
+        const Events whole = tokens(document, {}, &done);
+        EXPECT_EQ(done, 1);
+        if (document.find("?\?>") == std::string::npos) {
+            EXPECT_EQ(whole, expatTokens(document));
+        }
+        std::vector<size_t> everywhere;
+        for (size_t first = 0; first < document.size(); first++) {
+            everywhere.push_back(first);
+            for (size_t second = first; second < document.size(); second++) {
+                ASSERT_EQ(tokens(document, {first, second}), whole) << first << " " << second;
+            }
+        }
+        EXPECT_EQ(tokens(document, everywhere), whole);
+    }
+}
+
+TEST(XmlTokenizer, TakesWhatIsNotWellFormedAsItComes) {
+    struct Case {
+        const char *document;
+        Events events;
+        int done;
+    };
+    for (const Case &c :
+         {Case{"<r/>", {"<r", ">"}, 1}, Case{"<r a/>", {"<r", "@a", ">"}, 1},
+          Case{"<r a=1 b=\"2\"/>", {"<r", "@a", "=1 b=", "@2\"", ">"}, 1},
+          Case{"<r a=\"  x\"></r  >", {"<r", "@a", "=x", ">r"}, 1}, Case{"text<r></r>", {"'text", "<r", ">r"}, 1},
+          Case{"<></>", {">"}, 1}, Case{"<r", {}, 0}, Case{"<r a=\"x", {"<r", "@a", "=x"}, 0},
+          Case{"<?a?><?b?><r/>", {"<?b?", "<r", ">"}, 0}, Case{"", {}, 0}}) {
+        SCOPED_TRACE(c.document);
+        int done = 0;
+        EXPECT_EQ(tokens(c.document, {}, &done), c.events);
+        EXPECT_EQ(done, c.done);
+    }
+    const char *stop = nullptr;
+    XmlContext *ctx = nullptr;
+    const XmlCallbacks none{};
+    ASSERT_EQ(xmlOpen(&ctx, &none), 1);
+    const std::string two = "<a></a><b/>";
+    EXPECT_EQ(xmlWrite(ctx, two.data(), static_cast<uint32_t>(two.size()), &stop), 1);
+    EXPECT_STREQ(stop, "<b/>");
+    EXPECT_EQ(xmlWrite(ctx, nullptr, 1, &stop), 0);
+    xmlClose(ctx);
+}
+
+TEST(XmlTokenizer, DropsWhatACutNameHasBeyondItsRoom) {
+    const std::string name(200, 'n');
+    EXPECT_EQ(tokens("<" + name + ">", {100})[0], "<" + name.substr(0, 128));
+    EXPECT_EQ(tokens("<" + name + ">", {})[0], "<" + name);
+}
+
+int record(const char *name, int event, const char *value) {
+    g_events->push_back(std::to_string(event) + " " + name + (value == nullptr ? "" : std::string{"="} + value));
+    return 1;  // an error, which nobody sees
+}
+
+XmlNamespace g_namespaces[] = {{nullptr, nullptr, "urn:lan"}, {nullptr, nullptr, nullptr}};
+const XmlNode kPort[] = {
+    {nullptr, "mac", record, nullptr}, {nullptr, "speed", nullptr, nullptr}, {nullptr, nullptr, nullptr, nullptr}};
+const XmlNode kLan[] = {{nullptr, "port", record, kPort},
+                        {&g_namespaces[0], "vlan", record, nullptr},
+                        {XML_ANY_NAMESPACE, "name", record, nullptr},
+                        {nullptr, nullptr, nullptr, nullptr}};
+const XmlNode kRoot[] = {{nullptr, "lan", record, kLan}, {nullptr, nullptr, nullptr, nullptr}};
+const XmlTables kTables{kRoot, g_namespaces};
+
+Events parse(const std::string &document, int expected = 0) {
+    Recorder recorder;
+    EXPECT_EQ(parseGeneric(nullptr, document.data(), static_cast<uint32_t>(document.size()), &kTables), expected)
+        << document;
+    EXPECT_EQ(g_namespaces[0].prefix, nullptr);
+    return recorder.events;
+}
+
+TEST(XmlParser, WalksTheNodeTables) {
+    EXPECT_EQ(parse("<lan name=\"br0\"> text &amp; more\n<port mac=\"02:00\"/><none><port>x</port></none></lan>"),
+              (Events{"1 lan", "5 name=br0", "3 lan=text &amp; more", "1 port", "5 mac=02:00", "2 ", "2 lan"}));
+    EXPECT_EQ(parse("<wan><lan></lan></wan>"), (Events{}));
+    EXPECT_EQ(parse("<lan><port></x></lan>"), (Events{"1 lan", "1 port", "2 lan"}));
+    EXPECT_EQ(parse("<lan></lan></lan>"), (Events{"1 lan", "2 lan"}));
+    EXPECT_EQ(parse("<lan name=\"open></lan>", 1), (Events{"1 lan"}));
+}
+
+TEST(XmlParser, GivesTheValueOfAnUnknownAttributeToTheOneBefore) {
+    EXPECT_EQ(parse("<lan name=\"a\" other=\"b\"></lan>"), (Events{"1 lan", "5 name=a", "5 name=b", "2 lan"}));
+}
+
+TEST(XmlParser, MatchesAnyPrefixOnceANamespaceIsBound) {
+    EXPECT_EQ(parse("<lan><l:vlan/></lan>"), (Events{"1 lan", "2 lan"}));
+    EXPECT_EQ(parse("<lan xmlns:l=\"urn:lan\"><l:vlan/><m:vlan/><vlan/></lan>"),
+              (Events{"1 lan", "1 l:vlan", "2 ", "1 m:vlan", "2 ", "1 vlan", "2 ", "2 lan"}));
+    EXPECT_EQ(parse("<x:lan y:name=\"b\" xmlns:l=\"urn:lan\" xmlns:k=\"urn:lan\"></x:lan>"),
+              (Events{"1 x:lan", "5 y:name=b", "2 x:lan"}));
+}
+
+TEST(XmlParser, ReadsFilesWhoseRootClosesInTheFirstChunk) {
+    vostest::TempDir directory;
+    const std::string path = directory / "config.xml";
+    const auto result = [&path](const std::string &document) {
+        Recorder recorder;
+        vostest::writeText(path, document);
+        return parseGeneric(path.c_str(), nullptr, 0, &kTables);
+    };
+    const auto padded = [](size_t size) { return "<lan>" + std::string(size - 11, 'x') + "</lan>"; };
+    EXPECT_EQ(result(padded(100)), 0);
+    EXPECT_EQ(result(padded(4096)), 0);
+    EXPECT_EQ(result(padded(4097)), 1);
+    EXPECT_EQ(result(padded(100) + std::string(5000, ' ')), 1);
+    EXPECT_EQ(result(""), 1);
+    EXPECT_EQ(parseGeneric((directory / "absent").c_str(), nullptr, 0, &kTables), 1);
+    vostest::Diagnostics log;
+    EXPECT_EQ(parseGeneric("x", "y", 1, &kTables), 1);
+    EXPECT_EQ(log.takeBodies().at(0),
+              "parser: internal error: parse_generic() can not parse both from file and memory\n");
+    EXPECT_EQ(parseGeneric(nullptr, "<lan/>", 6, nullptr), 1);
+    EXPECT_EQ(parseGeneric(nullptr, nullptr, 0, &kTables), 1);
+}
+
+TEST(XmlParser, StopsAtDepthAndNameLimits) {
+    const auto nested = [](size_t levels) {
+        std::string document;
+        for (size_t i = 0; i < levels; i++) {
+            document += "<lan>";
+        }
+        for (size_t i = 0; i < levels; i++) {
+            document += "</lan>";
+        }
+        return document;
+    };
+    parse(nested(19));
+    {
+        vostest::Diagnostics log;
+        parse(nested(20), 1);
+        parse(nested(5000), 1);
+        const std::vector<std::string> bodies = log.takeBodies();
+        EXPECT_EQ(std::count(bodies.begin(), bodies.end(), "xml nested deeper than 19 levels"), 2);
+    }
+    parse("<" + std::string(128, 'n') + "/>");
+    for (const char *format : {"<%s/>", "<a %s=\"1\"/>", "<a></%s>"}) {
+        std::string document{format};
+        document.replace(document.find("%s"), 2, std::string(129, 'n'));
+        EXPECT_DEATH(parse(document), "") << document;
+    }
+}
+
+TEST(XmlParser, TracesWhatItReads) {
+    static Events traced;
+    traced.clear();
+    const XmlCallbacks callbacks{xmlTagBegin, xmlAttr, xmlValue, xmlData, xmlTagEnd};
+    XmlContext *ctx = nullptr;
+    ASSERT_EQ(xmlOpen(&ctx, &callbacks), 1);
+    ctx->traceFlags = vos::kXmlTraceOn;
+    ctx->trace = [](int event, const char *text) { traced.push_back(std::to_string(event) + " " + text); };
+    const std::string document = "<a b=\"c\">t</a>";
+    EXPECT_EQ(xmlWrite(ctx, document.data(), static_cast<uint32_t>(document.size()), nullptr), 1);
+    xmlClose(ctx);
+    EXPECT_EQ(traced, (Events{"1 a", "4 b", "5 c", "2 a"}));
+}
+
+}  // namespace

@@ -1,0 +1,108 @@
+// vosctl load: CPU and memory occupancy, once or as a running plot.
+#include <algorithm>
+#include <chrono>
+#include <cinttypes>
+#include <cstdio>
+#include <ctime>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "command.h"
+#include "vos/load.h"
+
+namespace {
+
+struct Options {
+    bool watch = false;
+    uint32_t intervalMs = 1000;
+    uint32_t count = 0;
+};
+
+struct Sample {
+    UtilCpuOccupy older{};
+    UtilCpuOccupy newer{};
+    UtilMemOccupy memory{};
+
+    uint32_t cpuPercent() const { return std::min(UTIL_calCpuOccupy(&older, &newer), 100U); }
+    /** Kilobytes that are neither free nor given back when somebody asks. */
+    uint64_t usedKb() const {
+        const uint64_t available = uint64_t{memory.memFree.value} + memory.buffers.value + memory.cached.value;
+        return memory.memTotal.value - std::min<uint64_t>(available, memory.memTotal.value);
+    }
+    uint32_t memoryPercent() const {
+        return memory.memTotal.value == 0 ? 0 : static_cast<uint32_t>(usedKb() * 100 / memory.memTotal.value);
+    }
+};
+
+UtilCpuOccupy readCpu() {
+    UtilCpuOccupy snapshot{};
+    if (UTIL_getCpuOccupy(&snapshot) != 0) {
+        throw vosctl::Failure{"cannot read /proc/stat; is /proc mounted?"};
+    }
+    return snapshot;
+}
+
+Sample takeSample(const UtilCpuOccupy &older, uint32_t intervalMs) {
+    std::this_thread::sleep_for(std::chrono::milliseconds{intervalMs});
+    Sample sample{.older = older, .newer = readCpu()};
+    if (UTIL_getMemOccupy(&sample.memory) != 0) {
+        throw vosctl::Failure{"cannot read /proc/meminfo; is /proc mounted?"};
+    }
+    return sample;
+}
+
+void printOnce(const Sample &sample) {
+    const auto ticks = [&sample](uint64_t UtilCpuOccupy::*field) { return sample.newer.*field - sample.older.*field; };
+    printf("cpu     %3" PRIu32 " %% busy; ticks: user %" PRIu64 ", nice %" PRIu64 ", system %" PRIu64 ", idle %" PRIu64
+           ", iowait %" PRIu64 ", irq %" PRIu64 ", softirq %" PRIu64 "\n",
+           sample.cpuPercent(), ticks(&UtilCpuOccupy::user), ticks(&UtilCpuOccupy::nice), ticks(&UtilCpuOccupy::system),
+           ticks(&UtilCpuOccupy::idle), ticks(&UtilCpuOccupy::iowait), ticks(&UtilCpuOccupy::irq),
+           ticks(&UtilCpuOccupy::softirq));
+    printf("memory  %3" PRIu32 " %% in use; kB: total %" PRIu32 ", free %" PRIu32 ", buffers %" PRIu32
+           ", cached %" PRIu32 "\n",
+           sample.memoryPercent(), sample.memory.memTotal.value, sample.memory.memFree.value,
+           sample.memory.buffers.value, sample.memory.cached.value);
+}
+
+std::string bar(uint32_t percent) {
+    constexpr size_t kWidth = 25;
+    std::string text(kWidth, ' ');
+    return text.replace(0, percent * kWidth / 100, percent * kWidth / 100, '#');
+}
+
+void printLine(const Sample &sample) {
+    const time_t now = time(nullptr);
+    char clock[16];
+    tm local{};
+    strftime(clock, sizeof clock, "%T", localtime_r(&now, &local));
+    printf("%s  cpu %3" PRIu32 " %% |%s|  memory %3" PRIu32 " %% |%s|\n", clock, sample.cpuPercent(),
+           bar(sample.cpuPercent()).c_str(), sample.memoryPercent(), bar(sample.memoryPercent()).c_str());
+    fflush(stdout);
+}
+
+void run(const Options &options) {
+    UtilCpuOccupy last = readCpu();
+    if (!options.watch) {
+        return printOnce(takeSample(last, options.intervalMs));
+    }
+    for (uint32_t line = 0; options.count == 0 || line < options.count; line++) {
+        const Sample sample = takeSample(last, options.intervalMs);
+        printLine(sample);
+        last = sample.newer;
+    }
+}
+
+const vosctl::Command kCommand{
+    "load", "show CPU and memory occupancy", [](CLI::App &app) {
+        auto options = std::make_shared<Options>();
+        app.add_flag("--watch", options->watch, "plot a line for each interval until interrupted");
+        app.add_option("--interval", options->intervalMs, "milliseconds between two looks")
+            ->type_name("MS")
+            ->check(CLI::PositiveNumber)
+            ->capture_default_str();
+        app.add_option("--count", options->count, "end --watch after this many lines")->type_name("N");
+        app.callback([options] { run(*options); });
+    }};
+
+}  // namespace

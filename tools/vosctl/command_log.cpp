@@ -1,0 +1,215 @@
+// vosctl log: shows and changes the log of a daemon through its shared segment, and follows its file.
+#include <array>
+#include <cinttypes>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <string_view>
+
+#include "arguments.h"
+#include "command.h"
+#include "common/message_line.h"
+#include "log_follow.h"
+#include "log_segment.h"
+#include "vos/eid.h"
+
+namespace {
+
+using vosctl::Exit;
+using vosctl::Failure;
+using vosctl::LogSegment;
+
+struct Named {
+    uint32_t value;
+    std::string_view name;
+};
+constexpr std::array kLevels{Named{VOS_LOG_LEVEL_NONE, "none"},   Named{VOS_LOG_LEVEL_RAW, "raw"},
+                             Named{VOS_LOG_LEVEL_ERROR, "error"}, Named{VOS_LOG_LEVEL_NOTICE, "notice"},
+                             Named{VOS_LOG_LEVEL_DEBUG, "debug"}, Named{VOS_LOG_LEVEL_DEVEL, "devel"}};
+constexpr std::array kDestinations{Named{VOS_LOG_DEST_STDERR, "stderr"}, Named{VOS_LOG_DEST_SYSLOG, "syslog"},
+                                   Named{VOS_LOG_DEST_TTY, "tty"}, Named{VOS_LOG_DEST_ANDROID, "android"},
+                                   Named{VOS_LOG_DEST_CONSOLE, "console"}};
+
+struct Options {
+    std::string app;
+    std::string level;
+    std::string destination;
+    std::optional<uint32_t> maxSize;
+    bool all = false;
+    bool follow = false;
+};
+
+std::string textOf(std::span<const Named> names, uint32_t value) {
+    for (const Named &named : names) {
+        if (named.value == value) {
+            return std::string{named.name} + " (" + std::to_string(value) + ")";
+        }
+    }
+    return std::to_string(value);
+}
+
+/** The number of a name, or a number as it stands; nothing for an option that was not given. */
+std::optional<uint32_t> valueOf(std::span<const Named> names, const char *what, const std::string &text) {
+    if (text.empty()) {
+        return std::nullopt;
+    }
+    std::string choice;
+    for (const Named &named : names) {
+        if (named.name == text) {
+            return named.value;
+        }
+        choice.append(choice.empty() ? "" : ", ").append(named.name);
+    }
+    if (const auto number = vosctl::parseNumber(text)) {
+        return number;
+    }
+    throw Failure{std::string{"unknown "} + what + " '" + text + "'; give " + choice + " or a number", Exit::usage};
+}
+
+/** The entity id behind the name of a log: from the name itself, the entity table or the hub; 0 for an unknown one. */
+VosEntityId eidOf(const std::string &name) {
+    constexpr std::string_view kNumbered = "EID";
+    if (name.starts_with(kNumbered)) {
+        if (const auto number = vosctl::parseNumber(name.substr(kNumbered.size()))) {
+            return *number;
+        }
+    }
+    if (const VosEntityId known = vosEid_getAppEid(name.c_str()); known != 0) {
+        return known;
+    }
+    try {
+        return vosctl::Hub{}.find(name).eid;
+    } catch (const Failure &) {
+        return 0;
+    }
+}
+
+/** The names under which the entity that the user means may have opened its log, the likelier first. */
+std::vector<std::string> namesOf(const std::string &app) {
+    if (vosctl::findLog(app)) {
+        return {app};
+    }
+    const auto number = vosctl::parseNumber(app);
+    const VosEntityId eid = number ? *number : eidOf(app);
+    if (eid == 0) {
+        return {};
+    }
+    char name[64] = "";
+    vosEid_getAppName(name, sizeof name, eid);
+    return {name, "EID" + std::to_string(eid)};
+}
+
+LogSegment findSegment(const std::string &app) {
+    for (const std::string &name : namesOf(app)) {
+        auto segment = name.empty() ? std::nullopt : vosctl::findLog(name);
+        if (!segment) {
+            continue;
+        }
+        if (segment->isForeign()) {
+            throw Failure{segment->id < 0
+                              ? "the log of '" + name + "' has no segment any more; start the daemon again"
+                              : "the segment of '" + name + "' has " + std::to_string(segment->size) +
+                                    " bytes: it is no log's; remove it with ipcrm -m " + std::to_string(segment->id)};
+        }
+        return *segment;
+    }
+    throw Failure{"no log of '" + app + "'; 'vosctl log --all' lists those there are"};
+}
+
+std::string fileOf(VosEntityId eid, bool older) {
+    return VOS_LOG_DIRECTORY + std::to_string(eid) + (older ? ".log.0" : ".log");
+}
+
+void printFile(VosEntityId eid) {
+    for (const bool older : {false, true}) {
+        const std::string path = fileOf(eid, older);
+        std::error_code error;
+        const auto size = std::filesystem::file_size(path, error);
+        if (!error) {
+            printf("%-12s %s, %ju bytes\n", older ? "rotated" : "file", path.c_str(), static_cast<uintmax_t>(size));
+        }
+    }
+}
+
+void show(const LogSegment &segment) {
+    printf("%-12s %s\n", "log", msgline::printable(segment.name).c_str());
+    printf("%-12s %s\n", "level", textOf(kLevels, segment.config.level).c_str());
+    printf("%-12s %s\n", "destination", textOf(kDestinations, segment.config.destination).c_str());
+    printf("%-12s %" PRIu32 " bytes\n", "rotates at", segment.config.maxSize);
+    printFile(eidOf(segment.name));
+    printf("%-12s %s\n", "held by", segment.holders().c_str());
+    printf("call sites, the oldest first:\n");
+    for (const std::string &site : segment.callSites()) {
+        printf("    %s\n", site.c_str());
+    }
+}
+
+void showAll() {
+    constexpr const char *kRow = "%-24s %-12s %-12s %10s  %-16s %s\n";
+    printf(kRow, "LOG", "LEVEL", "DESTINATION", "ROTATES AT", "HELD BY", "LAST CALL SITE");
+    for (const LogSegment &segment : vosctl::findLogs()) {
+        const std::string name = msgline::printable(segment.name);
+        if (segment.isForeign()) {
+            printf("%-24s %s\n", name.c_str(), segment.id < 0 ? "no segment" : "a segment too small for a log");
+            continue;
+        }
+        const auto sites = segment.callSites();
+        printf(kRow, name.c_str(), textOf(kLevels, segment.config.level).c_str(),
+               textOf(kDestinations, segment.config.destination).c_str(),
+               std::to_string(segment.config.maxSize).c_str(), segment.holders().c_str(),
+               sites.empty() ? "-" : sites.back().c_str());
+    }
+}
+
+void follow(const LogSegment &segment) {
+    const VosEntityId eid = eidOf(segment.name);
+    if (eid == 0) {
+        throw Failure{"cannot tell the entity id of '" + segment.name + "', which names its file; start the hub"};
+    }
+    vosctl::LogFollower{fileOf(eid, false), fileOf(eid, true)}.run();
+}
+
+void run(const Options &options) {
+    if (options.all) {
+        return showAll();
+    }
+    if (options.app.empty()) {
+        throw Failure{"give the name or number of a daemon, or --all", Exit::usage};
+    }
+    const vosctl::LogChange change{.level = valueOf(kLevels, "level", options.level),
+                                   .destination = valueOf(kDestinations, "destination", options.destination),
+                                   .maxSize = options.maxSize};
+    const LogSegment segment = findSegment(options.app);
+    const bool changes = change.level || change.destination || change.maxSize;
+    if (changes) {
+        vosctl::changeLog(segment, change);
+    }
+    if (options.follow) {
+        follow(segment);
+    }
+    if (!changes) {
+        show(segment);
+    }
+}
+
+const vosctl::Command kCommand{
+    "log", "show, change or follow the log of a daemon", [](CLI::App &app) {
+        auto options = std::make_shared<Options>();
+        CLI::Option *name = vosctl::addEntity(app, "app", options->app);
+        name->description("name or number of the daemon, running or not");
+        app.add_option("--level", options->level, "write entries up to this level from now on")
+            ->type_name("none|raw|error|notice|debug|devel|N")
+            ->needs(name);
+        app.add_option("--dest", options->destination, "where entries go besides the file from now on")
+            ->type_name("stderr|syslog|tty|android|console|N")
+            ->needs(name);
+        app.add_option("--max-size", options->maxSize, "rotate the file at this size from now on")
+            ->type_name("BYTES")
+            ->needs(name);
+        app.add_flag("--follow", options->follow, "print the log file and what is added to it, through rotation")
+            ->needs(name);
+        app.add_flag("--all", options->all, "list the logs of all daemons")->excludes(name);
+        app.callback([options] { run(*options); });
+    }};
+
+}  // namespace

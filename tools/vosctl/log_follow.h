@@ -1,0 +1,33 @@
+// Prints a log file and what is added to it, through rotation.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+
+namespace vosctl {
+
+class LogFollower {
+  public:
+    /** @param older  where rotation copies the file before it empties it */
+    LogFollower(std::string path, std::string older);
+    ~LogFollower();
+    LogFollower(const LogFollower &) = delete;
+    LogFollower &operator=(const LogFollower &) = delete;
+
+    /** Prints until the process is told to end; throws Failure when the file cannot be read. */
+    [[noreturn]] void run();
+
+  private:
+    void open();
+    void printNew();
+    void waitForChange();
+
+    std::string path_;
+    std::string older_;
+    int file_ = -1;
+    int watch_ = -1;
+    off_t offset_ = 0;
+};
+
+}  // namespace vosctl
