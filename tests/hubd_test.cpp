@@ -291,11 +291,11 @@ TEST(HubRouting, AsksForUnansweredRequestsAgainWhenTheDestinationReturns) {
 }
 
 TEST(HubServices, CopyEventsToThoseWhoRegistered) {
-    const HubProcess hub;
+    HubProcess hub;
     const Peer a{100};
-    const Peer b{101};
+    Peer b{101};
     EXPECT_EQ(a.askResult(VOS_MSG_UNREGISTER_EVENT_INTEREST, kType), VOS_RET_NOT_IN_LIST);
-    for (const Peer *peer : {&a, &b, &b}) {
+    for (const Peer *peer : std::initializer_list<const Peer *>{&a, &b, &b}) {
         EXPECT_EQ(peer->askResult(VOS_MSG_REGISTER_EVENT_INTEREST, kType), VOS_RET_OK);
     }
     a.send(message(kType, 100, EID_HUBD, kEvent, 3, "news"));
@@ -306,6 +306,12 @@ TEST(HubServices, CopyEventsToThoseWhoRegistered) {
     b.send(message(kType, 101, EID_HUBD, kEvent));
     EXPECT_EQ(b.drain().size(), 1U);
     EXPECT_TRUE(a.drain().empty());
+    b.end();
+    const Peer next{102};
+    a.send(message(kType, 100, EID_HUBD, kEvent));
+    EXPECT_TRUE(a.drain().empty());
+    EXPECT_TRUE(next.drain().empty()) << "an interest ends with who had it";
+    EXPECT_EQ(hub.stop(SIGTERM), 0);
 }
 
 TEST(HubServices, DeliverDelayedMessagesInOrderOfExpiry) {
@@ -478,12 +484,23 @@ TEST(HubProtection, HoldsAFlooderBackUntilAWorkingReaderCatchesUp) {
     const HubProcess hub{{"--queue-limit", "1000000", "--longest-pause", "20000"}};
     const Peer flooder{100};
     const Peer reader{101};
+    const Peer watcher{1};
     constexpr uint32_t kEvents = 6000;
     std::thread flood{[&] {
         for (uint32_t i = 0; i < kEvents; i++) {
             flooder.send(message(kType, 100, 101, kEvent, i, std::string(1000, 'x')));
         }
     }};
+    // Reading begins when the hub takes nothing more from the flooder, or has given the reader up.
+    uint64_t taken = 0;
+    for (int same = 0; same < 200;) {
+        const auto rows = watcher.askForClients();
+        if (rows.size() < 3) {
+            break;
+        }
+        same = rows[1].messagesIn == taken && rows[2].queuedBytes > 0 ? same + 1 : 0;
+        taken = rows[1].messagesIn;
+    }
     uint32_t inOrder = 0;
     for (uint32_t i = 0; i < kEvents; i++) {
         const auto msg = reader.receive();
