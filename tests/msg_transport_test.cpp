@@ -236,7 +236,7 @@ class Ticker {
     std::atomic<int> ticks_ = 0;
 };
 
-TEST(Receive, SignalsEndOnlyAnUnlimitedWaitForAMessage) {
+TEST(Receive, SignalsEndOnlyAnUnlimitedWaitForANewMessage) {
     const std::string bytes = kMessage.bytes();
     const SocketPair pair;
     {
@@ -255,9 +255,19 @@ TEST(Receive, SignalsEndOnlyAnUnlimitedWaitForAMessage) {
     }
     HubScript hub;
     VosMsgHandle *handle = hub.open(50);
-    const Ticker ticker{hub.fd(), ""};
-    VosMsgHeader *msg = nullptr;
-    EXPECT_EQ(vosMsg_receive(handle, &msg), VOS_RET_ERROR);
+    {
+        const Ticker ticker{hub.fd(), ""};
+        VosMsgHeader *msg = nullptr;
+        EXPECT_EQ(vosMsg_receive(handle, &msg), VOS_RET_ERROR);
+    }
+    const WireMessage request = message(kMessage.header.type, 50, 60, VOS_MSG_FLAG_REQUEST);
+    int fd = -1;
+    EXPECT_EQ(vosMsg_getEventHandle(handle, &fd), VOS_RET_OK);
+    for (const int flags : {0, O_NONBLOCK}) {
+        fcntl(fd, F_SETFL, flags);
+        const Ticker ticker{hub.fd(), bytes};
+        EXPECT_EQ(vosMsg_sendAndGetReply(handle, &request.header), kMessage.header.wordData) << "no wait for a reply";
+    }
     vosMsg_cleanup(&handle);
 }
 

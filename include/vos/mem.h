@@ -95,12 +95,12 @@ bool vosMem_isAllocedMem(const void *buf);
 
 /** Creates the shared pool in a freshly attached region. Called by the first process.
  *
- *  @param addr  start of the region, attached at the same address in every process
+ *  @param addr  start of the region, attached at the same address in every process; NULL does nothing
  *  @param size  its bytes; too small a region is ignored
  */
 void vosMem_initSharedMem(void *addr, uint32_t size);
 
-/** Joins the pool that another process created in the same region. */
+/** Joins the pool that another process created in the same region; NULL does nothing. */
 void vosMem_initSharedMemPointer(void *addr, uint32_t size);
 
 /** Forgets the pool in this process; the region is not touched. */

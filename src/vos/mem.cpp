@@ -13,6 +13,7 @@
 
 #include "internal/guards.h"
 #include "vos/dbg.h"
+#include "vos/mem_unfilled.h"
 #include "vos/pool.h"
 
 namespace {
@@ -23,13 +24,16 @@ constexpr int kFreshFill = 0x95;
 constexpr int kFreedFill = 0x97;
 constexpr uint8_t kPadByte = 0xFD;
 constexpr uint32_t kGuardWord = 0xFDFDFDFD;
+constexpr size_t kGuardSize = 2 * sizeof kGuardWord;
 constexpr uint32_t kRegionBase = 0x58800000;  // where daemons attach the shared region
 
 // A heap block starts this far into its malloc block, which puts the user area behind the 12-byte header on malloc's
 // own alignment; structures with pointers live there.
 constexpr uint32_t kHeapSkew = 4;
 
-struct BlockHeader {
+// Read and written word by word where it lies: a copy on the stack is read back in other widths than it was written,
+// which stalls. Packed, because a pointer that is not the manager's may lie anywhere.
+struct [[gnu::packed, gnu::may_alias]] BlockHeader {
     uint32_t flags;
     uint32_t size;
     uint32_t check;
@@ -65,10 +69,8 @@ uint8_t *blockStart(void *buf) {
     return static_cast<uint8_t *>(buf) - sizeof(BlockHeader);
 }
 
-BlockHeader headerOf(const void *buf) {
-    BlockHeader header;
-    memcpy(&header, static_cast<const uint8_t *>(buf) - sizeof header, sizeof header);
-    return header;
+const BlockHeader &headerOf(const void *buf) {
+    return static_cast<const BlockHeader *>(buf)[-1];
 }
 
 bool headerIsSound(const BlockHeader &header) {
@@ -119,6 +121,41 @@ void recordPool(void *addr, uint32_t size) {
     VOS_DBG_WARN("shm pool: %u-%u", static_cast<uint32_t>(mStats.shmStart), static_cast<uint32_t>(mStats.shmEnd));
 }
 
+// `unfilled` leaves the caller's bytes as the allocator gave them; ALLOC_ZEROIZE comes first.
+void *allocate(uint32_t size, uint32_t flags, bool unfilled) {
+    const uint64_t padded = roundUp4(size);
+    if (padded + kOverhead > UINT32_MAX) {
+        return nullptr;
+    }
+    const auto total = static_cast<uint32_t>(padded + kOverhead);
+    uint8_t *block = takeMemory(size, total, flags);
+    if (block == nullptr) {
+        return nullptr;
+    }
+    if ((flags & ALLOC_ZEROIZE) != 0) {
+        memset(block, 0, total);
+    } else if (total <= kMaxPatternFill && !unfilled) {
+        memset(block, kFreshFill, total);
+    }
+    *reinterpret_cast<BlockHeader *>(block) = {.flags = flags, .size = size, .check = ~size};
+    uint8_t *user = block + sizeof(BlockHeader);
+    if (padded != size) {
+        memset(user + size, kPadByte, padded - size);
+    }
+    memset(user + padded, kPadByte, kGuardSize);
+    return user;
+}
+
+void *moveToLarger(void *buf, uint32_t size, bool unfilled, const char *func, uint32_t line) {
+    const BlockHeader &header = headerOf(buf);
+    void *larger = allocate(size, header.flags, unfilled);
+    if (larger != nullptr) {
+        memcpy(larger, buf, header.size);
+        vosMem_free(buf, func, static_cast<int>(line));
+    }
+    return larger;
+}
+
 char *duplicate(const char *s, size_t length, uint32_t flags, const char *func, uint32_t line) {
     if (length >= UINT32_MAX) {
         return nullptr;
@@ -142,43 +179,26 @@ void oal_free(void *p) {
 }
 
 void *vosMem_alloc(uint32_t size, uint32_t flags, const char *, uint32_t) {
-    const uint64_t padded = roundUp4(size);
-    if (padded + kOverhead > UINT32_MAX) {
-        return nullptr;
-    }
-    const auto total = static_cast<uint32_t>(padded + kOverhead);
-    uint8_t *block = takeMemory(size, total, flags);
-    if (block == nullptr) {
-        return nullptr;
-    }
-    if ((flags & ALLOC_ZEROIZE) != 0) {
-        memset(block, 0, total);
-    } else if (total <= kMaxPatternFill) {
-        memset(block, kFreshFill, total);
-    }
-    const BlockHeader header{flags, size, ~size};
-    memcpy(block, &header, sizeof header);
-    uint8_t *user = block + sizeof header;
-    memset(user + size, kPadByte, static_cast<size_t>(padded - size) + 2 * sizeof kGuardWord);
-    return user;
+    return allocate(size, flags, false);
 }
 
 void vosMem_free(void *buf, const char *func, int line) {
     if (buf == nullptr) {
         return;
     }
-    const BlockHeader header = headerOf(buf);
+    const BlockHeader &header = headerOf(buf);
     if (!headerIsSound(header)) {
         VOS_DBG_ERROR("%s():%d:memory underflow detected, %d %d", func, line, static_cast<int>(header.size),
                       static_cast<int>(header.check));
         utilAst_assertFunc(__FILE__, __LINE__, "0", 0);
         return;  // a damaged block is leaked on purpose
     }
-    if (!tailIsSound(static_cast<uint8_t *>(buf), header.size, func, line)) {
+    const uint32_t size = header.size;
+    if (!tailIsSound(static_cast<uint8_t *>(buf), size, func, line)) {
         return;
     }
     uint8_t *block = blockStart(buf);
-    memset(block, kFreedFill, static_cast<size_t>(roundUp4(header.size) + kOverhead));
+    memset(block, kFreedFill, roundUp4(size) + kOverhead);
     // The address decides, not the flags word: a block may have been made by another process.
     const auto address = reinterpret_cast<uintptr_t>(block);
     if (address >= mStats.shmStart && address < mStats.shmEnd) {
@@ -186,7 +206,7 @@ void vosMem_free(void *buf, const char *func, int line) {
         return;
     }
     oal_free(block - kHeapSkew);
-    count(mStats.heapBytesInUse, 0 - header.size);
+    count(mStats.heapBytesInUse, 0 - size);
     count(mStats.heapNumFrees, 1);
 }
 
@@ -199,7 +219,7 @@ void *vosMem_realloc(void *buf, uint32_t size, const char *func, uint32_t line) 
         vosMem_free(buf, func, static_cast<int>(line));
         return nullptr;
     }
-    const BlockHeader header = headerOf(buf);
+    const BlockHeader &header = headerOf(buf);
     if (!headerIsSound(header)) {
         VOS_DBG_ERROR("memory underflow detected, %d %d", static_cast<int>(header.size),
                       static_cast<int>(header.check));
@@ -209,13 +229,11 @@ void *vosMem_realloc(void *buf, uint32_t size, const char *func, uint32_t line) 
     if (roundUp4(size) <= roundUp4(header.size)) {
         return buf;  // never shrunk; the size word keeps the old size
     }
-    void *larger = vosMem_alloc(size, header.flags, func, line);
-    if (larger == nullptr) {
-        return nullptr;
-    }
-    memcpy(larger, buf, header.size);
-    vosMem_free(buf, func, static_cast<int>(line));
-    return larger;
+    return moveToLarger(buf, size, false, func, line);
+}
+
+void *vos::enlargeUnfilled(void *buf, uint32_t size, const char *func, uint32_t line) {
+    return moveToLarger(buf, size, true, func, line);
 }
 
 char *vosMem_strdup(const char *s, const char *func, uint32_t line) {
@@ -246,17 +264,23 @@ bool vosMem_isAllocedMem(const void *buf) {
     if (buf == nullptr) {
         return false;
     }
-    const BlockHeader header = headerOf(buf);
+    const BlockHeader &header = headerOf(buf);
     // Callers rely on a block with both flags counting as foreign.
     return headerIsSound(header) && header.flags < 3;
 }
 
 void vosMem_initSharedMem(void *addr, uint32_t size) {
+    if (addr == nullptr) {
+        return;
+    }
     recordPool(addr, size);
     bpool(addr, size);
 }
 
 void vosMem_initSharedMemPointer(void *addr, uint32_t size) {
+    if (addr == nullptr) {
+        return;
+    }
     recordPool(addr, size);
     zeta_secondary_bpool(addr);
 }

@@ -10,11 +10,11 @@
 #include "vos/msg_handle.h"
 
 using vos::FirstStep;
+using vos::kMaxSliceMs;
 using vos::MemPtr;
 
 namespace {
 
-constexpr uint32_t kMaxSliceMs = 120000;  // no single wait for a reply is longer
 constexpr int kMaxResends = 16;
 
 // The time that a request may still wait, handed out in slices.
@@ -96,12 +96,13 @@ Arrival sortIn(Exchange &exchange, VosMsgHeader *received) {
 VosRet awaitReply(Exchange &exchange, Arrival *arrival) {
     const VosMsgHeader *msg = exchange.request;
     Budget budget{exchange.timeoutMs};
-    FirstStep firstStep = FirstStep::kWait;
+    const bool limited = exchange.timeoutMs != nullptr;
+    FirstStep firstStep = limited ? FirstStep::kWait : FirstStep::kBlock;
     for (;;) {
         budget.nextSlice();
         VosMsgHeader *received = nullptr;
         const VosRet ret = vos::receiveMessage(exchange.handle->commFd, &received, budget.slice(), firstStep);
-        firstStep = FirstStep::kRead;
+        firstStep = limited ? FirstStep::kRead : FirstStep::kBlock;
         if (ret == VOS_RET_OK) {
             *arrival = sortIn(exchange, received);
             if (*arrival != Arrival::kOther) {
@@ -109,7 +110,7 @@ VosRet awaitReply(Exchange &exchange, Arrival *arrival) {
             }
         } else if (ret == VOS_RET_TIMEOUT) {
             VOS_DBG_ERROR("Reply msg 0x%x wordData %u from %u to %u timeout(%dms)", msg->type, msg->wordData, msg->src,
-                          msg->dst, exchange.timeoutMs == nullptr ? -1 : static_cast<int>(*exchange.timeoutMs));
+                          msg->dst, limited ? static_cast<int>(*exchange.timeoutMs) : -1);
             if (budget.exhausted()) {
                 return ret;
             }

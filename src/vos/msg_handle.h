@@ -13,11 +13,14 @@ struct VosMsgHandle {
 
 namespace vos {
 
+/** The longest single wait for a reply, in milliseconds. */
+constexpr uint32_t kMaxSliceMs = 120000;
+
 /** How a receive begins; the result is the same, the number of system calls is not. */
 enum class FirstStep {
     kRead,  // data is probably there: read without waiting
     kWait,  // a request has just gone out, nothing can be there yet: wait at once
-    kBlock  // the handle's own socket and no time-out: one blocking read (see allowInterruption in oal_msg.cpp)
+    kBlock  // a handle's own socket, and the time-out none or kMaxSliceMs: one blocking read (limitReads, oal_msg.cpp)
 };
 
 /** oalVosMsg_receive() with a chosen first step. */

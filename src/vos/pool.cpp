@@ -197,6 +197,9 @@ void bufdump(void *buf) {
         return;
     }
     const Block *block = at(buf, -kHeader);
+    if (block->bsize == kEndMark) {
+        return;  // has no size to count with
+    }
     const bool isFree = block->bsize > 0;
     const auto *bytes = static_cast<const unsigned char *>(buf) + (isFree ? kMinFree - kHeader : 0);
     int64_t left = sizeOf(block) - (isFree ? kMinFree : kHeader);

@@ -11,6 +11,7 @@
 
 #include "internal/guards.h"
 #include "vos/dbg.h"
+#include "vos/mem_unfilled.h"
 #include "vos/msg.h"
 #include "vos/msg_handle.h"
 #include "vos/plugin_info.h"
@@ -71,7 +72,11 @@ VosRet waitForDataAvailable(int32_t fd, uint32_t *timeoutMs) {
 class MessageReader {
   public:
     MessageReader(int32_t fd, uint32_t *timeoutMs, FirstStep firstStep)
-        : fd_{fd}, timeoutMs_{timeoutMs}, mode_{firstStep} {}
+        : fd_{fd}, timeoutMs_{timeoutMs}, mode_{firstStep} {
+        if (mode_ == FirstStep::kBlock && timeoutMs_ != nullptr) {
+            blockedSinceNs_ = monotonicNs();
+        }
+    }
 
     /** Reads up to `size` bytes into `out`, waiting as long as the time allows. `got` is what read returned, with errno
      *  as it left it; the result is a failed wait's code or VOS_RET_OK. */
@@ -86,6 +91,9 @@ class MessageReader {
                 *got = isSocket_ ? recv(fd_, out, size, MSG_DONTWAIT) : ::read(fd_, out, size);
             } else {
                 *got = recv(fd_, out, size, mode_ == FirstStep::kBlock ? 0 : MSG_DONTWAIT);
+                if (timeoutMs_ != nullptr) {
+                    mode_ = FirstStep::kRead;  // what is still to come is waited for in what is left of the time
+                }
             }
             if (*got >= 0) {
                 mode_ = isSocket_ ? mode_ : FirstStep::kWait;
@@ -93,8 +101,8 @@ class MessageReader {
             }
             if (errno == ENOTSOCK) {
                 isSocket_ = false;
-            } else if (errno == EINTR && insideMessage) {
-                continue;  // a message is never torn by a signal
+            } else if (errno == EINTR && (insideMessage || timeoutMs_ != nullptr)) {
+                continue;  // a message is never torn by a signal, a limited wait never ended by one
             } else if (errno != EAGAIN && errno != EWOULDBLOCK) {
                 return VOS_RET_OK;
             }
@@ -105,6 +113,7 @@ class MessageReader {
   private:
     VosRet wait(bool insideMessage) {
         if (timeoutMs_ != nullptr) {
+            chargeBlockedTime();
             return waitForDataAvailable(fd_, timeoutMs_);
         }
         pollfd waiting{.fd = fd_, .events = POLLIN, .revents = 0};
@@ -118,10 +127,19 @@ class MessageReader {
         return VOS_RET_OK;
     }
 
+    void chargeBlockedTime() {
+        if (blockedSinceNs_ != 0) {
+            const int64_t leftNs = int64_t{*timeoutMs_} * kNsPerMs - (monotonicNs() - blockedSinceNs_);
+            *timeoutMs_ = leftNs > 0 ? static_cast<uint32_t>(leftNs / kNsPerMs) : 0;
+            blockedSinceNs_ = 0;
+        }
+    }
+
     int32_t fd_;
     uint32_t *timeoutMs_;
     FirstStep mode_;
     bool isSocket_ = true;
+    int64_t blockedSinceNs_ = 0;
 };
 
 VosRet readHeader(MessageReader &reader, VosMsgHeader *header) {
@@ -165,11 +183,11 @@ VosRet readPayload(MessageReader &reader, VosMsgHeader *msg) {
     return VOS_RET_OK;
 }
 
-// With a receive time-out on the socket, however long, a blocking read ends at a signal even where the handler asks for
+// With a receive time-out on the socket a blocking read ends in time, and at a signal even where the handler asks for
 // restarted calls, as a wait in poll would.
-void allowInterruption(int fd) {
-    const timeval never{.tv_sec = INT_MAX / 1000, .tv_usec = 0};
-    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &never, sizeof never);
+void limitReads(int fd) {
+    const timeval longest{.tv_sec = vos::kMaxSliceMs / 1000, .tv_usec = 0};
+    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &longest, sizeof longest);
 }
 
 VosRet connectToHub(VosMsgHandle *handle) {
@@ -191,7 +209,7 @@ VosRet connectToHub(VosMsgHandle *handle) {
         VOS_DBG_ERROR("connect to %s failed, rc=%d errno=%d", address.sun_path, rc, errno);
         return VOS_RET_ERROR;
     }
-    allowInterruption(fd.get());
+    limitReads(fd.get());
     handle->commFd = fd.release();
     VOS_DBG_DEBUG("commFd=%d connected to hubd", handle->commFd);
     return VOS_RET_OK;
@@ -267,8 +285,9 @@ VosRet vos::receiveMessage(int32_t fd, VosMsgHeader **msgOut, uint32_t *timeoutM
     const uint32_t dataLength = msg->dataLength;
     if (dataLength != 0) {
         const uint64_t size = sizeof(VosMsgHeader) + uint64_t{dataLength};
-        void *larger =
-            size > UINT32_MAX ? nullptr : vosMem_realloc(msg.get(), static_cast<uint32_t>(size), __func__, __LINE__);
+        void *larger = size > UINT32_MAX
+                           ? nullptr
+                           : vos::enlargeUnfilled(msg.get(), static_cast<uint32_t>(size), __func__, __LINE__);
         if (larger == nullptr) {
             msg.release();  // callers' heap statistics count on the header block staying allocated here
             return VOS_RET_NO_RESOURCE;

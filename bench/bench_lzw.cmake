@@ -1,0 +1,3 @@
+pkg_check_modules(LIBTIFF REQUIRED IMPORTED_TARGET libtiff-4)
+target_link_libraries(${name} PRIVATE PkgConfig::LIBTIFF)
+target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)

@@ -1,0 +1,383 @@
+// LZW decoder. A string is copied from where it already stands in the output; only what an earlier call wrote, which is
+// the caller's again, is spelled from prefixes and suffixes.
+#include "vos/lzw.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+#include "internal/guards.h"
+#include "vos/dbg.h"
+
+namespace {
+
+constexpr uint32_t kClearCode = 256;
+constexpr uint32_t kEndCode = 257;
+constexpr uint32_t kFirstFreeCode = 258;
+constexpr uint32_t kRoots = 256;
+constexpr uint32_t kNone = UINT32_MAX;
+constexpr uint32_t kMinBits = 9;
+constexpr uint32_t kMaxBits = 12;
+constexpr uint32_t kSlots = 1U << kMaxBits;
+constexpr uint32_t kExtraSlot = 1;  // the width grows this many codes before the table is full
+constexpr ptrdiff_t kPiece = 8;     // bytes copied at once
+constexpr uint32_t kWindow = 4;     // bytes read for one code
+constexpr uint32_t kNowhere = 0;    // place of a string that stands in no output
+
+// One string of the table, in one word so that it is read and written at once.
+class String {
+  public:
+    String() = default;
+    String(uint64_t place, uint32_t length, uint32_t prefix)
+        : word_{place | uint64_t{length} << 32 | uint64_t{prefix} << 48} {}
+
+    /** Counted through the output of all calls; below Decoder::origin_: written by an earlier one. */
+    uint32_t place() const { return static_cast<uint32_t>(word_); }
+    uint32_t length() const { return word_ >> 32 & 0xFFFF; }
+    uint32_t prefix() const { return static_cast<uint32_t>(word_ >> 48); }
+    void moveTo(uint32_t place) { *this = String{place, length(), prefix()}; }
+
+  private:
+    uint64_t word_;
+};
+
+uint32_t readWindow(const uint8_t *bytes) {
+    return uint32_t{bytes[0]} << 24 | uint32_t{bytes[1]} << 16 | uint32_t{bytes[2]} << 8 | bytes[3];
+}
+
+// Copies whole pieces, up to seven bytes more than asked for. The rest of a long string is copied out of line, which
+// leaves the registers to the loop that copies mostly short ones.
+[[gnu::noinline]] void copyRest(uint8_t *to, const uint8_t *from, ptrdiff_t length) {
+    for (ptrdiff_t done = kPiece; done < length; done += kPiece) {
+        memcpy(to + done, from + done, kPiece);
+    }
+}
+void copyPieces(uint8_t *to, const uint8_t *from, ptrdiff_t length) {
+    memcpy(to, from, kPiece);
+    if (length > kPiece) {
+        copyRest(to, from, length);
+    }
+}
+
+class Decoder {
+  public:
+    void init(const uint8_t *in, uint32_t length);
+    bool ended() const { return ended_; }
+    uint32_t decode(uint8_t *out, uint32_t room);
+    void skipInput() { bitPosition_ = inLength_ * 8; }
+
+  private:
+    void clear();
+    void beginCall(uint8_t *out, uint32_t room);
+    void takeHeldBack();
+    bool hasCode() const { return inLength_ * 8 - bitPosition_ >= width_; }
+    uint32_t readCode();
+    bool step();
+    void decodeString(uint32_t code);
+    void learn(uint8_t suffix);
+    void widen();
+    void spell(uint32_t code, uint8_t *to) const;
+    void saveSuffixes();
+    void runFast();
+    template <uint32_t Width>
+    void runFast();
+    uint32_t placeOf(const uint8_t *p) const { return origin_ + static_cast<uint32_t>(p - out_); }
+    const uint8_t *at(uint32_t place) const { return out_ + (place - origin_); }
+
+    const uint8_t *in_;
+    uint64_t inLength_;
+    uint64_t bitPosition_;
+    bool ended_;
+    uint8_t firstByte_;  // of the old code's string
+    uint32_t width_;
+    uint32_t nextSlot_;
+    uint32_t topSlot_;
+    uint32_t oldCode_;
+    uint32_t oldPlace_;
+    uint32_t firstUnsaved_;  // strings from here on have their last byte in the output only
+
+    // The running call's buffer.
+    uint8_t *out_;
+    uint8_t *next_;
+    uint8_t *outEnd_;
+    uint32_t origin_;
+
+    // What did not fit the caller's room.
+    uint32_t heldStart_;
+    uint32_t heldEnd_;
+    uint8_t held_[kSlots];
+
+    uint8_t suffix_[kSlots];
+    String table_[kSlots];
+};
+
+void Decoder::init(const uint8_t *in, uint32_t length) {
+    in_ = in;
+    inLength_ = length;
+    origin_ = kNowhere + 1;
+    for (uint32_t root = 0; root < kRoots; root++) {
+        suffix_[root] = static_cast<uint8_t>(root);
+        table_[root] = String{kNowhere, 1, 0};
+    }
+    clear();
+}
+
+void Decoder::clear() {
+    width_ = kMinBits;
+    nextSlot_ = kFirstFreeCode;
+    topSlot_ = 1U << kMinBits;
+    oldCode_ = kNone;
+    oldPlace_ = kNowhere;
+    firstUnsaved_ = kFirstFreeCode;
+}
+
+void Decoder::beginCall(uint8_t *out, uint32_t room) {
+    origin_ += static_cast<uint32_t>(next_ - out_);
+    if (origin_ > UINT32_MAX - room) {
+        for (String &string : table_) {
+            string.moveTo(kNowhere);
+        }
+        origin_ = kNowhere + 1;
+    }
+    out_ = out;
+    next_ = out;
+    outEnd_ = out + room;
+    oldPlace_ = kNowhere;
+    takeHeldBack();
+}
+
+void Decoder::takeHeldBack() {
+    const auto count = static_cast<uint32_t>(std::min<ptrdiff_t>(heldEnd_ - heldStart_, outEnd_ - next_));
+    if (count > 0) {
+        memcpy(next_, held_ + heldStart_, count);
+        next_ += count;
+        heldStart_ += count;
+    }
+}
+
+uint32_t Decoder::readCode() {
+    const uint64_t byte = bitPosition_ / 8;
+    std::array<uint8_t, kWindow> window{};
+    memcpy(window.data(), in_ + byte, std::min<uint64_t>(inLength_ - byte, kWindow));
+    const uint32_t code = readWindow(window.data()) << bitPosition_ % 8 >> (32 - width_);
+    bitPosition_ += width_;
+    return code;
+}
+
+// Enters the old code's string, continued by `suffix`.
+void Decoder::learn(uint8_t suffix) {
+    if (oldCode_ == kNone || nextSlot_ >= topSlot_) {
+        return;
+    }
+    table_[nextSlot_] = String{oldPlace_, table_[oldCode_].length() + 1, oldCode_};
+    suffix_[nextSlot_] = suffix;
+    nextSlot_++;
+    firstUnsaved_ = nextSlot_;
+}
+
+void Decoder::widen() {
+    if (nextSlot_ >= topSlot_ - kExtraSlot && width_ < kMaxBits) {
+        topSlot_ *= 2;
+        width_++;
+    }
+}
+
+void Decoder::spell(uint32_t code, uint8_t *to) const {
+    for (uint32_t i = table_[code].length(); i > 0; i--) {
+        to[i - 1] = suffix_[code];
+        code = table_[code].prefix();
+    }
+}
+
+void Decoder::saveSuffixes() {
+    for (; firstUnsaved_ < nextSlot_; firstUnsaved_++) {
+        const String &string = table_[firstUnsaved_];
+        suffix_[firstUnsaved_] = at(string.place())[string.length() - 1];
+    }
+}
+
+void Decoder::decodeString(uint32_t code) {
+    saveSuffixes();
+    const bool isNew = code == nextSlot_;
+    if (isNew) {
+        learn(firstByte_);
+    }
+    const uint32_t length = table_[code].length();
+    const bool fits = outEnd_ - next_ >= static_cast<ptrdiff_t>(length);
+    uint8_t *const to = fits ? next_ : held_;
+    spell(code, to);
+    firstByte_ = to[0];
+    if (!isNew) {
+        learn(firstByte_);
+    }
+    oldCode_ = code;
+    oldPlace_ = fits ? placeOf(next_) : kNowhere;
+    if (code >= kFirstFreeCode) {
+        table_[code].moveTo(oldPlace_);
+    }
+    if (fits) {
+        next_ += length;
+    } else {
+        heldStart_ = 0;
+        heldEnd_ = length;
+        takeHeldBack();
+    }
+    widen();
+}
+
+// The common case, as long as nothing special comes up: strings of this call, room for them, a code width that stays.
+template <uint32_t Width>
+void Decoder::runFast() {
+    const uint64_t bitsLeft = inLength_ * 8 - bitPosition_;
+    if (bitsLeft < kWindow * 8 || outEnd_ - next_ < kPiece) {
+        return;
+    }
+    const uint32_t topSlot = topSlot_ - (Width < kMaxBits ? kExtraSlot : 0);
+    const String *const lastSlot = table_ + std::min<uint64_t>(topSlot, nextSlot_ + (bitsLeft - kWindow * 8) / Width);
+    // Copies that no stored byte can alias stay in registers.
+    const uint8_t *const in = in_;
+    const uint8_t *const out = out_;
+    uint8_t *const lastNext = outEnd_ - kPiece;
+    const uint32_t origin = origin_;
+    String *slot = table_ + nextSlot_;
+    uint64_t bitPosition = bitPosition_;
+    uint8_t *next = next_;
+    uint64_t place = placeOf(next);
+    String learned{oldPlace_, table_[oldCode_].length() + 1, oldCode_};
+    while (slot < lastSlot && next <= lastNext) {
+        const uint32_t code = readWindow(in + bitPosition / 8) << bitPosition % 8 >> (32 - Width);
+        if (code < kRoots) {
+            *next++ = static_cast<uint8_t>(code);
+            *slot++ = learned;
+            learned = String{place++, 2, code};
+            bitPosition += Width;
+            continue;
+        }
+        uint32_t length = 0;
+        if (table_ + code < slot) {
+            const String string = table_[code];
+            length = string.length();
+            if (string.place() < origin || lastNext - next < length) {  // also clear and end code
+                break;
+            }
+            copyPieces(next, out + (string.place() - origin), length);
+        } else {
+            // The string that this very code enters: the old one and its first byte again.
+            length = learned.length();
+            if (table_ + code > slot || lastNext - next < length) {
+                break;
+            }
+            copyPieces(next, out + (learned.place() - origin), length - 1);
+            next[length - 1] = next[0];
+        }
+        *slot++ = learned;
+        learned = String{place, length + 1, code};
+        next += length;
+        place += length;
+        bitPosition += Width;
+    }
+    nextSlot_ = static_cast<uint32_t>(slot - table_);
+    bitPosition_ = bitPosition;
+    next_ = next;
+    oldCode_ = learned.prefix();
+    oldPlace_ = learned.place();
+    firstByte_ = *at(oldPlace_);
+    widen();
+}
+
+void Decoder::runFast() {
+    if (oldPlace_ == kNowhere) {
+        return;
+    }
+    switch (width_) {
+        case 9:
+            return runFast<9>();
+        case 10:
+            return runFast<10>();
+        case 11:
+            return runFast<11>();
+        default:
+            return runFast<12>();
+    }
+}
+
+// One code; false when it ended the stream.
+bool Decoder::step() {
+    if (!hasCode()) {
+        VOS_DBG_ERROR("unexpected end of input");
+        return false;
+    }
+    const uint32_t code = readCode();
+    if (code == kEndCode) {
+        VOS_DBG_DEBUG("got end code %d", static_cast<int>(code));
+        return false;
+    }
+    if (code == kClearCode) {
+        VOS_DBG_DEBUG("got clear code %d", static_cast<int>(code));
+        clear();
+        return true;
+    }
+    if (code > nextSlot_ || (code == nextSlot_ && oldCode_ == kNone)) {
+        VOS_DBG_ERROR("code %d greater than slot %d", static_cast<int>(code), static_cast<int>(nextSlot_));
+        return false;
+    }
+    decodeString(code);
+    return true;
+}
+
+uint32_t Decoder::decode(uint8_t *out, uint32_t room) {
+    beginCall(out, room);
+    while (next_ != outEnd_ && !ended_) {
+        runFast();
+        if (next_ != outEnd_) {
+            ended_ = !step();
+        }
+    }
+    saveSuffixes();
+    return static_cast<uint32_t>(next_ - out_);
+}
+
+}  // namespace
+
+VosRet utilLzw_initDecoder(void **state, const uint8_t *in, uint32_t len) {
+    if (state == nullptr) {
+        return VOS_RET_BAD_ARG;
+    }
+    *state = nullptr;
+    if (in == nullptr && len > 0) {
+        return VOS_RET_BAD_ARG;
+    }
+    auto s = vos::allocZeroed<Decoder>();
+    if (!s) {
+        VOS_DBG_ERROR("could not allocate %d bytes for decoder state", static_cast<int>(sizeof(Decoder)));
+        return VOS_RET_NO_RESOURCE;
+    }
+    VOS_DBG_DEBUG("%d bytes allocated for decoder state", static_cast<int>(sizeof(Decoder)));
+    s->init(in, len);
+    *state = s.release();
+    return VOS_RET_OK;
+}
+
+int32_t utilLzw_decode(void *state, uint8_t *out, uint32_t len) {
+    auto *s = static_cast<Decoder *>(state);
+    if (s == nullptr || s->ended()) {
+        return -1;
+    }
+    const uint32_t room = std::min<uint32_t>(len, INT32_MAX);
+    const uint32_t written = s->decode(out, room);
+    VOS_DBG_DEBUG("about to return, outlen=%d l=%d\n", static_cast<int>(len), static_cast<int>(room - written));
+    return static_cast<int32_t>(written);
+}
+
+void ff_lzw_decode_tail(void *state) {
+    if (state != nullptr) {
+        static_cast<Decoder *>(state)->skipInput();
+    }
+}
+
+void utilLzw_cleanupDecoder(void **state) {
+    if (state != nullptr) {
+        VOS_FREE(*state);
+        *state = nullptr;
+    }
+}

@@ -1,0 +1,15 @@
+// What the memory manager offers inside the library beyond the public calls.
+#ifndef VOS_MEM_UNFILLED_H
+#define VOS_MEM_UNFILLED_H
+
+#include <cstdint>
+
+namespace vos {
+
+/** vosMem_realloc() of a sound block to more than its size, for a caller that writes every new byte before anybody can
+ *  read it: the pattern for fresh memory is left out. */
+void *enlargeUnfilled(void *buf, uint32_t size, const char *func, uint32_t line);
+
+}  // namespace vos
+
+#endif
