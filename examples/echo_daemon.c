@@ -5,33 +5,13 @@
  */
 #include <getopt.h>
 #include <poll.h>
-#include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <time.h>
 #include <vos/vos.h>
 
 #include "echo.h"
-
-static volatile sig_atomic_t stopped;
-
-static void stop(int signalNumber) {
-    (void)signalNumber;
-    stopped = 1;
-}
-
-/* Signals are delivered only inside ppoll, so none is missed between a look at `stopped` and the wait. */
-static sigset_t catchStopSignals(void) {
-    const struct sigaction action = {.sa_handler = stop};
-    sigset_t blocked, before;
-    sigaction(SIGTERM, &action, NULL);
-    sigaction(SIGINT, &action, NULL);
-    sigemptyset(&blocked);
-    sigaddset(&blocked, SIGTERM);
-    sigaddset(&blocked, SIGINT);
-    sigprocmask(SIG_BLOCK, &blocked, &before);
-    return before;
-}
+#include "stop_signals.h"
 
 static void sendEvents(VosMsgHandle *handle, VosEntityId receiver, uint32_t count) {
     VosMsgHeader event = {.type = MSG_ECHO_PROGRESS, .flags = VOS_MSG_FLAG_EVENT};

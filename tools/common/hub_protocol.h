@@ -20,6 +20,9 @@ enum : uint32_t {
     kGetCounters = 0x1000f004,
     /** Request to any daemon that follows the convention of the examples: answered with the same payload. */
     kEcho = 0x1000f010,
+    /** Request to any daemon that follows the convention of the examples: a command line as vos/cli.h lays it out. The
+     *  daemon finds the command by its first argument, so the 8 bytes in front of the arguments are zero. */
+    kRemoteCli = 0x1000f030,
 };
 
 /** What happened to the copied message. */

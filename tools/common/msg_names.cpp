@@ -42,6 +42,7 @@ constexpr std::array kTypes{
     NamedCode{hubproto::kListClients, "HUB_LIST_CLIENTS"},
     NamedCode{hubproto::kGetCounters, "HUB_GET_COUNTERS"},
     NamedCode{hubproto::kEcho, "ECHO"},
+    NamedCode{hubproto::kRemoteCli, "REMOTE_CLI"},
 };
 
 constexpr std::array kReturnCodes{

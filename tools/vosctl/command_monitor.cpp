@@ -1,8 +1,5 @@
 // vosctl monitor: a copy of what the hub routes, decoded, one line a message, until SIGINT or SIGTERM.
-#include <poll.h>
-
 #include <array>
-#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -14,6 +11,7 @@
 #include "command.h"
 #include "common/message_line.h"
 #include "common/msg_names.h"
+#include "stop_signals.h"
 
 namespace {
 
@@ -36,8 +34,6 @@ struct Seen {
 /** What is done with a message; one for each output format. */
 using Sink = std::function<void(const Seen &)>;
 
-volatile sig_atomic_t stopped = 0;
-
 /** What the command line wants to see. */
 struct Filter {
     bool anyType = true;
@@ -54,8 +50,7 @@ struct Filter {
 class Names {
   public:
     explicit Names(vosctl::Hub &hub) : hub_{hub} {
-        hub.request(*hub.build(EID_HUBD, VOS_MSG_REGISTER_EVENT_INTEREST, VOS_MSG_FLAG_REQUEST, VOS_MSG_LAUNCHED, {}),
-                    "the hub");
+        hub.registerFor(VOS_MSG_LAUNCHED);
         refresh();
     }
 
@@ -142,21 +137,6 @@ std::optional<Seen> decode(const VosMsgHeader &msg) {
     return seen;
 }
 
-// Stop signals arrive only inside ppoll, so none is missed between a look at `stopped` and the wait.
-sigset_t catchStopSignals() {
-    struct sigaction action {};
-    action.sa_handler = [](int) { stopped = 1; };
-    sigset_t blocked;
-    sigset_t before;
-    sigemptyset(&blocked);
-    for (const int signalNumber : {SIGINT, SIGTERM}) {
-        sigaction(signalNumber, &action, nullptr);
-        sigaddset(&blocked, signalNumber);
-    }
-    sigprocmask(SIG_BLOCK, &blocked, &before);
-    return before;
-}
-
 void run(const Options &options) {
     Filter filter{.anyType = options.type.empty(), .anyEntity = options.entity.empty()};
     if (!filter.anyType) {
@@ -164,7 +144,7 @@ void run(const Options &options) {
     }
     const Sink sink = options.json ? printJson : printText;
     setvbuf(stdout, nullptr, _IOLBF, 0);
-    const sigset_t waitMask = catchStopSignals();
+    const vosctl::StopSignals signals;
 
     vosctl::Hub hub;
     if (!filter.anyEntity) {
@@ -172,10 +152,9 @@ void run(const Options &options) {
     }
     hub.ask(hubproto::kMonitorAttach);
     Names names{hub};
-    pollfd waiting{.fd = hub.fd(), .events = POLLIN, .revents = 0};
     uint64_t shown = 0;
-    while (stopped == 0 && (options.count == 0 || shown < options.count)) {
-        if (ppoll(&waiting, 1, nullptr, &waitMask) < 0) {
+    while (!signals.stopped() && (options.count == 0 || shown < options.count)) {
+        if (!signals.waitFor(hub.fd())) {
             continue;
         }
         const vosctl::MessagePtr msg = hub.receive();

@@ -13,6 +13,7 @@ struct Options {
     std::string entity;
     std::string type;
     uint32_t word = 0;
+    bool srpc = false;
     vosctl::PayloadOptions payload;
     uint32_t timeoutMs = vosctl::kDefaultTimeoutMs;
 };
@@ -30,7 +31,8 @@ vosctl::MessagePtr build(const Options &options, uint16_t flags, std::unique_ptr
 void runRequest(const Options &options) {
     std::unique_ptr<vosctl::Hub> hub;
     vosctl::Entity peer;
-    const vosctl::MessagePtr request = build(options, VOS_MSG_FLAG_REQUEST, hub, peer);
+    const auto flags = static_cast<uint16_t>(VOS_MSG_FLAG_REQUEST | (options.srpc ? VOS_MSG_FLAG_SRPC : 0));
+    const vosctl::MessagePtr request = build(options, flags, hub, peer);
     const vosctl::MessagePtr reply = hub->request(*request, peer.text, options.timeoutMs);
     if (!reply) {
         throw vosctl::Failure{peer.text + " came back and left the repeated request unanswered; try again"};
@@ -61,6 +63,8 @@ std::shared_ptr<Options> addOptions(CLI::App &app) {
 
 const vosctl::Command kRequest{"request", "send a request and print the reply", [](CLI::App &app) {
                                    const auto options = addOptions(app);
+                                   app.add_flag("--srpc", options->srpc,
+                                                "call the procedure --word; takes at least 8 bytes of payload");
                                    vosctl::addTimeout(app, options->timeoutMs);
                                    app.callback([options] { runRequest(*options); });
                                }};

@@ -120,6 +120,15 @@ MessagePtr Hub::ask(uint32_t hubRequest) {
     return reply;
 }
 
+void Hub::registerFor(uint32_t type) {
+    const MessagePtr interest = build(EID_HUBD, VOS_MSG_REGISTER_EVENT_INTEREST, VOS_MSG_FLAG_REQUEST, type, {});
+    const MessagePtr reply = request(*interest, "the hub");
+    if (reply && reply->wordData != VOS_RET_OK) {
+        throw Failure{"the hub registers nobody for " + msgnames::typeText(type) + ": " +
+                      msgnames::retText(reply->wordData)};
+    }
+}
+
 std::vector<hubproto::ClientRow> Hub::clients() {
     const MessagePtr reply = ask(hubproto::kListClients);
     std::vector<hubproto::ClientRow> rows(reply->dataLength / sizeof(hubproto::ClientRow));

@@ -56,6 +56,8 @@ class Hub {
     Entity find(const std::string &numberOrName);
     /** The reply to a request that the hub itself answers with a block. */
     MessagePtr ask(uint32_t hubRequest);
+    /** From now on receive() gives every event of this type too. */
+    void registerFor(uint32_t type);
     std::vector<hubproto::ClientRow> clients();
 
   private:

@@ -1,0 +1,180 @@
+// Detached task threads and the message that brings their completion back to the main loop.
+#include "vos/task.h"
+
+#include <pthread.h>
+#include <atomic>
+#include <cstring>
+
+#include "internal/bytes.h"
+#include "internal/guards.h"
+#include "vos/dbg.h"
+
+using vos::MemPtr;
+
+namespace {
+
+struct TaskRecord {
+    UtilTaskFunc startFunc;
+    void *arg;
+    UtilTaskFunc finishFunc;
+    VosMsgHandle *msgHandle;
+};
+static_assert(sizeof(TaskRecord) == 32);
+
+struct FinishMessage {
+    VosMsgHeader header;
+    void *arg;
+};
+static_assert(sizeof(FinishMessage) == 40);
+
+// ---- completion functions and the 32-bit words that stand for them ----
+
+// Every completion function of the process, in order of first use. Entries are only ever added, by a compare-and-swap
+// on the first empty one, so readers need no lock and a position never changes its meaning.
+struct FunctionChunk {
+    static constexpr uint32_t kSize = 64;
+
+    std::atomic<uintptr_t> functions[kSize];
+    std::atomic<FunctionChunk *> next;
+};
+
+FunctionChunk g_functions;  // daemons with more than 64 completions get further chunks from the memory manager
+
+// A function below 4 GiB is its own token. The others get odd numbers, which no function below 4 GiB uses: code there
+// is aligned, and where it is not, the function counts as one of the others.
+uint32_t tokenOf(uintptr_t function, uint32_t position) {
+    const bool carriedWhole = function <= UINT32_MAX && function % 2 == 0;
+    return carriedWhole ? static_cast<uint32_t>(function) : position * 2 + 1;
+}
+
+// The chunk behind `chunk`, made where there is none; NULL when memory is short.
+FunctionChunk *nextChunk(FunctionChunk &chunk) {
+    FunctionChunk *next = chunk.next.load(std::memory_order_acquire);
+    if (next != nullptr) {
+        return next;
+    }
+    auto fresh = vos::allocZeroed<FunctionChunk>();
+    if (!fresh || chunk.next.compare_exchange_strong(next, fresh.get(), std::memory_order_acq_rel)) {
+        return fresh.release();
+    }
+    return next;  // another thread was faster
+}
+
+// The token of a function, entered in the table at its first use; 0 when memory is short.
+uint32_t tokenFor(UtilTaskFunc func) {
+    const auto wanted = reinterpret_cast<uintptr_t>(func);
+    uint32_t position = 0;
+    for (FunctionChunk *chunk = &g_functions; chunk != nullptr; chunk = nextChunk(*chunk)) {
+        for (std::atomic<uintptr_t> &entry : chunk->functions) {
+            uintptr_t function = entry.load(std::memory_order_acquire);
+            if (function == 0 && entry.compare_exchange_strong(function, wanted, std::memory_order_acq_rel)) {
+                function = wanted;
+            }
+            if (function == wanted) {
+                return tokenOf(wanted, position);
+            }
+            position++;
+        }
+    }
+    return 0;
+}
+
+// The function that a token stands for; NULL for an unknown one.
+UtilTaskFunc functionFor(uint32_t token) {
+    uint32_t position = 0;
+    for (const FunctionChunk *chunk = &g_functions; chunk != nullptr;
+         chunk = chunk->next.load(std::memory_order_acquire)) {
+        for (const std::atomic<uintptr_t> &entry : chunk->functions) {
+            const uintptr_t function = entry.load(std::memory_order_acquire);
+            if (function == 0) {
+                return nullptr;
+            }
+            if (tokenOf(function, position) == token) {
+                return reinterpret_cast<UtilTaskFunc>(function);
+            }
+            position++;
+        }
+    }
+    return nullptr;
+}
+
+// ---- the thread ----
+
+void announceEnd(const TaskRecord &task) {
+    FinishMessage finish{};
+    finish.header.type = VOS_MSG_SYSTEM_TASK_FINISH;
+    finish.header.src = vosMsg_getHandleEid(task.msgHandle);
+    finish.header.dst = finish.header.src;
+    finish.header.flags = VOS_MSG_FLAG_EVENT;
+    finish.header.wordData = tokenFor(task.finishFunc);
+    finish.header.dataLength = sizeof finish.arg;
+    finish.arg = task.arg;
+    if (vosMsg_send(task.msgHandle, &finish.header) != VOS_RET_OK) {
+        VOS_DBG_ERROR("Send VOS_MSG_SYSTEM_TASK_FINISH msg failed");
+    }
+}
+
+void runTask(const TaskRecord *task) {
+    if (task == nullptr) {
+        VOS_DBG_ERROR("Data is NULL");
+        return;
+    }
+    if (task->startFunc == nullptr) {
+        VOS_DBG_ERROR("startFunc is NULL");
+        return;
+    }
+    task->startFunc(task->arg);
+    if (task->finishFunc == nullptr) {
+        return;
+    }
+    if (task->msgHandle != nullptr) {
+        announceEnd(*task);
+    } else {
+        task->finishFunc(task->arg);
+    }
+}
+
+void *util_taskRoutine(void *data) {
+    pthread_detach(pthread_self());
+    const MemPtr<TaskRecord> task{static_cast<TaskRecord *>(data)};
+    runTask(task.get());
+    return nullptr;
+}
+
+}  // namespace
+
+VosRet UTIL_taskStart(UtilTaskFunc startFunc, void *arg, UtilTaskFunc finishFunc, VosMsgHandle *msgHandle) {
+    auto task = vos::allocZeroed<TaskRecord>();
+    // The token is taken here, so that the thread finds it without an allocation that could fail.
+    if (!task || (finishFunc != nullptr && msgHandle != nullptr && tokenFor(finishFunc) == 0)) {
+        VOS_DBG_ERROR("Malloc task data failed");
+        return VOS_RET_NO_RESOURCE;
+    }
+    *task = TaskRecord{startFunc, arg, finishFunc, msgHandle};
+    pthread_t thread;
+    // The thread owns the record. Heap statistics of daemons count on it staying allocated when there is no thread.
+    const int error = pthread_create(&thread, nullptr, util_taskRoutine, task.release());
+    if (error != 0) {
+        VOS_DBG_ERROR("pthread_create failed(%s)", strerror(error));
+        return VOS_RET_ERROR;
+    }
+    return VOS_RET_OK;
+}
+
+VosRet UTIL_taskFinish(const VosMsgHeader *msg) {
+    if (msg == nullptr || msg->wordData == 0) {
+        VOS_DBG_ERROR("func is NULL");
+        return VOS_RET_BAD_ARG;
+    }
+    if (msg->dataLength != sizeof(void *)) {
+        VOS_DBG_ERROR("arg is invalid");
+        return VOS_RET_BAD_ARG;
+    }
+    const UtilTaskFunc func = functionFor(msg->wordData);
+    if (func == nullptr) {
+        VOS_DBG_ERROR("func 0x%x is unknown", msg->wordData);
+        return VOS_RET_BAD_ARG;
+    }
+    func(vos::ByteReader{msg + 1, sizeof(void *)}.native<void *>());
+    return VOS_RET_OK;
+}

@@ -1,0 +1,55 @@
+// vosctl register: events of one type as they come, one line each, until SIGINT or SIGTERM.
+#include <chrono>
+#include <cstdio>
+#include <memory>
+
+#include "arguments.h"
+#include "command.h"
+#include "common/message_line.h"
+#include "stop_signals.h"
+
+namespace {
+
+struct Options {
+    std::string type;
+    uint64_t count = 0;  // 0: without end
+};
+
+uint64_t realtimeNs() {
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(now).count());
+}
+
+void print(const VosMsgHeader &event) {
+    const std::string line =
+        msgline::messageLine(realtimeNs(), event, vosctl::payloadOf(event), hubproto::Verdict::delivered, "", "vosctl");
+    printf("%s\n", line.c_str());
+}
+
+void run(const Options &options) {
+    const uint32_t type = vosctl::parseType(options.type);
+    setvbuf(stdout, nullptr, _IOLBF, 0);
+    const vosctl::StopSignals signals;
+    vosctl::Hub hub;
+    hub.registerFor(type);
+    for (uint64_t shown = 0; !signals.stopped() && (options.count == 0 || shown < options.count);) {
+        if (!signals.waitFor(hub.fd())) {
+            continue;
+        }
+        const vosctl::MessagePtr msg = hub.receive();
+        if (msg->type == type) {
+            print(*msg);
+            shown++;
+        }
+    }
+}
+
+const vosctl::Command kCommand{
+    "register", "show events of one type as they come", [](CLI::App &app) {
+        auto options = std::make_shared<Options>();
+        vosctl::addType(app, "type", options->type)->required();
+        app.add_option("-c,--count", options->count, "stop after so many events")->type_name("N");
+        app.callback([options] { run(*options); });
+    }};
+
+}  // namespace
