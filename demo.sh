@@ -10,7 +10,7 @@ cd "$root"
 bin=$root/build/release/bin
 work=/tmp/demo # inside the namespaces
 
-steps=(launch latency events timeout resend stop)
+steps=(launch latency events timeout resend daemon log stop)
 
 build() {
     # shellcheck source=scripts/packages.sh
@@ -204,6 +204,54 @@ step_resend() {
     check "the client gets the new daemon's reply" shows asker "^reply from 301: 0 'still there\?'$"
     check "the hub told the client to send it again" shows hub ' VOS_MSG_RESEND_REQUEST '
     show_trace
+}
+
+step_daemon() {
+    heading "A status daemon: timers, delayed messages, background work, numbered procedures, remote commands"
+    start statusd "$bin/statusd"
+    check "the daemon launches" await statusd '^launched as entity [1-9][0-9]*$'
+    start reports "$bin/vosctl" register 0x1000f021 --count 3
+    local call=(request statusd 0x1000f020 --srpc --hex 0000000000000000 --word)
+    run uptime "$bin/vosctl" "${call[@]}" 101
+    check "procedure 101 answers with the uptime" shows uptime '\|0D 0H 0M [0-9]+S\|'
+    run command "$bin/vosctl" cli statusd -- echo "two words" --flag
+    check "a remote command's output and result come back" \
+        test "$(tr '\n' ';' < "$work/command.log")" = "two words --flag;result VOS_RET_OK (0);"
+    run refused "$bin/vosctl" cli statusd -- format /
+    check "an unknown command is refused" shows refused 'VOS_RET_UNKNOWN_NAME \(9801\)$'
+    check "three reports come, each by a delayed message" finish reports
+    sed 's/^/     /' "$work/reports.log" | cut -c 1-150
+    check "a background measurement came home through the hub" await hub 'VOS_MSG_SYSTEM_TASK_FINISH statusd'
+    run load "$bin/vosctl" "${call[@]}" 102
+    check "procedure 102 answers with the CPU load" shows load '\|[0-9]+ % of the CP'
+    check "heartbeats come from a timer" await hub 'VOS_MSG_HEARTBEAT statusd'
+    run reboot "$bin/vosctl" reboot
+    check "the hub notes the reboot and reboots nothing" shows hub 'asks for a reboot'
+    run counters "$bin/vosctl" list
+    check "the hub counts the daemon's heartbeats" shows counters ' statusd .* [1-9][0-9]* '
+    show_trace
+}
+
+step_log() {
+    heading "A daemon's log is turned up and down from outside, and the ring shows where it logs"
+    local i eid file
+    eid=$("$bin/vosctl" list | awk '$2 == "statusd" {print $1}')
+    file=/tmp/log3/$eid.log
+    run ring "$bin/vosctl" log statusd
+    check "errors only, to standard error" shows ring '^level +error \(3\)'
+    check "the ring holds call sites of entries that were suppressed" shows ring '^    <[a-zA-Z_]+:[0-9]+>$'
+    check "the file holds no debug entry" eval "! grep -q 'load is' '$file'"
+    run up "$bin/vosctl" log statusd --level debug --dest 5 --max-size 2000
+    for ((i = 0; i < 500; i++)); do
+        ! grep -q 'load is' "$file" || break
+        sleep 0.02
+    done
+    check "debug entries reach the file at once" grep -q 'load is' "$file"
+    run down "$bin/vosctl" log statusd --level error
+    run logs "$bin/vosctl" log --all
+    check "the level is down again, the other settings stay" shows logs "^EID$eid +error \(3\) +5 +2000 "
+    tail -n 5 "$file" | sed 's/^/     | /'
+    check "the daemon ends its measurement and stops" finish statusd TERM
 }
 
 step_stop() {

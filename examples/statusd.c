@@ -8,12 +8,6 @@
 #include <stdio.h>
 #include <string.h>
 #include <time.h>
-#include <vos/cli.h>
-#include <vos/load.h>
-#include <vos/request.h>
-#include <vos/srpc.h>
-#include <vos/task.h>
-#include <vos/tmr.h>
 #include <vos/vos.h>
 
 #include "statusd.h"
@@ -111,6 +105,7 @@ static void measured(void *arg) {
     (void)arg;
     status.loadPercent = UTIL_calCpuOccupy(&status.before, &status.after);
     status.measuring = 0;
+    VOS_LOG_DEBUG("load is %u %%", status.loadPercent);
 }
 
 static void heartbeat(void *arg) {
@@ -177,6 +172,8 @@ int main(int argc, char **argv) {
     utilTmr_init(&status.reports);
     SRPC_setTaskParams(NULL, &procedures);
     printf("launched as entity %u\n", vosMsg_getHandleEid(status.handle));
+    vosLog_init(vosMsg_getHandleEid(status.handle));
+    VOS_LOG_NOTICE("launched"); /* recorded in the ring, written at this level and above only */
     heartbeat(NULL);
     report(NULL);
     /* A running measurement still needs the handle. */
@@ -184,12 +181,13 @@ int main(int argc, char **argv) {
         ret = turn(&waiting, &waitMask);
     }
     if (ret != VOS_RET_OK) {
-        fprintf(stderr, "statusd: the hub is gone (%u)\n", ret);
+        VOS_LOG_ERROR("the hub is gone (%u)", ret);
         return 1;
     }
     utilTmr_cleanup(&status.timers);
     utilTmr_cleanup(&status.reports);
     printf("stopped\n");
     vosMsg_cleanup(&status.handle);
+    vosLog_cleanup();
     return 0;
 }
