@@ -280,8 +280,8 @@ TEST(DnsQuery, IsAnsweredByARealServer) {
     const pid_t pid = fork();
     if (pid == 0) {
         dup2(ready[1], STDERR_FILENO);
-        execlp("dnsmasq", "dnsmasq", "--keep-in-foreground", "--conf-file=/dev/null", "--no-resolv", "--no-hosts",
-               "--user=root", "--pid-file", "--listen-address=127.0.0.1,::1", "--bind-interfaces", "--log-facility=-",
+        execlp("dnsmasq", "dnsmasq", "--no-daemon", "--conf-file=/dev/null", "--no-resolv", "--no-hosts",
+               "--listen-address=127.0.0.1,::1", "--bind-interfaces", "--log-facility=-",
                "--cname=www.example.com,web.example.com", "--host-record=web.example.com,10.1.2.3,2001:db8::3",
                nullptr);
         _exit(127);

@@ -181,18 +181,36 @@ TEST_F(ProcessTest, ResetsSignalsExceptSigintOnRequest) {
 }
 
 TEST_F(ProcessTest, LimitsTheChildAndDetachesIt) {
-    EXPECT_EQ(
-        runScript(
-            "ulimit -n; ulimit -v; ulimit -c; cut -d' ' -f6 /proc/$$/stat | grep -x $$ > /dev/null && echo leader",
-            [](PrctlSpawnRequest &request) {
-                request.nofileLimit = 40;
-                request.asLimit = 512 << 20;
-                request.rssLimit = 1 << 20;
-                request.disableCore = 1;
-                request.detach = 1;
-            })
-            .output,
-        "40\n524288\n0\nleader\n");
+    EXPECT_EQ(runScript("ulimit -n; ulimit -v; ulimit -c; cut -d' ' -f6 /proc/$$/stat | grep -qx $$ && echo leader",
+                        [](PrctlSpawnRequest &request) {
+                            request.nofileLimit = 40;
+                            request.asLimit = 512 << 20;
+                            request.rssLimit = 1 << 20;
+                            request.disableCore = 1;
+                            request.detach = 1;
+                        })
+                  .output,
+              "40\n524288\n0\nleader\n");
+}
+
+TEST_F(ProcessTest, GivesTheChildItsUserAndNetworkNamespace) {
+    ASSERT_EQ(system("ip netns add vosprobe"), 0);
+    EXPECT_EQ(runScript("ls /sys/class/net; id -u",
+                        [](PrctlSpawnRequest &request) {
+                            request.netnsName = "vosprobe";
+                            request.workDir = "/";
+                        })
+                  .output,
+              "lo\n0\n");
+    // The child goes on where it cannot be moved, and where the account may not change its user.
+    PrctlSpawnRequest request = inheriting("/usr/bin/id");
+    request.args = "-u";
+    request.netnsName = "vosabsent";
+    request.uid = 12345;
+    request.stderrFd = -1;
+    const std::string user = run(request).output;
+    EXPECT_TRUE(user == "12345\n" || user == "0\n") << user;
+    EXPECT_EQ(system("ip netns del vosprobe"), 0);
 }
 
 TEST_F(ProcessTest, ReturnsInTheChildWhenItCannotBePrepared) {

@@ -52,7 +52,7 @@ void unshareAll() {
 }
 
 // Puts an empty directory in the place of `path` and brings back what the tests need from below it.
-void replaceDirectory(const char *path, std::initializer_list<fs::path> keep) {
+void replaceDirectory(const char *path, std::initializer_list<fs::path> keep, const char *mode = "mode=1777") {
     struct Kept {
         fs::path path;
         int fd;
@@ -63,7 +63,7 @@ void replaceDirectory(const char *path, std::initializer_list<fs::path> keep) {
             kept.push_back({p, open(p.c_str(), O_PATH | O_CLOEXEC)});
         }
     }
-    if (mount("tmpfs", path, "tmpfs", 0, "mode=1777") != 0) {
+    if (mount("tmpfs", path, "tmpfs", 0, mode) != 0) {
         fail(path);
     }
     for (const Kept &k : kept) {
@@ -123,11 +123,18 @@ void enterSandbox() {
     fs::create_directory_symlink("/run", "/var/run");
     replaceDirectory("/run", {});
     fs::create_directory("/run/netns");
-    replaceDirectory("/dev", {"/dev/null", "/dev/zero", "/dev/full", "/dev/random", "/dev/urandom", "/dev/tty"});
+    // Nobody but its owner creates files there: the kernel's protection of sticky directories would keep shells from
+    // opening /dev/null.
+    replaceDirectory("/dev", {"/dev/null", "/dev/zero", "/dev/full", "/dev/random", "/dev/urandom", "/dev/tty"},
+                     "mode=755");
     mountTerminals();
     fs::create_symlink("/proc/self/fd", "/dev/fd");
     fs::create_directory("/dev/shm");
     loopbackUp();
+    // Shows the private interfaces, and may be taken away again.
+    if (mount("sysfs", "/sys", "sysfs", 0, nullptr) != 0) {
+        fail("/sys");
+    }
     if (chdir(cwd.c_str()) != 0 && chdir("/tmp") != 0) {
         fail("chdir");
     }
