@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "internal/guards.h"
+#include "internal/text_room.h"
 #include "vos/dbg.h"
 #include "vos/text.h"
 
@@ -212,7 +213,7 @@ VosRet hashmap_getAllKey(const HashMap *map, char *buf, uint32_t bucketsToScan, 
     if (map == nullptr || buf == nullptr) {
         return VOS_RET_BAD_ARG;
     }
-    const auto room = static_cast<int32_t>(std::min<uint32_t>(bufLen, INT32_MAX));
+    const auto room = vos::textRoom(bufLen);
     const uint32_t buckets = std::min(bucketsToScan, map->bucketCount);
     for (uint32_t bucket = 0; bucket < buckets; bucket++) {
         for (const ListEntry *entry = map->keyChains[bucket]; entry != nullptr; entry = entry->next) {

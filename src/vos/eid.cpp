@@ -8,6 +8,7 @@
 
 #include "internal/guards.h"
 #include "internal/slice.h"
+#include "internal/text_room.h"
 #include "vos/dbg.h"
 #include "vos/eid_table.h"
 #include "vos/hashmap.h"
@@ -97,7 +98,7 @@ VosRet vosEid_getAppName(char *buf, uint32_t bufLen, VosEntityId eid) {
     if (row == nullptr) {
         return VOS_RET_ERROR;
     }
-    util_strncpy(__func__, __LINE__, buf, row->name, static_cast<int32_t>(std::min<uint32_t>(bufLen, INT32_MAX)));
+    util_strncpy(__func__, __LINE__, buf, row->name, vos::textRoom(bufLen));
     return VOS_RET_OK;
 }
 
