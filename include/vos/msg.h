@@ -114,8 +114,8 @@ VosRet vosMsg_sendAndGetReplyWithTimeout(VosMsgHandle *handle, const VosMsgHeade
  *  A request with VOS_MSG_FLAG_SRPC is answered only by a reply that carries the flag and the same wordData; other
  *  replies of its type are dropped. Otherwise as vosMsg_sendAndGetReply().
  *
- *  @param replyOut  receives the reply, freed by the caller; NULL on failure and, with VOS_RET_OK, after the request
- * had to be sent once more
+ *  @param replyOut  receives the reply, freed by the caller; NULL on failure and, with VOS_RET_OK, when the request had
+ *                   to be sent once more and that one went unanswered
  *  @return VOS_RET_OK or a transport code
  */
 VosRet vosMsg_sendAndGetReplyBuf(VosMsgHandle *handle, const VosMsgHeader *msg, VosMsgHeader **replyOut);
