@@ -44,32 +44,36 @@ uint32_t size32(const Bytes &bytes) {
 const auto vosFree = [](void *buffer) { VOS_FREE(buffer); };
 
 void addEncoders(const std::string &suffix, const Bytes &data) {
-    const std::string name = "base64 encode " + suffix;
+    const std::string plain = "base64 plain encode " + suffix;
+    const std::string tolerant = "base64 tolerant encode " + suffix;
     addRow(
-        name, "vos plain", data, [](const Bytes &in) { return UTIL_base64Encode(in.data(), size32(in)); }, vosFree);
+        plain, "vos", data, [](const Bytes &in) { return UTIL_base64Encode(in.data(), size32(in)); }, vosFree);
     addRow(
-        name, "vos tolerant", data,
+        tolerant, "vos", data,
         [](const Bytes &in) {
             char *text = nullptr;
             utilB64_encode(in.data(), size32(in), &text);
             return text;
         },
         vosFree);
-    addRow(
-        name, "openssl", data,
-        [](const Bytes &in) {
-            auto *text = static_cast<uint8_t *>(malloc((in.size() + 2) / 3 * 4 + 1));
-            EVP_EncodeBlock(text, in.data(), intSize(in));
-            return text;
-        },
-        free);
+    for (const std::string &name : {plain, tolerant}) {
+        addRow(
+            name, "openssl", data,
+            [](const Bytes &in) {
+                auto *text = static_cast<uint8_t *>(malloc((in.size() + 2) / 3 * 4 + 1));
+                EVP_EncodeBlock(text, in.data(), intSize(in));
+                return text;
+            },
+            free);
+    }
 }
 
 // `terminated` ends in a NUL that is no part of the text.
 void addDecoders(const std::string &suffix, const Bytes &terminated) {
-    const std::string name = "base64 decode " + suffix;
+    const std::string plain = "base64 plain decode " + suffix;
+    const std::string tolerant = "base64 tolerant decode " + suffix;
     addRow(
-        name, "vos plain", terminated,
+        plain, "vos", terminated,
         [](const Bytes &in) {
             uint32_t length = 0;
             uint8_t *bytes = UTILs_base64Decode(textOf(in), &length);
@@ -77,7 +81,7 @@ void addDecoders(const std::string &suffix, const Bytes &terminated) {
         },
         vosFree);
     addRow(
-        name, "vos tolerant", terminated,
+        tolerant, "vos", terminated,
         [](const Bytes &in) {
             uint8_t *bytes = nullptr;
             uint32_t length = 0;
@@ -85,13 +89,15 @@ void addDecoders(const std::string &suffix, const Bytes &terminated) {
             return bytes;
         },
         vosFree);
-    addRow(
-        name, "openssl", terminated,
-        [](const Bytes &in) {
-            auto *bytes = static_cast<uint8_t *>(malloc(in.size()));
-            return EVP_DecodeBlock(bytes, in.data(), intSize(in) - 1) > 0 ? bytes : nullptr;
-        },
-        free);
+    for (const std::string &name : {plain, tolerant}) {
+        addRow(
+            name, "openssl", terminated,
+            [](const Bytes &in) {
+                auto *bytes = static_cast<uint8_t *>(malloc(in.size()));
+                return EVP_DecodeBlock(bytes, in.data(), intSize(in) - 1) > 0 ? bytes : nullptr;
+            },
+            free);
+    }
 }
 
 void addHex(const std::string &suffix, const Bytes &data) {
