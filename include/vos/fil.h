@@ -59,6 +59,7 @@ int64_t utilFil_scaleSizetoKB(int64_t count, int64_t unitSize);
 
 /** @name Operating-system layer
  *  @{ */
+/** The worker of the utilFil_ function with the same suffix, and like it in everything. */
 int oalFil_isFilePresent(const char *path);
 uint32_t oalFil_getSize(const char *path);
 VosRet oalFil_copyToBuffer(const char *path, uint8_t *buf, uint32_t *bufSize);

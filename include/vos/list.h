@@ -91,21 +91,26 @@ ListNode *removeFront(NodeList *list);
 ListNode *removeEnd(NodeList *list);
 
 /** @name Look-up
- *  The first node whose data equals the key. Nodes without data are passed over.
- *
- *  @param isString  0: @p key points to an int32_t, as every data does; else both are texts
- *  @param nodeOut   receives the node; NULL when there is none
- *  @param prevOut   receives the node before it, or the node itself when it is the head; NULL when there is none
- *  @return 1 when found, else 0
  *  @{ */
+
+/** Finds the first node whose data equals the key. Nodes without data are passed over.
+ *
+ *  The key is an int32_t, as every data is then, or a text; findEntry() takes either, a text where isString is not 0.
+ *
+ *  @param nodeOut  receives the node; NULL when there is none
+ *  @param prevOut  receives the node before it, or the node itself when it is the head; NULL when there is none
+ *  @return 1 when found, else 0
+ */
 int findEntry(const NodeList *list, const void *key, int isString, ListNode **prevOut, ListNode **nodeOut);
 int findIntEntry(const NodeList *list, const int32_t *key, ListNode **prevOut, ListNode **nodeOut);
 int findStrEntry(const NodeList *list, const char *key, ListNode **prevOut, ListNode **nodeOut);
 /** @} */
 
 /** @name Removal
- *  Unlinks the first node whose data equals the key and returns it; NULL when there is none.
  *  @{ */
+
+/** Unlinks the first node whose data equals the key and returns it; NULL when there is none. Keys are as for
+ *  findEntry(). */
 ListNode *removeEntry(NodeList *list, const void *key, int isString);
 ListNode *removeIntEntry(NodeList *list, const int32_t *key);
 ListNode *removeStrEntry(NodeList *list, const char *key);

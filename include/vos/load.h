@@ -10,16 +10,16 @@
 
 /** Snapshot of the first line of /proc/stat, proc(5); times in clock ticks since boot. */
 typedef struct {
-    char name[24]; /**< "cpu" */
-    uint64_t user;
-    uint64_t nice;
-    uint64_t system;
-    uint64_t idle;
-    uint64_t iowait;
-    uint64_t irq;
-    uint64_t softirq;
-    uint64_t steal;
-    uint64_t guest;
+    char name[24];    /**< "cpu" */
+    uint64_t user;    /**< in user mode, guest time included */
+    uint64_t nice;    /**< in user mode with low priority */
+    uint64_t system;  /**< in the kernel */
+    uint64_t idle;    /**< idle */
+    uint64_t iowait;  /**< idle, waiting for a disk */
+    uint64_t irq;     /**< in interrupts */
+    uint64_t softirq; /**< in soft interrupts */
+    uint64_t steal;   /**< taken by other guests of a hypervisor */
+    uint64_t guest;   /**< running guests */
 } UtilCpuOccupy;
 VOS_STATIC_ASSERT(sizeof(UtilCpuOccupy) == 96, "daemons share snapshots");
 VOS_STATIC_ASSERT(offsetof(UtilCpuOccupy, user) == 24 && offsetof(UtilCpuOccupy, guest) == 88,

@@ -84,9 +84,13 @@ VOS_STATIC_ASSERT(offsetof(LogSharedConfig, maxSize) == 2572, "tools attach the 
 
 /** @name What daemons write their entries with: a printf format and its arguments
  *  @{ */
+/** An entry of level VOS_LOG_LEVEL_ERROR: an error. */
 #define VOS_LOG_ERROR(...) log_log(VOS_LOG_LEVEL_ERROR, __func__, (uint32_t)__LINE__, __VA_ARGS__)
+/** An entry of level VOS_LOG_LEVEL_NOTICE: a notable event. */
 #define VOS_LOG_NOTICE(...) log_log(VOS_LOG_LEVEL_NOTICE, __func__, (uint32_t)__LINE__, __VA_ARGS__)
+/** An entry of level VOS_LOG_LEVEL_DEBUG: tracing. */
 #define VOS_LOG_DEBUG(...) log_log(VOS_LOG_LEVEL_DEBUG, __func__, (uint32_t)__LINE__, __VA_ARGS__)
+/** An entry of level VOS_LOG_LEVEL_DEVEL: tracing for who develops the daemon. */
 #define VOS_LOG_DEVEL(...) log_log(VOS_LOG_LEVEL_DEVEL, __func__, (uint32_t)__LINE__, __VA_ARGS__)
 /** @} */
 
@@ -153,10 +157,11 @@ void vosLog_printf(uint32_t level, uint32_t destination, bool appendNewline, con
 void vosLog_cache(const char *func, uint32_t line);
 
 /** @name Settings
- *  In the shared segment; while none is attached a setter does nothing and a getter gives 3, 1 and 32 (a maximum size
- *  of 32 here and 32768 after vosLog_init(), as callers know it). The header mask is the process's own and always
- *  works. No value is checked.
  *  @{ */
+
+/** Reads or writes one setting, in the shared segment; while none is attached a setter does nothing and a getter gives
+ * 3, 1 and 32 (a maximum size of 32 here and 32768 after vosLog_init(), as callers know it). The header mask is the
+ * process's own and always works. No value is checked. */
 void vosLog_setLevel(uint32_t level);
 uint32_t vosLog_getLevel(void);
 void vosLog_setDestination(uint32_t destination);

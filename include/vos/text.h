@@ -35,6 +35,7 @@ int util_sprintf_alloc(const char *func, uint32_t line, char **out, const char *
 
 /** @name The standard string functions with NULL read as the empty text
  *  @{ */
+/** As its namesake in <string.h>, of which only NULL is new. */
 uint32_t util_strlen(const char *s);
 int util_strcmp(const char *a, const char *b);
 int util_strcasecmp(const char *a, const char *b);
@@ -60,7 +61,7 @@ char *util_strDupLower(const char *s);
 /** Upper case of 'b' to 'y' only, in place: 'a' and 'z' stay, as callers know it. Stops after 256 characters. */
 void UTIL_str2Upper(char *s);
 
-void util_strTrimL(char *s); /**< removes white space (blank, \\t \\n \\v \\f \\r) from the front; NULL does nothing */
+void util_strTrimL(char *s); /**< removes white space (isspace(3) of the C locale) from the front; NULL does nothing */
 void util_strTrimR(char *s); /**< removes white space from the end; NULL does nothing */
 void util_strTrim(char *s);  /**< removes white space from both ends; NULL does nothing */
 
@@ -71,6 +72,10 @@ int util_strIsInt(const char *s);
 VosRet util_getBaseDir(char *buf);
 
 /** @name Numbers
+ *  @{ */
+
+/** Reads a number; oal_ is the layer below, 64 and u tell the width and sign of the result.
+ *
  *  The whole text must be a number as strtol(3) reads it in @p base, and no error may occur; the empty text is 0.
  *  A value outside the range of the platform's long fails; one inside it is cut to the result's width.
  *
@@ -78,7 +83,7 @@ VosRet util_getBaseDir(char *buf);
  *  @param result  the number; 0 on failure
  *  @return VOS_RET_OK; VOS_RET_BAD_ARG for a text that is no number, for NULL and, for the unsigned forms, for a minus
  *          sign; util_strtoul() gives VOS_RET_BAD_VALUE for a NULL text
- *  @{ */
+ */
 VosRet util_strtol(const char *str, char **endp, int32_t base, int32_t *result);
 VosRet util_strtol64(const char *str, char **endp, int32_t base, int64_t *result);
 VosRet util_strtoul(const char *str, char **endp, int32_t base, uint32_t *result);

@@ -92,6 +92,7 @@ int parseGeneric(const char *path, const char *data, uint32_t dataLen, const Xml
 
 /** @name The callbacks that parseGeneric() gives to the tokenizer
  *  @{ */
+/** A callback of parseGeneric(), see XmlCallbacks; only for contexts that it opened. */
 void xmlTagBegin(XmlContext *ctx, const char *name, uint32_t len);
 void xmlAttr(XmlContext *ctx, const char *name, uint32_t len);
 void xmlValue(XmlContext *ctx, const char *text, uint32_t len, int partial);
