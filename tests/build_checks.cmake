@@ -22,3 +22,11 @@ add_test(NAME Build.InstalledTreeServesConsumers
 add_test(NAME Build.NdefRecordsAreReadByAnotherReader
     COMMAND ${PROJECT_SOURCE_DIR}/tests/check_ndef.sh $<TARGET_FILE:vosctl> ${CMAKE_CURRENT_BINARY_DIR}/ndef)
 set_tests_properties(Build.NdefRecordsAreReadByAnotherReader PROPERTIES SKIP_RETURN_CODE 77)
+
+# Captures of the monitor, read by tshark with our dissector.
+if(TARGET vosctl AND TARGET vos-hubd)
+    add_test(NAME Build.CapturesAreReadByWireshark
+        COMMAND ${PROJECT_SOURCE_DIR}/tests/check_dissector.sh $<TARGET_FILE:vos-hubd> $<TARGET_FILE:vosctl>
+            ${PROJECT_SOURCE_DIR}/tools/wireshark/vos.lua)
+    set_tests_properties(Build.CapturesAreReadByWireshark PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 120)
+endif()

@@ -11,6 +11,7 @@
 #include "command.h"
 #include "common/message_line.h"
 #include "common/msg_names.h"
+#include "pcap.h"
 #include "stop_signals.h"
 
 namespace {
@@ -20,6 +21,7 @@ struct Options {
     std::string entity;
     uint64_t count = 0;  // 0: without end
     bool json = false;
+    std::string pcap;
 };
 
 /** One message as the hub saw it. */
@@ -137,12 +139,20 @@ std::optional<Seen> decode(const VosMsgHeader &msg) {
     return seen;
 }
 
+Sink sinkFor(const Options &options) {
+    if (options.pcap.empty()) {
+        return options.json ? printJson : printText;
+    }
+    auto file = std::make_shared<vosctl::PcapFile>(options.pcap);
+    return [file](const Seen &seen) { file->write(seen.record, seen.header, seen.payload); };
+}
+
 void run(const Options &options) {
     Filter filter{.anyType = options.type.empty(), .anyEntity = options.entity.empty()};
     if (!filter.anyType) {
         filter.type = vosctl::parseType(options.type);
     }
-    const Sink sink = options.json ? printJson : printText;
+    const Sink sink = sinkFor(options);
     setvbuf(stdout, nullptr, _IOLBF, 0);
     const vosctl::StopSignals signals;
 
@@ -179,7 +189,10 @@ const vosctl::Command kCommand{
         vosctl::addType(app, "--type", options->type);
         vosctl::addEntity(app, "--entity", options->entity);
         app.add_option("-c,--count", options->count, "stop after so many messages")->type_name("N");
-        app.add_flag("--json", options->json, "one JSON object a line, payload in hexadecimal");
+        CLI::Option *json = app.add_flag("--json", options->json, "one JSON object a line, payload in hexadecimal");
+        app.add_option("--pcap", options->pcap, "write a capture for Wireshark instead; - for standard output")
+            ->type_name("FILE")
+            ->excludes(json);
         app.callback([options] { run(*options); });
     }};
 

@@ -1,0 +1,46 @@
+#!/usr/bin/env bash
+# check_dissector.sh HUB VOSCTL DISSECTOR: captures what a hub routes with vosctl monitor --pcap and has tshark read it
+# with our dissector. Skipped (77) without tshark or private namespaces.
+set -euo pipefail
+if [ "${4:-}" != --inside ]; then
+    command -v tshark > /dev/null || { echo "tshark is missing: apt-get install tshark"; exit 77; }
+    for try in "" "--user --map-root-user"; do
+        # shellcheck disable=SC2086 # the options are words
+        if unshare $try --mount --net true 2> /dev/null; then
+            exec unshare $try --mount --net "$BASH" "$0" "$(realpath "$1")" "$(realpath "$2")" "$(realpath "$3")" --inside
+        fi
+    done
+    echo "this account may not create namespaces"
+    exit 77
+fi
+vosctl=$2
+scratch=$(mktemp -d)
+mount -t tmpfs tmpfs /var
+cp "$3" "$scratch/vos.lua"
+cd "$scratch"
+"$1" &
+hub=$!
+trap 'kill "$hub" 2> /dev/null; wait; rm -rf "$scratch"' EXIT
+until [ -S /var/hubd_messaging_server_addr ]; do sleep 0.02; done
+
+"$vosctl" monitor --pcap trace.pcap --type VOS_MSG_GET_EID_BY_APP_NAME -c 2 &
+monitor=$!
+# Asks until the monitor has seen a request and its reply; what it misses before it is attached does not matter.
+while kill -0 "$monitor" 2> /dev/null; do
+    "$vosctl" request hubd VOS_MSG_GET_EID_BY_APP_NAME --hex '68 75 62 64 00' > /dev/null || true # "hubd"
+done
+wait "$monitor"
+
+read_capture() { HOME=$scratch tshark -X "lua_script:vos.lua" -r trace.pcap "$@" 2> tshark.log; }
+fields=$(read_capture -T fields -E separator=, -e frame.protocols -e vos.type -e vos.dst -e vos.flags.request \
+    -e vos.length -e vos.name -Y vos.flags.request==1)
+echo "$fields"
+[[ $fields == vos,0x10003627,20,1,5,hubd ]] || [[ $fields == vos,0x10003627,20,True,5,hubd ]] || { cat tshark.log; exit 1; }
+replies=$(read_capture -T fields -E separator=, -e vos.src -e vos.word -e _ws.col.Info -Y vos.flags.response==1)
+echo "$replies"
+[[ $replies == "20,20,VOS_MSG_GET_EID_BY_APP_NAME reply = 20, 0 bytes" ]]
+
+# A capture that ends inside a header is no reason to stumble.
+head -c 60 trace.pcap > cut.pcap
+HOME=$scratch tshark -X lua_script:vos.lua -r cut.pcap > cut.log 2>&1 || true
+! grep -i "lua error" cut.log
