@@ -1,4 +1,5 @@
-# Headers, both libraries, vos.pc and the CMake package.
+# Headers, both libraries, vos.pc and the CMake package; all for developers (component dev) but the shared library.
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME dev)
 include(CMakePackageConfigHelpers)
 
 set(vos_header_filter "")
@@ -8,7 +9,8 @@ endforeach()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/vos DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
     FILES_MATCHING PATTERN "*.h" ${vos_header_filter})
 install(TARGETS vos vos_static EXPORT vosTargets
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/vosConfig.cmake.in ${PROJECT_BINARY_DIR}/vosConfig.cmake
     INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vos)

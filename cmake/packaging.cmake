@@ -1,0 +1,57 @@
+# Debian packages with CPack: libvos1, libvos-dev and vos-tools. scripts/package.sh builds and checks them.
+# Included after install.cmake and the tools, whose components are runtime, dev and tools.
+set(packaging_dir ${PROJECT_SOURCE_DIR}/packaging/debian)
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME libvos)
+set(CPACK_PACKAGE_CONTACT "libvos maintainers <libvos@gateway.invalid>")
+set(CPACK_DEBIAN_PACKAGE_MAINTAINER ${CPACK_PACKAGE_CONTACT})
+set(CPACK_PACKAGE_VENDOR libvos)
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
+set(CPACK_PACKAGE_HOMEPAGE_URL "")
+set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_COMPONENTS_ALL runtime dev tools)
+set(CPACK_COMPONENTS_GROUPING ONE_PER_GROUP)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS OFF)
+set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/package_stage.cmake)
+set(CPACK_POST_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/package_triggers.cmake)
+
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libvos${PROJECT_VERSION_MAJOR})
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${packaging_dir}/triggers)
+set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "Messages between processes through a hub, a log, memory, timers, child
+processes, and helpers for text, addresses and data formats.
+.
+This package holds the shared library.")
+set(CPACK_DEBIAN_DEV_PACKAGE_NAME libvos-dev)
+set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "libvos${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION}-1)")
+set(CPACK_COMPONENT_DEV_DESCRIPTION "Messages between processes through a hub, a log, memory, timers, child
+processes, and helpers for text, addresses and data formats.
+.
+This package holds headers, the static library, manual pages, and what
+pkg-config and CMake need.")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME vos-tools)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION devel)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libvos${PROJECT_VERSION_MAJOR} (>= ${PROJECT_VERSION})")
+set(CPACK_COMPONENT_TOOLS_DESCRIPTION "A hub that routes messages between daemons on a development machine, a
+command-line tool that sends, shows, measures and records them, and a
+dissector of its captures for Wireshark.")
+
+foreach(part IN ITEMS runtime:libvos${PROJECT_VERSION_MAJOR} dev:libvos-dev tools:vos-tools)
+    string(REPLACE ":" ";" part ${part})
+    list(GET part 0 component)
+    list(GET part 1 package)
+    install(FILES ${packaging_dir}/copyright DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${package}
+        COMPONENT ${component} EXCLUDE_FROM_ALL)
+    install(FILES ${packaging_dir}/changelog DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${package}
+        RENAME changelog.Debian COMPONENT ${component} EXCLUDE_FROM_ALL)
+endforeach()
+
+include(CPack)

@@ -1,0 +1,105 @@
+#!/usr/bin/env bash
+# Builds the Debian packages libvos1, libvos-dev and vos-tools into build/package and checks them: lintian, the list of
+# files, and, where this account may chroot, a fresh Debian tree with the packages in which the examples are built and
+# run. ./scripts/package.sh [--no-tree]
+set -euo pipefail
+cd "$(dirname "$0")/.."
+# shellcheck source=scripts/packages.sh
+. scripts/packages.sh
+root=$PWD
+build=$root/build/package
+suite=$(. /etc/os-release && echo "${VERSION_CODENAME:-stable}")
+mirror=${VOS_DEBIAN_MIRROR:-http://deb.debian.org/debian}
+
+say() { printf '== %s\n' "$1"; }
+fail() {
+    echo "package.sh: $1" >&2
+    exit 1
+}
+# fail_with LOG TEXT: the end of a log, then the line that says what failed.
+fail_with() {
+    tail -n 10 "$1" >&2
+    fail "$2; all of it is in $1"
+}
+
+case "${1:-}" in
+    "" | --no-tree) ;;
+    *) fail "unknown argument '$1'; usage: ./scripts/package.sh [--no-tree]" ;;
+esac
+install_packages build package
+
+say "building"
+cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr -DVOS_BUILD_DOCS=ON \
+    -DVOS_WITH_ANDROID_LOG=OFF -DCMAKE_C_FLAGS="${CFLAGS:-} -fstack-protector-strong -D_FORTIFY_SOURCE=2" \
+    -DCMAKE_CXX_FLAGS="${CXXFLAGS:-} -fstack-protector-strong -D_FORTIFY_SOURCE=2" \
+    -DCMAKE_EXE_LINKER_FLAGS="-Wl,-z,relro -Wl,-z,now" > /dev/null
+cmake --build "$build" > "$build/build.log" 2>&1 || fail_with "$build/build.log" "the build failed"
+rm -f "$build"/*.deb
+(umask 022 && cd "$build" && cpack -G DEB > cpack.log 2>&1) || fail_with "$build/cpack.log" "cpack failed"
+debs=("$build"/*.deb)
+for deb in "${debs[@]}"; do
+    printf '%s: %s files, %s KiB installed, depends on %s\n' "${deb##*/}" "$(dpkg-deb -c "$deb" | grep -vc '/$')" \
+        "$(dpkg-deb -f "$deb" Installed-Size)" "$(dpkg-deb -f "$deb" Depends)"
+done
+
+say "lintian"
+lintian --fail-on error,warning --suppress-tags initial-upload-closes-no-bugs --allow-root "${debs[@]}" ||
+    fail "lintian complains"
+
+[ "${1:-}" != --no-tree ] || exit 0
+[ "$(id -u)" = 0 ] || fail "the Debian tree needs root (chroot); --no-tree leaves it out"
+tree=$(mktemp -d /var/tmp/vos-tree.XXXXXX)
+trap 'umount -l "$tree/proc" 2> /dev/null || true; rm -rf --one-file-system "$tree"' EXIT
+say "a fresh Debian tree ($suite) with the packages"
+cache=$root/build/debootstrap
+mkdir -p "$cache"
+debootstrap --variant=minbase --include=gcc,libc6-dev,pkg-config --cache-dir="$cache" "$suite" "$tree" "$mirror" \
+    > "$build/debootstrap.log" 2>&1 || fail_with "$build/debootstrap.log" "debootstrap of $suite from $mirror failed"
+cp "${debs[@]}" "$tree/tmp/"
+mkdir -p "$tree/src"
+cp -r examples "$tree/src/programs"
+cp -r docs/examples "$tree/src/manual"
+[ ! -e /etc/apt/apt.conf.d ] || cp -r /etc/apt/apt.conf.d/*prox* "$tree/etc/apt/apt.conf.d/" 2> /dev/null || true
+cp /etc/resolv.conf "$tree/etc/" 2> /dev/null || true
+chroot "$tree" sh -c 'apt-get update -q && apt-get install -q -y --no-install-recommends /tmp/*.deb' \
+    > "$build/install.log" 2>&1 || fail_with "$build/install.log" "the packages do not install"
+
+say "the examples, built and run in that tree"
+cat > "$tree/src/run" <<'INSIDE'
+set -eu
+cd /src
+flags="-std=gnu11 -D_GNU_SOURCE"
+for source in programs/*.c; do
+    gcc $flags -Wall -o "/usr/local/bin/$(basename "$source" .c)" "$source" $(pkg-config --cflags --libs vos)
+done
+mkdir -p /plugin/bin /var/run/netns
+: > /var/run/netns/guest
+printf 'Name: com.operator.example\nImportInterface: wifi, led\n' > /plugin/Info.plugin
+rm -f /tmp/*.deb
+vos-hubd > /hub.log 2>&1 &
+hub=$!
+until [ -S /var/hubd_messaging_server_addr ]; do sleep 0.05; done
+cd /plugin/bin
+failed=0
+for source in /src/manual/*.c; do
+    name=$(basename "$source" .c)
+    gcc $flags -o "/src/manual_$name" "$source" $(pkg-config --cflags --libs vos)
+    sed -n '/^\/\* Prints:$/,/^\*\/$/p' "$source" | sed '1d;$d' > /expected
+    "/src/manual_$name" | sed 's/\x1b\[[0-9;]*m//g' > /printed || true
+    if diff /expected /printed; then
+        echo "ok $name"
+    else
+        echo "FAILED $name"
+        failed=1
+    fi
+done
+echo_daemon --name echo > /dev/null &
+echo=$!
+for i in 1 2 3 4 5 6 7 8 9; do vosctl list | grep -q ' echo ' && break; sleep 0.1; done
+vosctl ping echo -c 100 && client echo "from the tree" && kill "$echo" "$hub" && wait || failed=1
+exit $failed
+INSIDE
+mount -t proc proc "$tree/proc"
+unshare --mount --ipc --net --pid --fork --kill-child chroot "$tree" timeout 300 sh /src/run ||
+    fail "the examples do not run in the tree"
+say "done: ${debs[*]##*/}"
