@@ -38,3 +38,8 @@ if(CMAKE_BUILD_TYPE STREQUAL "Debug" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU"
         COMMAND ${PROJECT_SOURCE_DIR}/scripts/abi.sh check $<TARGET_FILE:vos>)
     set_tests_properties(Build.InterfaceIsThatOfTheLastRelease PROPERTIES SKIP_RETURN_CODE 77)
 endif()
+
+# The packaging recipes against what is installed.
+if(TARGET vosctl)
+    add_test(NAME Build.RecipesFitWhatIsInstalled COMMAND ${PROJECT_SOURCE_DIR}/packaging/check.sh ${PROJECT_BINARY_DIR})
+endif()
