@@ -66,6 +66,7 @@ TEST(PrefixAddress, IsSplitAtTheSlash) {
     EXPECT_EQ(util_parsePrefixAddress("any text", addr, sizeof addr, &plen), VOS_RET_OK);
     EXPECT_EQ(plen, 128u);
     EXPECT_EQ(util_parsePrefixAddress("::/4294967295", addr, sizeof addr, &plen), VOS_RET_BAD_ARG);
+    EXPECT_EQ(util_parsePrefixAddress("::/4294967360", addr, sizeof addr, &plen), VOS_RET_BAD_ARG);
     EXPECT_STREQ(addr, "");
 }
 

@@ -253,6 +253,7 @@ TEST(Pvc, ReadsAndWritesDesignators) {
     for (const Case &c : {Case{"PVC:8/35", VOS_RET_OK, 8, 35}, Case{"PVC: 8/35", VOS_RET_OK, 8, 35},
                           Case{"PVC:8-35", VOS_RET_BAD_ARG, -1, -1}, Case{"SVC:8/35", VOS_RET_BAD_VALUE, -1, -1},
                           Case{"8/35", VOS_RET_BAD_VALUE, -1, -1}, Case{"PVC:256/35", VOS_RET_BAD_VALUE, 256, 35},
+                          Case{"PVC:4294967304/35", VOS_RET_BAD_VALUE, INT32_MAX, 35},
                           Case{"PVC:0/31", VOS_RET_BAD_VALUE, 0, 31}, Case{"PVC:255/65535", VOS_RET_OK, 255, 65535},
                           Case{nullptr, VOS_RET_BAD_ARG, -1, -1}, Case{longText.c_str(), VOS_RET_BAD_VALUE, -1, -1}}) {
         SCOPED_TRACE(c.text == nullptr ? "NULL" : c.text);

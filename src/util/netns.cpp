@@ -78,6 +78,7 @@ void bindConfiguration(const char *name) {
     while (const char *entry = dir.next()) {
         char source[kPathSize];
         char target[kPathSize];
+        target[0] = '\0';
         if (!joinPath(source, dirPath, entry) || !joinPath(target, "/etc", entry) ||
             mount(source, target, "none", MS_BIND, nullptr) < 0) {
             childError("Bind %s -> %s failed: %s\n", source, target, strerror(errno));

@@ -1,4 +1,5 @@
 // ATM PVC designators, "PVC:vpi/vci".
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -15,7 +16,8 @@ constexpr int32_t kVciMin = 32;
 constexpr int32_t kVciMax = 65535;
 
 int32_t leadingNumber(const char *text) {
-    return static_cast<int32_t>(strtol(text, nullptr, 10));
+    // A number beyond 32 bits must not come back as a small one.
+    return static_cast<int32_t>(std::clamp<long>(strtol(text, nullptr, 10), INT32_MIN, INT32_MAX));
 }
 
 }  // namespace

@@ -1,0 +1,79 @@
+#!/usr/bin/env bash
+# Runs every fuzz target with AddressSanitizer and UndefinedBehaviorSanitizer, keeps what was found outside the
+# committed corpus, and writes the figures into docs/fuzzing.md. ./scripts/fuzz.sh [SECONDS] [TARGET…], 60 seconds for
+# each target by default; with targets named the document stays as it is.
+#
+# ./scripts/fuzz.sh --minimize [TARGET…] reduces each committed corpus to the inputs that reach code no other reaches,
+# with what earlier runs found.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+. scripts/packages.sh
+install_packages build fuzz
+
+seconds=60
+minimize=false
+case ${1:-} in
+--minimize)
+    minimize=true
+    shift
+    ;;
+*[!0-9]* | '') ;;
+*)
+    seconds=$1
+    shift
+    ;;
+esac
+cmake --preset fuzz > /dev/null
+cmake --build --preset fuzz
+targets=("$@")
+if [ ${#targets[@]} = 0 ]; then
+    mapfile -t targets < <(cd fuzz && ls fuzz_*.cpp | sed 's/^fuzz_//; s/\.cpp$//')
+fi
+temporary=$(mktemp -d)
+trap 'rm -rf "$temporary"' EXIT
+
+if $minimize; then
+    for target in "${targets[@]}"; do
+        mkdir -p "$temporary/$target" "build/fuzz/fuzz/found/$target" "fuzz/corpus/$target"
+        build/fuzz/bin/fuzz_"$target" -merge=1 "$temporary/$target" "fuzz/corpus/$target" \
+            "build/fuzz/fuzz/found/$target" > "$temporary/log" 2>&1 || { cat "$temporary/log" >&2; exit 1; }
+        before=$(ls "fuzz/corpus/$target" | wc -l)
+        rm -rf "fuzz/corpus/$target"
+        mv "$temporary/$target" "fuzz/corpus/$target"
+        echo "$target: $before inputs, now $(ls "fuzz/corpus/$target" | wc -l)"
+    done
+    exit 0
+fi
+
+table=$temporary/table
+printf '| target | executions | a second | edges | features | inputs kept |\n|---|---|---|---|---|---|\n' | tee "$table"
+for target in "${targets[@]}"; do
+    log=$temporary/$target.log
+    found=build/fuzz/fuzz/found/$target
+    mkdir -p "$found"
+    if ! build/fuzz/bin/fuzz_"$target" -max_total_time="$seconds" -rss_limit_mb=1024 -print_final_stats=1 \
+        -artifact_prefix="build/fuzz/$target-" "$found" "fuzz/corpus/$target" > "$log" 2>&1; then
+        tail -n 60 "$log" >&2
+        echo "fuzz_$target failed; its input is build/fuzz/$target-*" >&2
+        exit 1
+    fi
+    # What was found shrinks to the inputs that reach something new; the committed corpus stays as it is.
+    mkdir "$temporary/$target"
+    build/fuzz/bin/fuzz_"$target" -merge=1 "$temporary/$target" "fuzz/corpus/$target" "$found" > /dev/null 2>&1
+    rm -rf "$found" && mv "$temporary/$target" "$found"
+    last=$(grep -E '^#[0-9]+.* cov: ' "$log" | tail -n 1)
+    printf '| %s | %s | %s | %s | %s | %s |\n' "$target" \
+        "$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")" \
+        "$(sed -n 's/^stat::average_exec_per_sec: *//p' "$log")" \
+        "$(sed -n 's/.* cov: \([0-9]*\).*/\1/p' <<< "$last")" "$(sed -n 's/.* ft: \([0-9]*\).*/\1/p' <<< "$last")" \
+        "$(ls "$found" | wc -l)" | tee -a "$table"
+done
+if [ $# = 0 ]; then
+    {
+        sed '/^<!-- figures -->/,$d' docs/fuzzing.md
+        printf '<!-- figures -->\nLast written by `scripts/fuzz.sh %s`, %s seconds for each target, on %s processors, %s:\n\n' \
+            "$seconds" "$seconds" "$(nproc)" "$(date +%Y-%m-%d)"
+        cat "$table"
+    } > "$temporary/document"
+    cp "$temporary/document" docs/fuzzing.md
+fi

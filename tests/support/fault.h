@@ -1,0 +1,68 @@
+// Makes the library's calls for memory or descriptors fail one after the other. The hooks stand in the library's own
+// import table, so the library is the one that ships and nobody else's calls fail.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <functional>
+#include <type_traits>
+#include <vector>
+
+#include "vos/mem.h"
+#include "vos/ret.h"
+
+namespace vostest {
+
+enum class Resource { kMemory, kDescriptor };
+
+/** While one exists, this thread's calls into the library meet the failure that failEach() has set up. */
+class UnderFault {
+  public:
+    UnderFault();
+    ~UnderFault();
+    UnderFault(const UnderFault &) = delete;
+    UnderFault &operator=(const UnderFault &) = delete;
+};
+
+/** One call and what its header says about it. */
+struct Probe {
+    const char *call;
+    std::function<int64_t()> run;  // makes the call under UnderFault, frees what it gave and tells its result
+    int64_t success;
+    std::vector<int64_t> failures;
+    long leaks = 0;  // blocks that stay allocated after a failure, where the header says so
+};
+
+/** For every n: lets the n-th call for the resource fail and runs the probe, until none is left to fail. Each failure
+ *  must give one of the named results and leave neither blocks nor descriptors behind. */
+void failEach(Resource resource, const std::vector<Probe> &probes);
+
+/** Frees a block that the library took from the plain heap. */
+void freeLibraryBlock(void *block);
+
+/** A call's result; of a call that returns a new block 1 or 0, and the block is freed. */
+template <typename Call>
+int64_t result(Call call) {
+    using Result = std::invoke_result_t<Call>;
+    const UnderFault fault;
+    if constexpr (std::is_pointer_v<Result>) {
+        void *block = call();
+        VOS_FREE(block);
+        return block != nullptr ? 1 : 0;
+    } else {
+        return static_cast<int64_t>(call());
+    }
+}
+
+/** The result of a call with an output parameter for a new block, which must be given exactly on success. */
+template <typename T, typename Call>
+int64_t resultWithBlock(Call call) {
+    T *block = nullptr;
+    const int64_t ret = result([&] { return call(&block); });
+    EXPECT_EQ(block != nullptr, ret == VOS_RET_OK);
+    VOS_FREE(block);
+    return ret;
+}
+
+}  // namespace vostest
