@@ -4,7 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$0")"
 . scripts/packages.sh
-install_packages build test fuzz
+install_packages build test docs fuzz
 
 lanes=("$@")
 [ ${#lanes[@]} -gt 0 ] || lanes=(dev asan fuzz)
