@@ -47,4 +47,4 @@ if ! abidiff --exported-interfaces-only "${opaque[@]}" --no-added-syms "$baselin
     exit 1
 fi
 abidiff --exported-interfaces-only "${opaque[@]}" "$baseline" "$library" ||
-    echo "only additions: put new names into a version node of their own and run scripts/abi.sh update at the release"
+    echo "only additions: new names stand below a line @VOS_1.x in src/exports; run scripts/abi.sh update at the release"
