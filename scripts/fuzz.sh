@@ -45,6 +45,7 @@ if $minimize; then
     exit 0
 fi
 
+failed=()
 table=$temporary/table
 printf '| target | executions | a second | edges | features | inputs kept |\n|---|---|---|---|---|---|\n' | tee "$table"
 for target in "${targets[@]}"; do
@@ -55,7 +56,8 @@ for target in "${targets[@]}"; do
         -artifact_prefix="build/fuzz/$target-" "$found" "fuzz/corpus/$target" > "$log" 2>&1; then
         tail -n 60 "$log" >&2
         echo "fuzz_$target failed; its input is build/fuzz/$target-*" >&2
-        exit 1
+        failed+=("$target")
+        continue
     fi
     # What was found shrinks to the inputs that reach something new; the committed corpus stays as it is.
     mkdir "$temporary/$target"
@@ -68,6 +70,10 @@ for target in "${targets[@]}"; do
         "$(sed -n 's/.* cov: \([0-9]*\).*/\1/p' <<< "$last")" "$(sed -n 's/.* ft: \([0-9]*\).*/\1/p' <<< "$last")" \
         "$(ls "$found" | wc -l)" | tee -a "$table"
 done
+if [ ${#failed[@]} -gt 0 ]; then
+    echo "failed: ${failed[*]}" >&2
+    exit 1
+fi
 if [ $# = 0 ]; then
     {
         sed '/^<!-- figures -->/,$d' docs/fuzzing.md
