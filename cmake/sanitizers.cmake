@@ -14,4 +14,6 @@ option(VOS_COVERAGE "Count executed lines and branches" OFF)
 if(VOS_COVERAGE)
     add_compile_options(--coverage -fprofile-update=atomic)
     add_link_options(--coverage)
+    # With extensions gcc knows fork and exec, and a child writes its counters before it becomes another program.
+    set(CMAKE_CXX_EXTENSIONS ON)
 endif()

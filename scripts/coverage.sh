@@ -8,8 +8,9 @@ install_packages build test lint
 
 if [ "${1:-}" != --report-only ]; then
     cmake --preset coverage > /dev/null
-    cmake --build --preset coverage
+    # Counters of an earlier build would not fit the new one.
     find build/coverage -name '*.gcda' -delete
+    cmake --build --preset coverage
     ctest --preset coverage -j "$(nproc)" --progress
 fi
 [ -d build/coverage ] || { echo "nothing to report: run ./scripts/coverage.sh without --report-only" >&2; exit 1; }

@@ -3,8 +3,7 @@
 # committed corpus, and writes the figures into docs/fuzzing.md. ./scripts/fuzz.sh [SECONDS] [TARGET…], 60 seconds for
 # each target by default; with targets named the document stays as it is.
 #
-# ./scripts/fuzz.sh --minimize [TARGET…] reduces each committed corpus to the inputs that reach code no other reaches,
-# with what earlier runs found.
+# ./scripts/fuzz.sh --minimize [TARGET…] drops the inputs of the committed corpora that reach nothing the others do not.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
@@ -34,17 +33,19 @@ trap 'rm -rf "$temporary"' EXIT
 
 if $minimize; then
     for target in "${targets[@]}"; do
-        mkdir -p "$temporary/$target" "build/fuzz/fuzz/found/$target" "fuzz/corpus/$target"
-        build/fuzz/bin/fuzz_"$target" -merge=1 "$temporary/$target" "fuzz/corpus/$target" \
-            "build/fuzz/fuzz/found/$target" > "$temporary/log" 2>&1 || { cat "$temporary/log" >&2; exit 1; }
-        before=$(ls "fuzz/corpus/$target" | wc -l)
-        rm -rf "fuzz/corpus/$target"
-        mv "$temporary/$target" "fuzz/corpus/$target"
-        echo "$target: $before inputs, now $(ls "fuzz/corpus/$target" | wc -l)"
+        mkdir "$temporary/$target"
+        build/fuzz/bin/fuzz_"$target" -merge=1 "$temporary/$target" "fuzz/corpus/$target" > "$temporary/log" 2>&1 ||
+            { cat "$temporary/log" >&2; exit 1; }
+        for input in "fuzz/corpus/$target"/*; do
+            # libFuzzer names what it keeps by its SHA-1.
+            name=$(sha1sum < "$input" | cut -d ' ' -f 1)
+            [ -e "$temporary/$target/$name" ] || { rm "$input" && echo "$target: dropped ${input##*/}"; }
+        done
     done
     exit 0
 fi
 
+failed=()
 table=$temporary/table
 printf '| target | executions | a second | edges | features | inputs kept |\n|---|---|---|---|---|---|\n' | tee "$table"
 for target in "${targets[@]}"; do
@@ -55,7 +56,8 @@ for target in "${targets[@]}"; do
         -artifact_prefix="build/fuzz/$target-" "$found" "fuzz/corpus/$target" > "$log" 2>&1; then
         tail -n 60 "$log" >&2
         echo "fuzz_$target failed; its input is build/fuzz/$target-*" >&2
-        exit 1
+        failed+=("$target")
+        continue
     fi
     # What was found shrinks to the inputs that reach something new; the committed corpus stays as it is.
     mkdir "$temporary/$target"
@@ -68,6 +70,10 @@ for target in "${targets[@]}"; do
         "$(sed -n 's/.* cov: \([0-9]*\).*/\1/p' <<< "$last")" "$(sed -n 's/.* ft: \([0-9]*\).*/\1/p' <<< "$last")" \
         "$(ls "$found" | wc -l)" | tee -a "$table"
 done
+if [ ${#failed[@]} -gt 0 ]; then
+    echo "failed: ${failed[*]}" >&2
+    exit 1
+fi
 if [ $# = 0 ]; then
     {
         sed '/^<!-- figures -->/,$d' docs/fuzzing.md

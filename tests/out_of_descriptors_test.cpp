@@ -4,6 +4,7 @@
 #include <netinet/in.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <string>
@@ -261,6 +262,8 @@ TEST(OutOfDescriptors, MessagesAndLog) {
          {0}},
         {"redirection",
          [] {
+             struct stat before, after;
+             fstat(STDOUT_FILENO, &before);
              const int64_t ret = result([] { return vosLog_stdRedirect("/dev/null"); });
              const int32_t saved[] = {g_vosStdin, g_vosStdout, g_vosStderr};
              vosLog_stdRevert();
@@ -269,10 +272,12 @@ TEST(OutOfDescriptors, MessagesAndLog) {
                      close(fd);  // they stay open behind a reversal
                  }
              }
+             fstat(STDOUT_FILENO, &after);
+             EXPECT_TRUE(before.st_dev == after.st_dev && before.st_ino == after.st_ino);
              return ret;
          },
          kOk,
-         {kOk, VOS_RET_NO_RESOURCE}},
+         {VOS_RET_NO_RESOURCE}},
     });
     vosMsg_cleanup(&handle);
 }

@@ -8,7 +8,6 @@
 #include "support/files.h"
 #include "support/hub_process.h"
 #include "support/hub_script.h"
-#include "support/leak.h"
 #include "vos/codec.h"
 #include "vos/lzw.h"
 #include "vos/request.h"
@@ -469,7 +468,6 @@ TEST(OutOfMemory, Plugins) {
 
 TEST(OutOfMemory, Tasks) {
     Connection c;
-    const vostest::ExpectedLeak leak;
     check({{"start",
             [&] {
                 const int64_t ret =

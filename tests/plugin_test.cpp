@@ -160,7 +160,7 @@ TEST(PluginMessage, IsReadOnceAndOnlyWhenItsTextsLieWithinIt) {
     }
     Received open{numbers(1) + u64(32) + u64(0) + "ab"};
     EXPECT_EQ(UTIL_pluginRecvReqMsg(open.msg, &request), VOS_RET_BAD_ARG);
-    for (const size_t length : {0, 1, 31}) {
+    for (const size_t length : {0u, 1u, 31u}) {
         Received brief{std::string(length, '\0')};
         EXPECT_EQ(UTIL_pluginRecvReqMsg(brief.msg, &request), VOS_RET_BAD_ARG);
     }

@@ -193,7 +193,8 @@ int vosLog_security(const char *fmt, ...) VOS_PRINTF(1, 2);
 /** Puts a terminal in the place of standard input, output and error. Descriptors that are redirected already keep what
  *  was saved first.
  *
- *  @return VOS_RET_OK; VOS_RET_BAD_ARG for NULL or an empty path; VOS_RET_NO_RESOURCE when it cannot be opened
+ *  @return VOS_RET_OK; VOS_RET_BAD_ARG for NULL or an empty path; VOS_RET_NO_RESOURCE when it cannot be opened, or
+ *          when the process is out of descriptors and a standard one that cannot be saved stays as it is
  */
 VosRet vosLog_stdRedirect(const char *ttyPath);
 

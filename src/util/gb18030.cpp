@@ -232,7 +232,7 @@ const uint8_t *decodeCommon(const uint8_t *at, const uint8_t *end, uint8_t **out
         if (end - at < 3) {
             break;
         }
-        const uint32_t sequence = at[0] << 16u | at[1] << 8u | at[2];
+        const uint32_t sequence = uint32_t{at[0]} << 16 | uint32_t{at[1]} << 8 | at[2];
         const uint32_t unit = (sequence & 0x0F0000) >> 4 | (sequence & 0x3F00) >> 2 | (sequence & 0x3F);
         if ((sequence & 0xF0C0C0) != 0xE08080 || unit - 0x800 >= kHangul - 0x800) {
             break;
@@ -276,6 +276,7 @@ class Output {
     /** Hands the text out in a block of its own size. */
     char *finish() {
         *next++ = '\0';
+        // NOLINTNEXTLINE(clang-analyzer-optin.portability.UnixAPI): at least the terminator is there
         void *exact = realloc(begin_, static_cast<size_t>(next - begin_));
         void *text = exact != nullptr ? exact : begin_;
         begin_ = nullptr;

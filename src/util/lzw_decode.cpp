@@ -22,7 +22,8 @@ constexpr uint32_t kSlots = 1U << kMaxBits;
 constexpr uint32_t kExtraSlot = 1;  // the width grows this many codes before the table is full
 constexpr ptrdiff_t kPiece = 8;     // bytes copied at once
 constexpr uint32_t kWindow = 4;     // bytes read for one code
-constexpr uint32_t kNowhere = 0;    // place of a string that stands in no output
+constexpr uint64_t kWindowBits = 8 * uint64_t{kWindow};
+constexpr uint32_t kNowhere = 0;  // place of a string that stands in no output
 
 // One string of the table, in one word so that it is read and written at once.
 class String {
@@ -229,11 +230,11 @@ void Decoder::decodeString(uint32_t code) {
 template <uint32_t Width>
 void Decoder::runFast() {
     const uint64_t bitsLeft = inLength_ * 8 - bitPosition_;
-    if (bitsLeft < kWindow * 8 || outEnd_ - next_ < kPiece) {
+    if (bitsLeft < kWindowBits || outEnd_ - next_ < kPiece) {
         return;
     }
     const uint32_t topSlot = topSlot_ - (Width < kMaxBits ? kExtraSlot : 0);
-    const String *const lastSlot = table_ + std::min<uint64_t>(topSlot, nextSlot_ + (bitsLeft - kWindow * 8) / Width);
+    const String *const lastSlot = table_ + std::min<uint64_t>(topSlot, nextSlot_ + (bitsLeft - kWindowBits) / Width);
     // Copies that no stored byte can alias stay in registers.
     const uint8_t *const in = in_;
     const uint8_t *const out = out_;

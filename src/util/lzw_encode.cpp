@@ -113,6 +113,7 @@ Entry *findString(Encoder *s, int32_t prefix, uint8_t suffix) {
 }
 
 void writeCode(const Encoder *s, BitWriter &writer, int32_t c) {
+    // NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult): never more than kMaxBits
     LZW_ASSERT(0 <= c && c < 1 << s->bits);
     writer.putBits(s->bits, static_cast<uint32_t>(c));
 }
@@ -128,6 +129,7 @@ void addString(Encoder *s, BitWriter &writer, Entry *place, int32_t prefix, uint
     writeCode(s, writer, prefix);
     *place = (static_cast<Entry>(prefix) << 8 | suffix) << kMaxBits | static_cast<Entry>(s->tableSize);
     s->tableSize++;
+    // NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult): never more than kMaxBits
     if (s->tableSize >= 1 << s->bits) {
         s->bits++;
     }

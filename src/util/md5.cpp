@@ -13,7 +13,7 @@ constexpr uint32_t kInitialState[4] = {0x67452301, 0xefcdab89, 0x98badcfe, 0x103
 
 inline uint32_t word(const uint8_t *block, int index) {
     uint32_t value;
-    memcpy(&value, block + 4 * index, sizeof value);
+    memcpy(&value, block + 4 * ptrdiff_t{index}, sizeof value);
     return std::endian::native == std::endian::little ? value : __builtin_bswap32(value);
 }
 

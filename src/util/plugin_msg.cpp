@@ -116,7 +116,7 @@ VosRet takeReply(VosMsgHeader *message, PluginRespMsg *reply) {
         return VOS_RET_OK;
     }
     Numbers numbers{};
-    char *texts[std::size(kRespTexts)];
+    char *texts[std::size(kRespTexts)] = {};
     if (!readRecord(message, kRespSize, kRespTexts, &numbers, texts)) {
         return VOS_RET_BAD_ARG;
     }
@@ -175,7 +175,7 @@ VosRet UTIL_pluginSendReqMsg(VosMsgHandle *handle, const VosMsgHeader *templateH
 VosRet UTIL_pluginRecvReqMsg(VosMsgHeader *message, PluginReqMsg *request) {
     VOS_DBG_DEBUG("Enterd.>>");
     Numbers numbers{};
-    char *texts[std::size(kReqTexts)];
+    char *texts[std::size(kReqTexts)] = {};
     if (message == nullptr || request == nullptr || !readRecord(message, kReqSize, kReqTexts, &numbers, texts)) {
         return VOS_RET_BAD_ARG;
     }
@@ -193,7 +193,7 @@ VosRet UTIL_pluginRecvReqMsg(VosMsgHeader *message, PluginReqMsg *request) {
 VosRet UTIL_pluginRecvRespMsg(VosMsgHeader *message, PluginRespMsg *response) {
     VOS_DBG_DEBUG("Enterd.>>");
     Numbers numbers{};
-    char *texts[std::size(kRespTexts)];
+    char *texts[std::size(kRespTexts)] = {};
     if (message == nullptr || response == nullptr || !readRecord(message, kRespSize, kRespTexts, &numbers, texts)) {
         return VOS_RET_BAD_ARG;
     }

@@ -125,31 +125,33 @@ VosRet vosEid_getStringNamesFromBitMask(uint16_t mask, char **namesOut) {
     if (namesOut == nullptr) {
         return VOS_RET_BAD_ARG;
     }
-    VosRet ret = VOS_RET_OK;
+    uint32_t unknown = 0;
     uint32_t len = 1;
     forEachBit(mask, [&](uint32_t bit, const EntityInfo *row) {
-        if (row == nullptr) {
-            VOS_DBG_ERROR("unrecognized bitmask 0x%x", bit);
-            ret = VOS_RET_UNKNOWN_NAME;
-        } else {
-            len += static_cast<uint32_t>(strlen(row->name)) + 1;
-        }
+        unknown |= row == nullptr ? bit : 0;
+        len += row == nullptr ? 0 : static_cast<uint32_t>(strlen(row->name)) + 1;
     });
+    for (uint32_t bit = 1; bit <= unknown; bit <<= 1) {
+        if ((unknown & bit) != 0) {
+            VOS_DBG_ERROR("unrecognized bitmask 0x%x", bit);
+        }
+    }
     auto names = vos::allocZeroed<char>(len);
     if (!names) {
         VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
         return VOS_RET_NO_RESOURCE;
     }
     uint32_t idx = 0;
+    const char *const func = __func__;
     forEachBit(mask, [&](uint32_t, const EntityInfo *row) {
         if (row != nullptr) {
             idx += static_cast<uint32_t>(
-                util_snprintf(__func__, __LINE__, names.get() + idx, len - idx, idx == 0 ? "%s" : ",%s", row->name));
+                util_snprintf(func, __LINE__, names.get() + idx, len - idx, idx == 0 ? "%s" : ",%s", row->name));
         }
     });
     UTIL_ASSERT(idx < len);
     *namesOut = names.release();
-    return ret;
+    return unknown == 0 ? VOS_RET_OK : VOS_RET_UNKNOWN_NAME;
 }
 
 VosRet vosEid_getBitMaskFromStringNames(const char *names, uint16_t *maskOut) {

@@ -21,6 +21,7 @@ struct [[gnu::packed, gnu::aligned(4)]] Block {
     Block *flink;      // the links exist in free blocks only
     Block *blink;
 };
+// NOLINTNEXTLINE(bugprone-sizeof-expression): the pointer is meant
 static_assert(sizeof(Block *) == 8, "links are 64-bit words");
 static_assert(offsetof(Block, bsize) == 8 && offsetof(Block, flink) == 16 && offsetof(Block, blink) == 24);
 constexpr int64_t kHeader = offsetof(Block, flink);

@@ -16,9 +16,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <string_view>
 
 #include "support/files.h"
+#include "support/leak.h"
 
 namespace vostest {
 
@@ -227,7 +229,14 @@ bool runOnce(const Probe &probe, Resource resource, unsigned nth) {
     const size_t descriptors = openDescriptors();
     const long blocks = g_liveBlocks;
     t_fault = {resource, nth};
-    const int64_t outcome = probe.run();
+    int64_t outcome = 0;
+    {
+        std::optional<ExpectedLeak> leak;
+        if (probe.leaks > 0) {
+            leak.emplace();
+        }
+        outcome = probe.run();
+    }
     const bool failed = t_fault.countdown == 0;
     EXPECT_EQ(openDescriptors(), descriptors);
     const long permitted = blocks + (failed ? probe.leaks : 0);

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 #include <array>
+#include <cerrno>
 
 #include "internal/guards.h"
 
@@ -37,13 +38,19 @@ VosRet vosLog_stdRedirect(const char *ttyPath) {
         return VOS_RET_NO_RESOURCE;
     }
     opened.reset();
+    VosRet ret = VOS_RET_OK;
     for (const Standard &standard : kStandards) {
-        if (*standard.saved < 0) {
-            *standard.saved = duplicate(standard.fd);
+        if (*standard.saved >= 0) {
+            continue;
+        }
+        *standard.saved = duplicate(standard.fd);
+        if (*standard.saved < 0 && errno != EBADF) {
+            ret = VOS_RET_NO_RESOURCE;  // it could never be brought back
+        } else {
             dup2(tty.get(), standard.fd);
         }
     }
-    return VOS_RET_OK;
+    return ret;
 }
 
 VosRet vosLog_stdRevert() {
