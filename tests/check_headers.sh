@@ -8,11 +8,14 @@ case $standard in
     *) compiler=$3 language=c ;;
 esac
 status=0
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
 for header in "$include"/vos/*.h; do
     name=vos/$(basename "$header")
     # Twice, so that a missing include guard shows.
-    printf '#include "%s"\n#include "%s"\nextern int unused;\n' "$name" "$name" |
-        $compiler -std="$standard" -x $language -Wall -Wextra -Wshadow -Wconversion -Werror -I"$include" \
-            -fsyntax-only - || { echo "$name does not compile alone as $standard"; status=1; }
+    printf '#include "%s"\n#include "%s"\nextern int unused;\n' "$name" "$name" > "$scratch/header.$language"
+    $compiler -std="$standard" -x $language -Wall -Wextra -Wshadow -Wconversion -Werror -I"$include" \
+        -c "$scratch/header.$language" -o "$scratch/header.o" ||
+        { echo "$name does not compile alone as $standard"; status=1; }
 done
 exit $status

@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
 #include <functional>
 #include <string>
@@ -171,7 +172,7 @@ TEST(DnsQuery, SaysWhyItFails) {
     EXPECT_EQ(UTIL_dnsDoQuery("a", "none0", "127.0.0.1", out, sizeof out), VOS_RET_ERROR);
     EXPECT_EQ(lastError(), "Bind socket to device error, No such device(19)");
     EXPECT_EQ(UTIL_dnsDoQuery("a", nullptr, "203.0.113.1", out, sizeof out), VOS_RET_ERROR);
-    EXPECT_EQ(lastError(), "sendto fail, Network is unreachable(101)");
+    EXPECT_EQ(lastError(), std::string{"sendto fail, "} + strerror(ENETUNREACH) + "(101)");
     const int silent = socket(AF_INET, SOCK_DGRAM, 0);
     sockaddr_in local{};
     local.sin_family = AF_INET;

@@ -4,7 +4,9 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <linux/fs.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -165,7 +167,9 @@ TEST_F(TreeWalk, StaysInsideWhileDirectoriesTurnIntoLinks) {
     }
     std::jthread swapper{[this](const std::stop_token &stop) {
         while (!stop.stop_requested()) {
-            renameat2(AT_FDCWD, (root_ / "a/b").c_str(), AT_FDCWD, (root_ / "a/link").c_str(), RENAME_EXCHANGE);
+            // musl has no wrapper for it
+            syscall(SYS_renameat2, AT_FDCWD, (root_ / "a/b").c_str(), AT_FDCWD, (root_ / "a/link").c_str(),
+                    RENAME_EXCHANGE);
         }
     }};
     for (int i = 0; i < 10000; i++) {

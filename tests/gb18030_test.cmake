@@ -1,4 +1,5 @@
-find_package(ICU REQUIRED COMPONENTS uc)
+vos_test_of_family(VOS_WITH_GB18030)
+vos_test_needs(ICU COMPONENTS uc)
 target_link_libraries(${name} PRIVATE ICU::uc)
 
 # The committed tables are what the generator makes of ICU.

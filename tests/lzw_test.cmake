@@ -1,3 +1,2 @@
-find_package(PkgConfig REQUIRED)
-pkg_check_modules(LIBTIFF REQUIRED IMPORTED_TARGET libtiff-4)
-target_link_libraries(${name} PRIVATE PkgConfig::LIBTIFF)
+vos_test_needs(TIFF)
+target_link_libraries(${name} PRIVATE TIFF::TIFF)

@@ -1,5 +1,3 @@
-find_package(OpenSSL REQUIRED COMPONENTS Crypto)
+vos_test_of_family(VOS_WITH_SECURITY)
+vos_test_needs(OpenSSL COMPONENTS Crypto)
 target_link_libraries(${name} PRIVATE OpenSSL::Crypto)
-if(NOT VOS_WITH_SECURITY)  # nothing to test: only the entry point that every test has
-    set_property(TARGET ${name} PROPERTY SOURCES ${CMAKE_CURRENT_SOURCE_DIR}/support/sandbox.cpp)
-endif()

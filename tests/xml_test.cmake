@@ -1,2 +1,2 @@
-find_package(EXPAT REQUIRED)
+vos_test_needs(EXPAT)
 target_link_libraries(${name} PRIVATE EXPAT::EXPAT)

@@ -45,6 +45,11 @@ SyslogLine parse(const std::string &datagram) {
     while (!rest.empty() && (rest.back() == '\0')) {
         rest.pop_back();
     }
+#ifndef __GLIBC__  // musl ends every text with a new line
+    if (rest.ends_with('\n')) {
+        rest.pop_back();
+    }
+#endif
     line.text = rest;
     return line;
 }

