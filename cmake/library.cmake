@@ -67,12 +67,6 @@ set_target_properties(vos PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJ
     LINKER_LANGUAGE C LINK_DEPENDS ${vos_map})
 set_target_properties(vos_static PROPERTIES OUTPUT_NAME vos LINKER_LANGUAGE C EXPORT_NAME vos-static)
 target_link_options(vos PRIVATE -Wl,--version-script=${vos_map} -Wl,--gc-sections -Wl,--as-needed -Wl,--hash-style=gnu)
-# Calls inside the library need no look-up by name.
-include(CheckLinkerFlag)
-check_linker_flag(C -Wl,-Bsymbolic-functions VOS_LINKER_BINDS_FUNCTIONS)
-if(VOS_LINKER_BINDS_FUNCTIONS)
-    target_link_options(vos PRIVATE -Wl,-Bsymbolic-functions)
-endif()
 if(NOT VOS_SANITIZE)
     target_link_options(vos PRIVATE -Wl,-z,defs -Wl,-z,relro -Wl,-z,now)
 endif()
