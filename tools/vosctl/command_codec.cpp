@@ -22,7 +22,7 @@ namespace {
 
 using vosctl::Failure;
 
-constexpr size_t kPiece = 48 * 1024;  // whole groups of every codec
+constexpr size_t kPiece = size_t{48} * 1024;  // whole groups of every codec
 
 class Input {
   public:
