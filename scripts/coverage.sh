@@ -15,5 +15,5 @@ if [ "${1:-}" != --report-only ]; then
 fi
 [ -d build/coverage ] || { echo "nothing to report: run ./scripts/coverage.sh without --report-only" >&2; exit 1; }
 gcovr --root . --object-directory build/coverage --filter src/ --exclude-throw-branches \
-    --exclude-unreachable-branches --json-summary build/coverage/summary.json build/coverage/CMakeFiles/vos_objects.dir
+    --exclude-unreachable-branches --json-summary build/coverage/summary.json build/coverage
 python3 scripts/coverage_table.py build/coverage/summary.json

@@ -9,7 +9,7 @@ namespace hubd {
 
 namespace {
 
-constexpr size_t kHighWater = 512 * 1024;
+constexpr size_t kHighWater = size_t{512} * 1024;
 
 }  // namespace
 

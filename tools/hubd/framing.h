@@ -65,7 +65,7 @@ class FrameReader {
         }
         if (assembled) {
             whole_ = std::move(partial);
-            partial.clear();
+            partial.clear();  // NOLINT(bugprone-use-after-move): which makes it a fresh one
             if (!sink(frameAt(whole_.bytes()))) {
                 return ReadStatus::ok;
             }
@@ -93,7 +93,7 @@ class FrameReader {
     }
 
   private:
-    static constexpr size_t kBufferSize = 256 * 1024;
+    static constexpr size_t kBufferSize = size_t{256} * 1024;
 
     static Frame frameAt(std::span<const std::byte> bytes) {
         Frame frame;

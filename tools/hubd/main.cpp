@@ -36,6 +36,7 @@ void addOptions(CLI::App &app, hubd::Options &options) {
 
 }  // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape): without memory for its command line the program may end
 int main(int argc, char **argv) {
     hubd::Options options;
     CLI::App app{"Routes messages between daemons; stands in for the firmware's hub.", "vos-hubd"};

@@ -35,7 +35,7 @@ class OutQueue {
     }
 
   private:
-    static constexpr size_t kKeptCapacity = 64 * 1024;
+    static constexpr size_t kKeptCapacity = size_t{64} * 1024;
     std::vector<std::byte> bytes_;
     size_t head_ = 0;
 };

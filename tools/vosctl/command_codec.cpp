@@ -22,7 +22,7 @@ namespace {
 
 using vosctl::Failure;
 
-constexpr size_t kPiece = 48 * 1024;  // whole groups of every codec
+constexpr size_t kPiece = size_t{48} * 1024;  // whole groups of every codec
 
 class Input {
   public:
@@ -73,6 +73,7 @@ void writeAndFree(void *buffer, size_t size) {
     if (buffer == nullptr) {
         throw Failure{"out of memory"};
     }
+    // NOLINTNEXTLINE(bugprone-lambda-function-name): what a damaged block is reported under
     const std::unique_ptr<void, void (*)(void *)> owner{buffer, [](void *block) { VOS_FREE(block); }};
     write({static_cast<const char *>(buffer), size});
 }
@@ -192,7 +193,7 @@ void encodeLzw(Input &input) {
     if (encoded < 0 || flushed < 0) {
         input.refuse("could not be encoded");
     }
-    write(std::string_view{stream}.substr(0, static_cast<size_t>(encoded + flushed)));
+    write(std::string_view{stream}.substr(0, static_cast<size_t>(encoded) + static_cast<size_t>(flushed)));
 }
 
 void decodeLzw(Input &input) {

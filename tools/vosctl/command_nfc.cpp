@@ -21,6 +21,7 @@ struct Options {
 };
 
 void write(uint8_t *buffer, uint32_t length, const std::string &output) {
+    // NOLINTNEXTLINE(bugprone-lambda-function-name): what a damaged block is reported under
     const std::unique_ptr<uint8_t, void (*)(uint8_t *)> owned{buffer, [](uint8_t *block) { VOS_FREE(block); }};
     if (buffer == nullptr) {
         throw vosctl::Failure{"out of memory"};

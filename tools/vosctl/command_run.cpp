@@ -38,7 +38,7 @@ std::string findProgram(const std::string &name) {
     std::string rest = path == nullptr ? "/usr/bin:/bin" : path;
     while (!rest.empty()) {
         const size_t colon = rest.find(':');
-        const std::string candidate = rest.substr(0, colon) + "/" + name;
+        std::string candidate = rest.substr(0, colon) + "/" + name;
         if (access(candidate.c_str(), X_OK) == 0) {
             return candidate;
         }

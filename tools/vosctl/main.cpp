@@ -37,6 +37,7 @@ Command::Command(const char *commandName, const char *commandSummary, SetUp comm
 
 }  // namespace vosctl
 
+// NOLINTNEXTLINE(bugprone-exception-escape): without memory for its command line the program may end
 int main(int argc, char **argv) {
     CLI::App app{"Talks to the hub and to what runs on it.", "vosctl"};
     app.set_version_flag("--version", VOSCTL_VERSION);
