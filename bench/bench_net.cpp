@@ -192,7 +192,7 @@ void getifaddrsAddresses(benchmark::State &state) {
 void registerRows() {
     const auto add = [](const char *name, auto round) { benchmark::RegisterBenchmark(name, round)->UseRealTime(); };
     add("DNS query to a local server|vos", vosQuery);
-    add("DNS query to a local server|sendto/recvfrom", bareQuery);
+    add("DNS query to a local server|bare sendto + recvfrom", bareQuery);
     add("DNS query to a local server|c-ares", caresQuery);
     add("DNS decode, five answers|vos", vosDecode);
     add("DNS decode, five answers|c-ares", [](benchmark::State &state) { caresDecode(state, false); });
