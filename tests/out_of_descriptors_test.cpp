@@ -231,19 +231,7 @@ TEST(OutOfDescriptors, MessagesAndLog) {
     ASSERT_EQ(vosMsg_initByName("commands", &handle), kOk);
     std::filesystem::create_directories("/tmp/log3");
     check({
-        {"handle",
-         [] {
-             // The hub may not have noticed yet that the last one is gone.
-             static int number = 0;
-             const std::string name = "daemon" + std::to_string(number++);
-             VosMsgHandle *opened = nullptr;
-             const int64_t ret = result([&] { return vosMsg_initByName(name.c_str(), &opened); });
-             EXPECT_EQ(opened != nullptr, ret == kOk);
-             vosMsg_cleanup(&opened);
-             return ret;
-         },
-         kOk,
-         {kError}},
+        {"handle", vostest::resultOfLaunch, kOk, {kError}},
         {"remote command",
          [&] {
              VosMsgHeader command{};

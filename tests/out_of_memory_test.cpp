@@ -387,19 +387,7 @@ TEST(OutOfMemory, Messages) {
 
 TEST(OutOfMemory, Handles) {
     const vostest::HubProcess hub;
-    check({{"open",
-            [] {
-                // The hub may not have noticed yet that the last one is gone.
-                static int number = 0;
-                const std::string name = "daemon" + std::to_string(number++);
-                VosMsgHandle *handle = nullptr;
-                const int64_t ret = result([&] { return vosMsg_initByName(name.c_str(), &handle); });
-                EXPECT_EQ(handle != nullptr, ret == kOk);
-                vosMsg_cleanup(&handle);
-                return ret;
-            },
-            kOk,
-            {kNoResource, kError}}});
+    check({{"open", vostest::resultOfLaunch, kOk, {kNoResource, kError}}});
 }
 
 TEST(OutOfMemory, Plugins) {

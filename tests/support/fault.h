@@ -6,10 +6,12 @@
 
 #include <cstdint>
 #include <functional>
+#include <string>
 #include <type_traits>
 #include <vector>
 
 #include "vos/mem.h"
+#include "vos/msg.h"
 #include "vos/ret.h"
 
 namespace vostest {
@@ -62,6 +64,18 @@ int64_t resultWithBlock(Call call) {
     const int64_t ret = result([&] { return call(&block); });
     EXPECT_EQ(block != nullptr, ret == VOS_RET_OK);
     VOS_FREE(block);
+    return ret;
+}
+
+/** Opens and closes a handle at a running hub under a name of its own: the hub may not have noticed yet that the last
+ * one is gone. */
+inline int64_t resultOfLaunch() {
+    static int number = 0;
+    const std::string name = "daemon" + std::to_string(number++);
+    VosMsgHandle *handle = nullptr;
+    const int64_t ret = result([&] { return vosMsg_initByName(name.c_str(), &handle); });
+    EXPECT_EQ(handle != nullptr, ret == VOS_RET_OK);
+    vosMsg_cleanup(&handle);
     return ret;
 }
 
