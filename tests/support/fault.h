@@ -1,5 +1,4 @@
-// Makes the library's calls for memory or descriptors fail one after the other. The hooks stand in the library's own
-// import table, so the library is the one that ships and nobody else's calls fail.
+// Makes the library's calls for memory or descriptors fail one after the other.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -10,13 +9,12 @@
 #include <type_traits>
 #include <vector>
 
+#include "support/hooks.h"
 #include "vos/mem.h"
 #include "vos/msg.h"
 #include "vos/ret.h"
 
 namespace vostest {
-
-enum class Resource { kMemory, kDescriptor };
 
 /** While one exists, this thread's calls into the library meet the failure that failEach() has set up. */
 class UnderFault {
@@ -39,9 +37,6 @@ struct Probe {
 /** For every n: lets the n-th call for the resource fail and runs the probe, until none is left to fail. Each failure
  *  must give one of the named results and leave neither blocks nor descriptors behind. */
 void failEach(Resource resource, const std::vector<Probe> &probes);
-
-/** Frees a block that the library took from the plain heap. */
-void freeLibraryBlock(void *block);
 
 /** A call's result; of a call that returns a new block 1 or 0, and the block is freed. */
 template <typename Call>

@@ -1,0 +1,108 @@
+// Comes by LD_PRELOAD into every process of a test and lets one of the calls for memory or descriptors fail that the
+// library makes in all of them together; see scripts/fault_runs.py.
+//   VOSTEST_FAIL=memory:17           the 17th call fails; 0: none, only counted
+//   VOSTEST_FAULT_FILE=/path/to/it   what the processes share
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "support/hooks.h"
+
+namespace {
+
+using vostest::Resource;
+
+// The script that starts the tests reads it.
+struct Shared {
+    std::atomic<uint32_t> calls;
+    char path[4092];  // where the call failed, "OBJECT+OFFSET" a line, from the library's innermost frame outward
+    uint32_t paths[1024 * 1024];  // of each call, when they are only counted
+};
+static_assert(sizeof(Shared) == 4096 + 4 * 1024 * 1024);
+
+vostest::HookedLibrary g_library;
+Shared *g_shared = nullptr;
+Resource g_resource{};
+uint32_t g_nth = 0;
+
+struct Frame {
+    const Frame *caller;
+    uintptr_t returnAddress;
+};
+
+// Visits the library's frames and the first outside it, by frame pointers: the library has no unwind tables, and what
+// calls it may have no frame pointers.
+template <typename Visit>
+void walk(Visit visit) {
+    const auto *frame = static_cast<const Frame *>(__builtin_frame_address(0));
+    bool inside = false;
+    for (;; frame = frame->caller) {
+        const bool library = frame->returnAddress >= g_library.start && frame->returnAddress < g_library.end;
+        if (inside || library) {
+            visit(frame->returnAddress - 1);
+        }
+        if (inside && !library) {
+            return;
+        }
+        inside = library;
+    }
+}
+
+void describe() {
+    size_t length = 0;
+    walk([&](uintptr_t address) {
+        Dl_info object{};
+        dladdr(reinterpret_cast<void *>(address), &object);
+        const int added = snprintf(g_shared->path + length, sizeof g_shared->path - length, "%s+0x%zx\n",
+                                   object.dli_fname, address - reinterpret_cast<uintptr_t>(object.dli_fbase));
+        length = std::min(length + static_cast<size_t>(added), sizeof g_shared->path - 1);
+    });
+}
+
+uint32_t hashOfPath() {
+    uint32_t hash = 2166136261;
+    walk([&](uintptr_t address) { hash = (hash ^ static_cast<uint32_t>(address - g_library.start)) * 16777619; });
+    return hash;
+}
+
+bool fails(Resource resource) {
+    if (resource != g_resource) {
+        return false;
+    }
+    const uint32_t call = ++g_shared->calls;
+    if (g_nth == 0) {
+        g_shared->paths[call % std::size(g_shared->paths)] = hashOfPath();
+        return false;
+    }
+    if (call != g_nth) {
+        return false;
+    }
+    describe();
+    return true;
+}
+
+[[gnu::constructor]] void hook() {
+    const char *wanted = getenv("VOSTEST_FAIL");
+    const char *path = getenv("VOSTEST_FAULT_FILE");
+    const char *number = wanted != nullptr ? strchr(wanted, ':') : nullptr;
+    if (number == nullptr || path == nullptr) {
+        return;
+    }
+    g_resource = *wanted == 'm' ? Resource::kMemory : Resource::kDescriptor;
+    g_nth = static_cast<uint32_t>(strtoul(number + 1, nullptr, 10));
+    const int fd = open(path, O_RDWR | O_CLOEXEC);
+    void *map = mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+    close(fd);
+    if (map != MAP_FAILED) {
+        g_shared = static_cast<Shared *>(map);
+        g_library = vostest::hookLibrary(fails);
+    }
+}
+
+}  // namespace
