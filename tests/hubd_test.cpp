@@ -502,9 +502,8 @@ TEST(HubProtection, HoldsAFlooderBackUntilAWorkingReaderCatchesUp) {
         taken = rows[1].messagesIn;
     }
     uint32_t inOrder = 0;
-    for (uint32_t i = 0; i < kEvents; i++) {
-        const auto msg = reader.receive();
-        inOrder += msg && msg->header.wordData == i ? 1 : 0;
+    for (auto msg = reader.receive(); msg && msg->header.wordData == inOrder && ++inOrder < kEvents;) {
+        msg = reader.receive();
     }
     flood.join();
     EXPECT_EQ(inOrder, kEvents);

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <fstream>
 #include <functional>
+#include <stdexcept>
 #include <string>
 
 #include "support/files.h"
@@ -246,7 +247,11 @@ class Wire {
     void show(const char *what, const std::function<void()> &build, size_t hideAt = 0, size_t hideSize = 0,
               size_t hideNext = 0, size_t hideNextSize = 0) {
         build();
-        std::string bytes = hub.read().value_or(vostest::WireMessage{}).bytes();
+        const auto sent = hub.read();
+        if (!sent) {
+            throw std::runtime_error{std::string{what} + " sent nothing"};
+        }
+        std::string bytes = sent->bytes();
         hide(bytes, hideAt, hideSize);
         hide(bytes, hideNext, hideNextSize);
         text += std::string{what} + "\n" + dump(bytes);

@@ -86,6 +86,7 @@ TEST(NfcUrl, KeepsTheWholeAddress) {
 
 TEST(NfcReader, ReadsOneCharacterTypes) {
     std::string bytes = url("http://a");
+    ASSERT_FALSE(bytes.empty());
     uint8_t payload[255];
     uint32_t payloadLength = 0;
     uint32_t typeLength = 0;

@@ -1,11 +1,13 @@
 #include "support/hooks.h"
 
+#include <dlfcn.h>
 #include <elf.h>
 #include <fcntl.h>
 #include <link.h>
 #include <pthread.h>
 #include <pty.h>
 #include <sys/mman.h>
+#include <sys/shm.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -23,21 +25,18 @@ namespace {
 bool (*g_fails)(Resource) = nullptr;
 std::atomic<long> g_liveBlocks = 0;
 
+// Whether the call fails; errno says why.
 bool fails(Resource resource) {
-    return g_fails(resource);
+    if (!g_fails(resource)) {
+        return false;
+    }
+    errno = resource == Resource::kMemory ? ENOMEM : EMFILE;
+    return true;
 }
 
-// Counts the attempt for both resources, as a stream needs both.
+// Counts for both resources, as a stream needs both.
 bool failsAsStream() {
-    if (fails(Resource::kMemory)) {
-        errno = ENOMEM;
-        return true;
-    }
-    if (fails(Resource::kDescriptor)) {
-        errno = EMFILE;
-        return true;
-    }
-    return false;
+    return fails(Resource::kMemory) || fails(Resource::kDescriptor);
 }
 
 void *counted(void *block) {
@@ -48,11 +47,9 @@ void *counted(void *block) {
 // ---- the library's imports ----
 
 void *hookMalloc(size_t size) {
-    errno = ENOMEM;
     return fails(Resource::kMemory) ? nullptr : counted(malloc(size));
 }
 void *hookRealloc(void *block, size_t size) {
-    errno = ENOMEM;
     if (fails(Resource::kMemory)) {
         return nullptr;
     }
@@ -67,13 +64,22 @@ int hookPthreadCreate(pthread_t *thread, const pthread_attr_t *attributes, void 
     return fails(Resource::kMemory) ? EAGAIN : pthread_create(thread, attributes, start, arg);
 }
 
+pid_t hookFork() {
+    return fails(Resource::kMemory) ? -1 : fork();
+}
+int hookSystem(const char *command) {
+    return fails(Resource::kMemory) ? -1 : system(command);
+}
+void *hookMmap(void *at, size_t size, int protection, int flags, int fd, off_t offset) {
+    return fails(Resource::kMemory) ? MAP_FAILED : mmap(at, size, protection, flags, fd, offset);
+}
+int hookShmget(key_t key, size_t size, int flags) {
+    return fails(Resource::kMemory) ? -1 : shmget(key, size, flags);
+}
+
 template <typename Call>
 int descriptor(Call call) {
-    if (fails(Resource::kDescriptor)) {
-        errno = EMFILE;
-        return -1;
-    }
-    return call();
+    return fails(Resource::kDescriptor) ? -1 : call();
 }
 int hookOpen(const char *path, int flags, mode_t mode) {
     return descriptor([&] { return open(path, flags, mode); });
@@ -97,17 +103,29 @@ int hookFcntl(int fd, int command, long argument) {
     return descriptor([&] { return fcntl(fd, command, argument); });
 }
 int hookForkpty(int *master, char *name, const termios *modes, const winsize *size) {
-    return descriptor([&] { return forkpty(master, name, modes, size); });
+    return failsAsStream() ? -1 : forkpty(master, name, modes, size);
 }
 FILE *hookFopen(const char *path, const char *mode) {
     return failsAsStream() ? nullptr : fopen(path, mode);
 }
 FILE *hookFdopen(int fd, const char *mode) {
-    errno = ENOMEM;
     return fails(Resource::kMemory) ? nullptr : fdopen(fd, mode);
 }
 FILE *hookPopen(const char *command, const char *mode) {
     return failsAsStream() ? nullptr : popen(command, mode);
+}
+
+// What libcrypto makes for the library; not every program has it.
+constexpr const char *kCrypto[] = {"EVP_CIPHER_CTX_new", "EVP_MD_CTX_new", "EVP_PKEY_CTX_new",
+                                   "OSSL_LIB_CTX_new",   "PKCS12_init_ex", "BIO_new_file"};
+template <size_t index>
+void *hookCrypto(void *first, void *second, void *third) {
+    using Function = void *(void *, void *, void *);
+    constexpr std::string_view name = kCrypto[index];
+    if (name == "BIO_new_file" ? failsAsStream() : fails(Resource::kMemory)) {
+        return nullptr;
+    }
+    return reinterpret_cast<Function *>(dlsym(RTLD_DEFAULT, kCrypto[index]))(first, second, third);
 }
 
 struct Hook {
@@ -118,6 +136,8 @@ template <typename Function>
 Hook hook(std::string_view name, Function *function) {
     return {name, reinterpret_cast<void *>(function)};
 }
+
+// Calls for memory or descriptors that have no hook yet would go untested.
 constexpr std::string_view kUnhooked[] = {"calloc",     "strdup", "accept",  "accept4", "pipe",
                                           "socketpair", "dup3",   "opendir", "open64",  "epoll_create1"};
 
@@ -189,13 +209,18 @@ int patch(dl_phdr_info *object, size_t, void *data) {
     }
     // Not a constant of the namespace: constructors may run before that has its values.
     const Hook hooks[] = {
-        hook("malloc", hookMalloc), hook("realloc", hookRealloc),
-        hook("free", hookFree),     hook("open", hookOpen),
-        hook("openat", hookOpenat), hook("socket", hookSocket),
-        hook("pipe2", hookPipe2),   hook("dup", hookDup),
-        hook("fcntl", hookFcntl),   hook("forkpty", hookForkpty),
-        hook("fopen", hookFopen),   hook("fdopen", hookFdopen),
-        hook("popen", hookPopen),   hook("pthread_create", hookPthreadCreate),
+        hook("malloc", hookMalloc),      hook("realloc", hookRealloc),
+        hook("free", hookFree),          hook("open", hookOpen),
+        hook("openat", hookOpenat),      hook("socket", hookSocket),
+        hook("pipe2", hookPipe2),        hook("dup", hookDup),
+        hook("fcntl", hookFcntl),        hook("forkpty", hookForkpty),
+        hook("fopen", hookFopen),        hook("fdopen", hookFdopen),
+        hook("popen", hookPopen),        hook("pthread_create", hookPthreadCreate),
+        hook("fork", hookFork),          hook("system", hookSystem),
+        hook("mmap", hookMmap),          hook("shmget", hookShmget),
+        hook(kCrypto[0], hookCrypto<0>), hook(kCrypto[1], hookCrypto<1>),
+        hook(kCrypto[2], hookCrypto<2>), hook(kCrypto[3], hookCrypto<3>),
+        hook(kCrypto[4], hookCrypto<4>), hook(kCrypto[5], hookCrypto<5>),
     };
     const Imports imports = importsOf(*object);
     for (const auto &table : imports.tables) {
