@@ -517,13 +517,14 @@ TEST(OutOfMemory, FilesAndProcesses) {
          },
          kOk,
          {kNoResource}},
+        // Without a fork there is no child to wait for.
         {"spawn",
          [&] {
              PrctlProcessResult child{};
              return result([&] { return prctl_spawnProcess(&request, &child); });
          },
          kOk,
-         {kNoResource}},
+         {kNoResource, kBadArg}},
         {"long command",
          [&] { return result([&] { return UTIL_doSystemAction("t", "%s", longCommand.c_str()); }); },
          0,

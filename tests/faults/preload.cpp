@@ -87,6 +87,22 @@ bool fails(Resource resource) {
     return true;
 }
 
+// The sanitizers write to PATH.report.PID. Where they are two libraries, the second one does not take the path that its
+// options give.
+void tellWhereToReport(const char *path) {
+    void *runtime = dlopen("libubsan.so.1", RTLD_LAZY | RTLD_NOLOAD);
+    if (runtime == nullptr) {
+        return;
+    }
+    using SetPath = void(const char *);
+    if (auto *setPath = reinterpret_cast<SetPath *>(dlsym(runtime, "__sanitizer_set_report_path"))) {
+        char reports[512];
+        snprintf(reports, sizeof reports, "%s.report", path);
+        setPath(reports);
+    }
+    dlclose(runtime);
+}
+
 [[gnu::constructor]] void hook() {
     const char *wanted = getenv("VOSTEST_FAIL");
     const char *path = getenv("VOSTEST_FAULT_FILE");
@@ -94,6 +110,7 @@ bool fails(Resource resource) {
     if (number == nullptr || path == nullptr) {
         return;
     }
+    tellWhereToReport(path);
     g_resource = *wanted == 'm' ? Resource::kMemory : Resource::kDescriptor;
     g_nth = static_cast<uint32_t>(strtoul(number + 1, nullptr, 10));
     const int fd = open(path, O_RDWR | O_CLOEXEC);
