@@ -168,8 +168,10 @@ int main(int argc, char **argv) {
     }
     struct pollfd waiting = {.events = POLLIN};
     vosMsg_getEventHandle(status.handle, &waiting.fd);
-    utilTmr_init(&status.timers);
-    utilTmr_init(&status.reports);
+    if (utilTmr_init(&status.timers) != VOS_RET_OK || utilTmr_init(&status.reports) != VOS_RET_OK) {
+        fprintf(stderr, "statusd: no memory for timers\n");
+        return 1;
+    }
     SRPC_setTaskParams(NULL, &procedures);
     printf("launched as entity %u\n", vosMsg_getHandleEid(status.handle));
     vosLog_init(vosMsg_getHandleEid(status.handle));

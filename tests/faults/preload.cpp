@@ -7,10 +7,12 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 #include "support/hooks.h"
 
@@ -21,8 +23,8 @@ using vostest::Resource;
 // The script that starts the tests reads it.
 struct Shared {
     std::atomic<uint32_t> calls;
-    char path[4092];  // where the call failed, "OBJECT+OFFSET" a line, from the library's innermost frame outward
-    uint32_t paths[1024 * 1024];  // of each call, when they are only counted
+    char way[4092];  // to the call that failed: "OBJECT+OFFSET" a line, from the library's innermost frame outward
+    uint32_t ways[1024 * 1024];  // hashes, when calls are only counted
 };
 static_assert(sizeof(Shared) == 4096 + 4 * 1024 * 1024);
 
@@ -59,13 +61,13 @@ void describe() {
     walk([&](uintptr_t address) {
         Dl_info object{};
         dladdr(reinterpret_cast<void *>(address), &object);
-        const int added = snprintf(g_shared->path + length, sizeof g_shared->path - length, "%s+0x%zx\n",
+        const int added = snprintf(g_shared->way + length, sizeof g_shared->way - length, "%s+0x%zx\n",
                                    object.dli_fname, address - reinterpret_cast<uintptr_t>(object.dli_fbase));
-        length = std::min(length + static_cast<size_t>(added), sizeof g_shared->path - 1);
+        length = std::min(length + static_cast<size_t>(added), sizeof g_shared->way - 1);
     });
 }
 
-uint32_t hashOfPath() {
+uint32_t hashOfWay() {
     uint32_t hash = 2166136261;
     walk([&](uintptr_t address) { hash = (hash ^ static_cast<uint32_t>(address - g_library.start)) * 16777619; });
     return hash;
@@ -77,7 +79,7 @@ bool fails(Resource resource) {
     }
     const uint32_t call = ++g_shared->calls;
     if (g_nth == 0) {
-        g_shared->paths[call % std::size(g_shared->paths)] = hashOfPath();
+        g_shared->ways[call % std::size(g_shared->ways)] = hashOfWay();
         return false;
     }
     if (call != g_nth) {
