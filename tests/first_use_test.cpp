@@ -1,4 +1,4 @@
-// libcrypto and libcrypt as libvos.so opens them by itself; nothing else here may be linked with them.
+// libcrypto, libcrypt and liblog as libvos.so opens them by itself; nothing else here may be linked with them.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -12,6 +12,7 @@
 #include "support/files.h"
 #include "support/mount_over.h"
 #include "support/syslog_catcher.h"
+#include "vos/log.h"
 #include "vos/password.h"
 #include "vos/security.h"
 
@@ -19,6 +20,7 @@ namespace {
 
 using testing::AllOf;
 using testing::Each;
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 using testing::SizeIs;
@@ -64,6 +66,9 @@ void inFreshProcess(Body body) {
 TEST(FirstUse, OpensNothingBeforeACallNeedsIt) {
     inFreshProcess([] {
         EXPECT_THAT(vostest::readText("/proc/self/maps"), AllOf(HasSubstr("libvos.so"), Not(HasSubstr("libcrypt"))));
+#ifdef VOS_TEST_LIBLOG
+        EXPECT_THAT(vostest::readText("/proc/self/maps"), Not(HasSubstr("liblog")));
+#endif
         expectAllWork();
         EXPECT_THAT(vostest::readText("/proc/self/maps"), HasSubstr("libcrypto"));
     });
@@ -87,13 +92,17 @@ TEST(FirstUse, FailsWithoutTheLibraryAndWorksOnceItIsThere) {
         expectAllFail(VOS_LIBCRYPTO_SONAME);
 #ifdef VOS_TEST_LIBCRYPT
         std::optional<vostest::MountOver> noLibcrypt{std::in_place, VOS_TEST_LIBCRYPT, "gone"};
-        vostest::Diagnostics diagnostics;
         errno = 0;
         EXPECT_EQ(oalPass_crypt("secret", "rl"), nullptr);
         EXPECT_EQ(errno, ENOSYS);
         EXPECT_STREQ(util_pwEncrypt("secret", "rl"), "");
-        EXPECT_THAT(diagnostics.takeBodies(), AllOf(SizeIs(2), Each(HasSubstr("could not bind " VOS_LIBCRYPT_SONAME))));
         noLibcrypt.reset();
+#endif
+#ifdef VOS_TEST_LIBLOG
+        const vostest::MountOver noLiblog{VOS_TEST_LIBLOG, "gone"};
+        vostest::Diagnostics diagnostics;
+        vosLog_printf(5, VOS_LOG_DEST_ANDROID, true, "lost");
+        EXPECT_THAT(diagnostics.takeBodies(), ElementsAre(HasSubstr("could not bind " VOS_LIBLOG_SONAME)));
 #endif
         noLibcrypto.reset();
         expectAllWork();

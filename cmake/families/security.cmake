@@ -1,39 +1,8 @@
 # libcrypto behind vos/security.h, and crypt(3) where it is not in libc. Digests of our own (vos/digest.h) are always in.
-# Where they are shared libraries libvos.so opens them at first use; libvos.a is always linked with them.
 option(VOS_WITH_SECURITY "RSA, SHA-1 and AES through OpenSSL's libcrypto" ON)
-option(VOS_CRYPTO_AT_FIRST_USE "Let libvos.so open libcrypto and libcrypt when they are first needed" ON)
-find_program(VOS_READELF NAMES ${CMAKE_READELF} readelf llvm-readelf)
-mark_as_advanced(VOS_READELF)
-
-set(vos_late_sonames "")
-set(vos_late_definitions "")
-
-# vos_crypto_library(DEFINITION FILE LINK…): libvos.a is linked with LINK…, libvos.so only where it cannot open FILE by its
-# soname, which DEFINITION gives to the sources.
-macro(vos_crypto_library definition file)
-    set(soname "")
-    if(VOS_CRYPTO_AT_FIRST_USE AND VOS_READELF AND EXISTS "${file}")
-        execute_process(COMMAND ${VOS_READELF} -d ${file} OUTPUT_VARIABLE dynamic ERROR_QUIET)
-        if(dynamic MATCHES "soname: \\[([^]]+)\\]")
-            set(soname ${CMAKE_MATCH_1})
-        endif()
-    endif()
-    if(soname)
-        list(APPEND vos_late_sonames ${soname})
-        list(APPEND vos_late_definitions ${definition}="${soname}")
-        list(APPEND vos_static_libs ${ARGN})
-        get_filename_component(directory "${file}" DIRECTORY)
-        if(NOT directory IN_LIST CMAKE_CXX_IMPLICIT_LINK_DIRECTORIES)
-            cmake_language(DEFER CALL set_property TARGET vos APPEND PROPERTY BUILD_RPATH ${directory})
-        endif()
-    else()
-        list(APPEND vos_private_libs ${ARGN})
-    endif()
-endmacro()
-
 if(VOS_WITH_SECURITY)
     find_package(OpenSSL 1.1.1 REQUIRED COMPONENTS Crypto)
-    vos_crypto_library(VOS_LIBCRYPTO_SONAME "${OPENSSL_CRYPTO_LIBRARY}" OpenSSL::Crypto)
+    vos_late_library(VOS_LIBCRYPTO_SONAME "${OPENSSL_CRYPTO_LIBRARY}" OpenSSL::Crypto)
     list(APPEND vos_pc_private -lcrypto)
     string(APPEND VOS_FIND_DEPENDENCIES "find_dependency(OpenSSL COMPONENTS Crypto)\n")
 else()
@@ -51,6 +20,6 @@ if(NOT VOS_CRYPT_IN_LIBC)
     if(VOS_SANITIZE)  # the sanitizer's own crypt would make libcrypt look unneeded, yet calls it
         set(vos_link_crypt -Wl,--push-state,--no-as-needed,-lcrypt,--pop-state)
     endif()
-    vos_crypto_library(VOS_LIBCRYPT_SONAME "${VOS_LIBCRYPT}" ${vos_link_crypt})
+    vos_late_library(VOS_LIBCRYPT_SONAME "${VOS_LIBCRYPT}" ${vos_link_crypt})
     list(APPEND vos_pc_private -lcrypt)
 endif()
