@@ -61,6 +61,7 @@ class ProcessTest : public testing::Test {
         Outcome outcome{};
         outcome.ret = prctl_spawnProcess(&request, &outcome.result);
         if (getpid() != self) {
+            dprintf(STDOUT_FILENO, "%s", getenv("LD_LIBRARY_PATH") == nullptr ? "" : getenv("LD_LIBRARY_PATH"));
             _exit(outcome.ret == VOS_RET_ERROR ? 77 : 1);
         }
         close(fds[1]);
@@ -215,6 +216,7 @@ TEST_F(ProcessTest, GivesTheChildItsUserAndNetworkNamespace) {
 }
 
 TEST_F(ProcessTest, ReturnsInTheChildWhenItCannotBePrepared) {
+    unsetenv("LD_LIBRARY_PATH");
     for (const char *exe : {"sleep", "/bin/", "", static_cast<const char *>(nullptr)}) {
         const Outcome outcome = run(inheriting(exe));
         EXPECT_EQ(outcome.ret, VOS_RET_OK);
@@ -224,7 +226,10 @@ TEST_F(ProcessTest, ReturnsInTheChildWhenItCannotBePrepared) {
     }
     PrctlSpawnRequest request = inheriting("/bin/true");
     request.nofileLimit = UINT32_MAX;  // beyond what the kernel allows anybody
-    EXPECT_EQ(run(request).result.exitCode, 77);
+    request.extraLibPath = "/new";
+    const Outcome refused = run(request);
+    EXPECT_EQ(refused.result.exitCode, 77);
+    EXPECT_EQ(refused.output, ":/new") << "the child goes on with the environment it was given";
     const Outcome absent = run(inheriting("/tmp/absent"));
     EXPECT_EQ(absent.result.exitCode, 255);
     EXPECT_EQ(absent.output, "execv: No such file or directory\n");
