@@ -5,8 +5,10 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <syslog.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -162,6 +164,36 @@ TEST_F(ProcessTest, ArrangesTheChildsDescriptors) {
               "/dev/full\n");
     saved < 0 ? close(3) : dup2(saved, 3);
     for (const int fd : {saved, extra, server}) {
+        if (fd >= 0) {
+            close(fd);
+        }
+    }
+}
+
+TEST_F(ProcessTest, KeepsDiagnosticsOutOfTheChildsDescriptors) {
+    // Number 3 is held back until the connection to syslog takes it.
+    const int saved = dup(3);
+    dup2(STDERR_FILENO, 3);
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_DGRAM, 0, ends), 0);
+    static int server;
+    server = ends[0];
+    {
+        const vostest::Diagnostics diagnostics;
+        close(3);
+        syslog(LOG_DEBUG, "connected");
+        EXPECT_EQ(runScript("readlink /proc/$$/fd/3",
+                            [](PrctlSpawnRequest &request) {
+                                request.serverFd = server;
+                                request.detach = 1;
+                            })
+                      .output,
+                  std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(server)).string() + "\n");
+    }
+    char text[100];
+    EXPECT_EQ(recv(ends[1], text, sizeof text, MSG_DONTWAIT), -1);
+    saved < 0 ? close(3) : dup2(saved, 3);
+    for (const int fd : {saved, ends[0], ends[1]}) {
         if (fd >= 0) {
             close(fd);
         }

@@ -172,6 +172,11 @@ bool setLimits(const PrctlSpawnRequest *request) {
 
 // Ends in exec. Callers rely on a bad program name and a refused limit returning to them in the child.
 VosRet runChild(const PrctlSpawnRequest *request, Prepared &prepared) {
+    // The connection to syslog may stand where one of the child's descriptors goes: its diagnostics get one of their
+    // own.
+    if (access(VOS_DBG_GATE_FILE, F_OK) == 0) {
+        closelog();
+    }
     setStandardDescriptors(request);
     if (request->serverFd != -1) {
         moveTo(request->serverFd, kServerFd);
