@@ -315,9 +315,6 @@ void run(const Codec &codec, const Options &options) {
     }
     Input input{options.file};
     (options.decode ? codec.decode : codec.encode)(input);
-    if (fflush(stdout) != 0) {
-        throw Failure{std::string{"cannot write the result: "} + strerror(errno)};
-    }
 }
 
 const vosctl::Command kCommand{"codec", "encode or decode a file or standard input", [](CLI::App &app) {
