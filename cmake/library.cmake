@@ -51,7 +51,7 @@ set_target_properties(vos_objects PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_VI
 target_include_directories(vos_objects PUBLIC ${PROJECT_SOURCE_DIR}/include PRIVATE ${PROJECT_SOURCE_DIR}/src)
 target_compile_definitions(vos_objects PRIVATE _GNU_SOURCE)
 target_link_libraries(vos_objects PRIVATE Threads::Threads ${vos_private_libs})
-target_compile_options(vos_objects PRIVATE -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/= -fno-exceptions -fno-rtti -fno-threadsafe-statics
+target_compile_options(vos_objects PRIVATE -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/= -fno-exceptions -fno-rtti -fno-semantic-interposition -fno-threadsafe-statics
     -fno-asynchronous-unwind-tables -fno-unwind-tables -ffunction-sections -fdata-sections)
 
 # In a build for size these few stay fast: they see every byte of large inputs.
