@@ -82,14 +82,11 @@ bool headerIsSound(const BlockHeader &header) {
     return header.check == ~header.size;
 }
 
-uint8_t *takeMemory(uint32_t size, uint32_t total, uint32_t flags) {
+uint8_t *takeMemory(uint32_t size, uint64_t total, uint32_t flags) {
     if ((flags & ALLOC_SHARED_MEM) != 0) {
-        return static_cast<uint8_t *>(bget(total));  // the pool counts for all processes
+        return static_cast<uint8_t *>(bget(static_cast<int64_t>(total)));  // the pool counts for all processes
     }
-    if (total > UINT32_MAX - kHeapSkew) {
-        return nullptr;
-    }
-    auto *memory = static_cast<uint8_t *>(oal_malloc(total + kHeapSkew));
+    auto *memory = static_cast<uint8_t *>(oal_malloc(static_cast<uint32_t>(total + kHeapSkew)));
     if (memory == nullptr) {
         return nullptr;
     }
@@ -109,6 +106,12 @@ bool tailIsSound(const uint8_t *user, uint32_t size) {
     memcpy(&padding, user + size, sizeof padding);
     memcpy(&guard, user + roundUp4(size), sizeof guard);
     return padding == kGuardWord && guard == (uint64_t{kGuardWord} << 32 | kGuardWord);
+}
+
+[[gnu::cold, gnu::noinline]] void reportUnderflow(const BlockHeader &header, const char *func, int line) {
+    VOS_DBG_ERROR("%s():%d:memory underflow detected, %d %d", func, line, static_cast<int>(header.size),
+                  static_cast<int>(header.check));
+    utilAst_assertFunc(__FILE__, __LINE__, "0", 0);
 }
 
 // Reports the first damage of padding or guard under the caller's name.
@@ -135,11 +138,10 @@ void recordPool(void *addr, uint32_t size) {
 
 // `unfilled` leaves the caller's bytes as the allocator gave them; ALLOC_ZEROIZE comes first.
 void *allocate(uint32_t size, uint32_t flags, bool unfilled) {
-    const uint64_t padded = roundUp4(size);
-    if (padded + kOverhead > UINT32_MAX) {
+    const uint64_t total = roundUp4(size) + kOverhead;
+    if (total + kHeapSkew > UINT32_MAX) {
         return nullptr;
     }
-    const auto total = static_cast<uint32_t>(padded + kOverhead);
     uint8_t *block = takeMemory(size, total, flags);
     if (block == nullptr) {
         return nullptr;
@@ -197,9 +199,7 @@ void vosMem_free(void *buf, const char *func, int line) {
     }
     const BlockHeader &header = headerOf(buf);
     if (!headerIsSound(header)) {
-        VOS_DBG_ERROR("%s():%d:memory underflow detected, %d %d", func, line, static_cast<int>(header.size),
-                      static_cast<int>(header.check));
-        utilAst_assertFunc(__FILE__, __LINE__, "0", 0);
+        reportUnderflow(header, func, line);
         return;  // a damaged block is leaked on purpose
     }
     const uint32_t size = header.size;
