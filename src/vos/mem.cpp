@@ -96,8 +96,8 @@ uint8_t *takeMemory(uint32_t size, uint64_t total, uint32_t flags) {
 
 // One word at the end of the caller's bytes takes in all of the padding, which is shorter, and begins the guard.
 void writeTail(uint8_t *user, uint32_t size) {
-    memset(user + roundUp4(size), kPadByte, kGuardSize);
     memset(user + size, kPadByte, sizeof kGuardWord);
+    memset(user + roundUp4(size), kPadByte, kGuardSize);
 }
 
 bool tailIsSound(const uint8_t *user, uint32_t size) {
