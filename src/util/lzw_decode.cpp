@@ -79,9 +79,9 @@ class Decoder {
     void widen();
     void spell(uint32_t code, uint8_t *to) const;
     void saveSuffixes();
-    void runFast();
+    bool runFast();
     template <uint32_t Width>
-    void runFast();
+    bool runFast();
     uint32_t placeOf(const uint8_t *p) const { return origin_ + static_cast<uint32_t>(p - out_); }
     const uint8_t *at(uint32_t place) const { return out_ + (place - origin_); }
 
@@ -227,11 +227,12 @@ void Decoder::decodeString(uint32_t code) {
 }
 
 // The common case, as long as nothing special comes up: strings of this call, room for them, a code width that stays.
+// False when the next code is none of these.
 template <uint32_t Width>
-void Decoder::runFast() {
+bool Decoder::runFast() {
     const uint64_t bitsLeft = inLength_ * 8 - bitPosition_;
     if (bitsLeft < kWindowBits || outEnd_ - next_ < kPiece) {
-        return;
+        return false;
     }
     const uint32_t topSlot = topSlot_ - (Width < kMaxBits ? kExtraSlot : 0);
     const String *const lastSlot = table_ + std::min<uint64_t>(topSlot, nextSlot_ + (bitsLeft - kWindowBits) / Width);
@@ -277,6 +278,7 @@ void Decoder::runFast() {
         place += length;
         bitPosition += Width;
     }
+    const bool progress = bitPosition != bitPosition_;
     nextSlot_ = static_cast<uint32_t>(slot - table_);
     bitPosition_ = bitPosition;
     next_ = next;
@@ -284,11 +286,12 @@ void Decoder::runFast() {
     oldPlace_ = learned.place();
     firstByte_ = *at(oldPlace_);
     widen();
+    return progress;
 }
 
-void Decoder::runFast() {
+bool Decoder::runFast() {
     if (oldPlace_ == kNowhere) {
-        return;
+        return false;
     }
     switch (width_) {
         case 9:
@@ -329,8 +332,7 @@ bool Decoder::step() {
 uint32_t Decoder::decode(uint8_t *out, uint32_t room) {
     beginCall(out, room);
     while (next_ != outEnd_ && !ended_) {
-        runFast();
-        if (next_ != outEnd_) {
+        if (!runFast()) {
             ended_ = !step();
         }
     }
