@@ -242,9 +242,10 @@ TEST(Vosctl, MonitorsWhatPassesTheFilters) {
 TEST(Vosctl, CompletesCommandsOptionsTypesAndRunningEntities) {
     const HubProcess hub;
     const Peer peer{"peer"};
+    const Peer hostile{"$(touch /tmp/completed)"};  // the shell would run it
     struct Case {
         const char *line;
-        const char *offered;
+        std::string offered;
     };
     for (const Case &c : {
              Case{"mon", "monitor"},
@@ -253,6 +254,7 @@ TEST(Vosctl, CompletesCommandsOptionsTypesAndRunningEntities) {
              Case{"request p", "peer"},
              Case{"request --word 7 peer HUB_L", "HUB_LIST_CLIENTS"},
              Case{"ping --timeout ", ""},
+             Case{"ping 6", hostile.eid()},
          }) {
         SCOPED_TRACE(c.line);
         const std::string script = std::string{"PATH=" VOS_TEST_BIN_DIR
@@ -262,8 +264,9 @@ TEST(Vosctl, CompletesCommandsOptionsTypesAndRunningEntities) {
                                                "IFS=\" \" read -ra COMP_WORDS <<< \"vosctl "} +
                                    c.line + "x\"; COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); " +
                                    "COMP_WORDS[-1]=${COMP_WORDS[-1]%x}; _vosctl; echo \"${COMPREPLY[*]}\"";
-        EXPECT_EQ(shell("bash -c '" + script + "'").out, std::string{c.offered} + "\n");
+        EXPECT_EQ(shell("bash -c '" + script + "'").out, c.offered + "\n");
     }
+    EXPECT_NE(access("/tmp/completed", F_OK), 0);
 }
 
 }  // namespace
