@@ -88,6 +88,8 @@ TEST(Vosctl, SaysInOneLineWhatIsWrongWithTheCommandLine) {
              Case{"event 5 1 --data a --hex 00", "--data excludes --hex; see 'vosctl event --help'"},
              Case{"event 5 1 --file /tmp/none", "--file: Path does not exist: /tmp/none; see 'vosctl event --help'"},
              Case{"ping echo -c 0", "--count: Value 0 not in range 1 to 100000000; see 'vosctl ping --help'"},
+             Case{"monitor --count=-1", "Could not convert: --count = -1; see 'vosctl monitor --help'"},
+             Case{"register ECHO --count=-1", "Could not convert: --count = -1; see 'vosctl register --help'"},
              Case{"list everything", "The following argument was not expected: everything; see 'vosctl list --help'"},
          }) {
         SCOPED_TRACE(c.arguments);
