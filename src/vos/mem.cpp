@@ -157,6 +157,33 @@ void *allocate(uint32_t size, uint32_t flags, bool unfilled) {
     return user;
 }
 
+// Of the user area only the first `used` bytes get the pattern for freed memory.
+void release(void *buf, uint32_t used, const char *func, int line) {
+    if (buf == nullptr) {
+        return;
+    }
+    const BlockHeader &header = headerOf(buf);
+    if (!headerIsSound(header)) {
+        reportUnderflow(header, func, line);
+        return;  // a damaged block is leaked on purpose
+    }
+    const uint32_t size = header.size;
+    if (!tailIsSound(static_cast<uint8_t *>(buf), size)) {
+        reportOverflow(static_cast<uint8_t *>(buf), size, func, line);
+        return;
+    }
+    uint8_t *block = blockStart(buf);
+    memset(block, kFreedFill, used < size ? sizeof(BlockHeader) + used : roundUp4(size) + kOverhead);
+    // The address decides, not the flags word: a block may have been made by another process.
+    const auto address = reinterpret_cast<uintptr_t>(block);
+    if (address >= mStats.shmStart && address < mStats.shmEnd) {
+        brel(block);
+        return;
+    }
+    oal_free(block - kHeapSkew);
+    count(mStats.heapNumFrees, 0 - size);
+}
+
 void *moveToLarger(void *buf, uint32_t size, bool unfilled, const char *func, uint32_t line) {
     const BlockHeader &header = headerOf(buf);
     void *larger = allocate(size, header.flags, unfilled);
@@ -194,29 +221,7 @@ void *vosMem_alloc(uint32_t size, uint32_t flags, const char *, uint32_t) {
 }
 
 void vosMem_free(void *buf, const char *func, int line) {
-    if (buf == nullptr) {
-        return;
-    }
-    const BlockHeader &header = headerOf(buf);
-    if (!headerIsSound(header)) {
-        reportUnderflow(header, func, line);
-        return;  // a damaged block is leaked on purpose
-    }
-    const uint32_t size = header.size;
-    if (!tailIsSound(static_cast<uint8_t *>(buf), size)) {
-        reportOverflow(static_cast<uint8_t *>(buf), size, func, line);
-        return;
-    }
-    uint8_t *block = blockStart(buf);
-    memset(block, kFreedFill, roundUp4(size) + kOverhead);
-    // The address decides, not the flags word: a block may have been made by another process.
-    const auto address = reinterpret_cast<uintptr_t>(block);
-    if (address >= mStats.shmStart && address < mStats.shmEnd) {
-        brel(block);
-        return;
-    }
-    oal_free(block - kHeapSkew);
-    count(mStats.heapNumFrees, 0 - size);
+    release(buf, UINT32_MAX, func, line);
 }
 
 void *vosMem_realloc(void *buf, uint32_t size, const char *func, uint32_t line) {
@@ -243,6 +248,10 @@ void *vosMem_realloc(void *buf, uint32_t size, const char *func, uint32_t line) 
 
 void *vos::enlargeUnfilled(void *buf, uint32_t size, const char *func, uint32_t line) {
     return moveToLarger(buf, size, true, func, line);
+}
+
+void vos::freeUnfilled(void *buf, uint32_t used, const char *func, int line) {
+    release(buf, used, func, line);
 }
 
 char *vosMem_strdup(const char *s, const char *func, uint32_t line) {
