@@ -17,6 +17,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 namespace vostest {
 
@@ -115,17 +116,36 @@ FILE *hookPopen(const char *command, const char *mode) {
     return failsAsStream() ? nullptr : popen(command, mode);
 }
 
-// What libcrypto makes for the library; not every program has it.
-constexpr const char *kCrypto[] = {"EVP_CIPHER_CTX_new", "EVP_MD_CTX_new", "EVP_PKEY_CTX_new",
-                                   "OSSL_LIB_CTX_new",   "PKCS12_init_ex", "BIO_new_file"};
+void *hookDlopen(const char *name, int mode) {
+    return failsAsStream() ? nullptr : dlopen(name, mode);
+}
+
+// What libcrypto, opened by then, makes for the library.
+constinit struct {
+    std::string_view name;
+    void *function = nullptr;
+} g_makers[] = {{"EVP_CIPHER_CTX_new"}, {"EVP_MD_CTX_new"}, {"EVP_PKEY_CTX_new"},
+                {"OSSL_LIB_CTX_new"},   {"PKCS12_init_ex"}, {"BIO_new_file"}};
+
 template <size_t index>
-void *hookCrypto(void *first, void *second, void *third) {
+void *make(void *first, void *second, void *third) {
     using Function = void *(void *, void *, void *);
-    constexpr std::string_view name = kCrypto[index];
-    if (name == "BIO_new_file" ? failsAsStream() : fails(Resource::kMemory)) {
+    const auto &maker = g_makers[index];
+    if (maker.name == "BIO_new_file" ? failsAsStream() : fails(Resource::kMemory)) {
         return nullptr;
     }
-    return reinterpret_cast<Function *>(dlsym(RTLD_DEFAULT, kCrypto[index]))(first, second, third);
+    return reinterpret_cast<Function *>(maker.function)(first, second, third);
+}
+void *hookDlsym(void *library, const char *name) {
+    void *(*const hooks[])(void *, void *, void *) = {make<0>, make<1>, make<2>, make<3>, make<4>, make<5>};
+    void *function = dlsym(library, name);
+    for (size_t i = 0; i < std::size(hooks); i++) {
+        if (g_makers[i].name == name && function != nullptr) {
+            g_makers[i].function = function;
+            return reinterpret_cast<void *>(hooks[i]);
+        }
+    }
+    return function;
 }
 
 struct Hook {
@@ -209,18 +229,16 @@ int patch(dl_phdr_info *object, size_t, void *data) {
     }
     // Not a constant of the namespace: constructors may run before that has its values.
     const Hook hooks[] = {
-        hook("malloc", hookMalloc),      hook("realloc", hookRealloc),
-        hook("free", hookFree),          hook("open", hookOpen),
-        hook("openat", hookOpenat),      hook("socket", hookSocket),
-        hook("pipe2", hookPipe2),        hook("dup", hookDup),
-        hook("fcntl", hookFcntl),        hook("forkpty", hookForkpty),
-        hook("fopen", hookFopen),        hook("fdopen", hookFdopen),
-        hook("popen", hookPopen),        hook("pthread_create", hookPthreadCreate),
-        hook("fork", hookFork),          hook("system", hookSystem),
-        hook("mmap", hookMmap),          hook("shmget", hookShmget),
-        hook(kCrypto[0], hookCrypto<0>), hook(kCrypto[1], hookCrypto<1>),
-        hook(kCrypto[2], hookCrypto<2>), hook(kCrypto[3], hookCrypto<3>),
-        hook(kCrypto[4], hookCrypto<4>), hook(kCrypto[5], hookCrypto<5>),
+        hook("malloc", hookMalloc), hook("realloc", hookRealloc),
+        hook("free", hookFree),     hook("open", hookOpen),
+        hook("openat", hookOpenat), hook("socket", hookSocket),
+        hook("pipe2", hookPipe2),   hook("dup", hookDup),
+        hook("fcntl", hookFcntl),   hook("forkpty", hookForkpty),
+        hook("fopen", hookFopen),   hook("fdopen", hookFdopen),
+        hook("popen", hookPopen),   hook("pthread_create", hookPthreadCreate),
+        hook("fork", hookFork),     hook("system", hookSystem),
+        hook("mmap", hookMmap),     hook("shmget", hookShmget),
+        hook("dlopen", hookDlopen), hook("dlsym", hookDlsym),
     };
     const Imports imports = importsOf(*object);
     for (const auto &table : imports.tables) {
