@@ -377,7 +377,7 @@ TEST(OutOfMemory, InOpenSslGivesAFailureAndKeepsNothing) {
         ASSERT_EQ(call(), VOS_RET_OK);
         unsigned failures = 0;
         // Reading a key file allocates thousands of times, most of it in loops.
-        for (unsigned nth = 1;; nth += 1 + nth / 16) {
+        for (unsigned nth = 1;; nth += 1 + nth / 8) {
             const long before = g_liveBlocks;
             g_countdown = nth;
             const VosRet ret = call();
