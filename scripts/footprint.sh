@@ -75,11 +75,13 @@ idle_head() {
     echo '|---|---|---|---|---|'
 }
 
-# idle_row NAME FILE: a row of the table, the median of 21 runs, one figure at a time.
+# idle_row NAME FILE: a row of the table from 21 runs: medians of memory, the fastest time, which a busy machine spoils last.
 idle_row() {
-    local i
+    local column
     printf '| %s |' "$1"
-    for i in 1 2 3 4; do printf ' %d |' "$(cut -d ' ' -f $i "$2" | sort -n | sed -n 11p)"; done
+    for column in 1,11 2,11 3,11 4,1; do
+        printf ' %d |' "$(cut -d ' ' -f "${column%,*}" "$2" | sort -n | sed -n "${column#*,}p")"
+    done
     echo
 }
 

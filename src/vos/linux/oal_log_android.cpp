@@ -14,7 +14,7 @@ constinit vos::LateLibrary s_library;
 decltype(&__android_log_buf_print) s_print = nullptr;
 
 bool bindLog() {
-    return s_library.bind(VOS_LIBLOG_SONAME, "__android_log_buf_print\0", &s_print);
+    return s_library.bind(VOS_LIBLOG_SONAME, "__android_log_buf_print\0", s_print);
 }
 #else
 constexpr decltype(&__android_log_buf_print) s_print = __android_log_buf_print;
