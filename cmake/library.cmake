@@ -65,7 +65,8 @@ foreach(objects IN ITEMS vos_objects vos_shared_objects vos_static_objects)
     target_compile_definitions(${objects} PRIVATE _GNU_SOURCE)
     target_link_libraries(${objects} PRIVATE Threads::Threads ${vos_private_libs} ${vos_static_libs})
     target_compile_options(${objects} PRIVATE -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/= -fno-exceptions -fno-rtti
-        -fno-threadsafe-statics -fno-asynchronous-unwind-tables -fno-unwind-tables -ffunction-sections -fdata-sections)
+        -fno-semantic-interposition -fno-threadsafe-statics -fno-asynchronous-unwind-tables -fno-unwind-tables
+        -ffunction-sections -fdata-sections)
 endforeach()
 
 # In a build for size these few stay fast: they see every byte of large inputs.

@@ -1,4 +1,5 @@
 # Sourced by cached(): how each entry of the target cache is made, in the empty directory that becomes the entry.
+# shellcheck shell=bash source=scripts/target/cache.sh
 . "$(dirname "${BASH_SOURCE[0]}")/cache.sh"
 
 # A C and C++ compiler for aarch64-linux-musl under the names of a plain cross toolchain.
