@@ -53,6 +53,14 @@ target_compile_definitions(vos_objects PRIVATE _GNU_SOURCE)
 target_link_libraries(vos_objects PRIVATE Threads::Threads ${vos_private_libs})
 target_compile_options(vos_objects PRIVATE -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/= -fno-exceptions -fno-rtti -fno-threadsafe-statics
     -fno-asynchronous-unwind-tables -fno-unwind-tables -ffunction-sections -fdata-sections)
+if(CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
+    # The compiler's run-time choice between two kinds of atomic instructions would bring a constructor that runs at load.
+    include(CheckCXXCompilerFlag)
+    check_cxx_compiler_flag(-mno-outline-atomics VOS_OUTLINE_ATOMICS)
+    if(VOS_OUTLINE_ATOMICS)
+        target_compile_options(vos_objects PRIVATE -mno-outline-atomics)
+    endif()
+endif()
 
 # In a build for size these few stay fast: they see every byte of large inputs.
 foreach(source IN LISTS vos_sources)

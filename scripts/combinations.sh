@@ -16,8 +16,9 @@ log=$dir.log
 # logged COMMAND…: shows what it said only when it fails.
 logged() {
     "$@" >> "$log" 2>&1 || {
+        echo FAILED
         tail -n 40 "$log"
-        echo "failed: $*; the whole log: $log"
+        echo "the whole log: $log"
         return 1
     }
 }
@@ -33,9 +34,7 @@ try() {
     # What is left out leaves nothing behind: no export, no library, no header.
     logged tests/check_library.sh "$dir/libvos.so.1" "$dir/vos.map"
     logged tests/check_install.sh cmake "$dir" tests/consumer ""
-    rm -rf "$dir/root"
-    names=$(nm -D --defined-only "$dir/libvos.so.1" && readelf -d "$dir/libvos.so.1" &&
-        DESTDIR=$PWD/$dir/root cmake --install "$dir")
+    names=$(nm -D --defined-only "$dir/libvos.so.1" && readelf -d "$dir/libvos.so.1" && cat "$dir/install_manifest.txt")
     expect "$1" 'UTF8|gb18030.h' "$(grep -iE 'EncodeToUTF8|/gb18030\.h' <<< "$names" || true)"
     expect "$2" 'libcrypto|security.h' "$(grep -E 'libcrypto|/security\.h' <<< "$names" || true)"
     expect "$3" 'liblog' "$(grep -E '\[liblog' <<< "$names" || true)"
