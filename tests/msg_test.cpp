@@ -202,7 +202,13 @@ TEST_F(MsgTest, RefusesNullArguments) {
     EXPECT_EQ(vosMsg_send(nullptr, &msg.header), VOS_RET_BAD_ARG);
     EXPECT_EQ(vosMsg_send(handle, nullptr), VOS_RET_BAD_ARG);
     EXPECT_EQ(vosMsg_sendReply(handle, nullptr, 0), VOS_RET_BAD_ARG);
-    EXPECT_EQ(vosMsg_receive(nullptr, &out), VOS_RET_BAD_ARG);
+    for (const auto receive :
+         {+[](VosMsgHeader **received) { return vosMsg_receive(nullptr, received); },
+          +[](VosMsgHeader **received) { return vosMsg_receiveWithTimeout(nullptr, received, 0); }}) {
+        out = reinterpret_cast<VosMsgHeader *>(1);
+        EXPECT_EQ(receive(&out), VOS_RET_BAD_ARG);
+        EXPECT_EQ(out, nullptr) << "callers free what they find";
+    }
     EXPECT_EQ(vosMsg_receiveWithTimeout(handle, nullptr, 0), VOS_RET_BAD_ARG);
     EXPECT_EQ(vosMsg_sendAndGetReply(nullptr, &msg.header), VOS_RET_BAD_ARG);
     EXPECT_EQ(vosMsg_sendAndGetReplyBuf(handle, &msg.header, nullptr), VOS_RET_BAD_ARG);

@@ -290,6 +290,19 @@ TEST(Receive, RefusesLengthsThatDoNotFit) {
     }
 }
 
+TEST(Receive, TouchesOnlyTheMemoryOfWhatArrived) {
+    const SocketPair pair;
+    WireMessage promising = message(1, 2, 3);
+    promising.header.dataLength = 1 << 28;
+    pair.put(promising.bytes() + "little");
+    rusage before;
+    rusage after;
+    getrusage(RUSAGE_SELF, &before);
+    EXPECT_EQ(receive(pair.mine(), 0).ret, VOS_RET_TIMEOUT);
+    getrusage(RUSAGE_SELF, &after);
+    EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 1 << 16) << "KiB";
+}
+
 TEST(Receive, WorksOnHighDescriptorsAndOnPipes) {
     const rlimit limit{4096, 4096};
     setrlimit(RLIMIT_NOFILE, &limit);

@@ -150,6 +150,7 @@ TEST_F(ProcessTest, ArrangesTheChildsDescriptors) {
                             request.stdinFd = -1;
                             request.stderrFd = -1;
                             request.serverFd = server;
+                            request.maxFd = server;
                         })
                   .output,
               "/dev/null\n/dev/null\n/dev/full\nnone\n");

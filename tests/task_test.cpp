@@ -111,6 +111,13 @@ TEST_F(Task, CompletesInTheMainLoop) {
     EXPECT_EQ(job.steps, 11);
 }
 
+TEST_F(Task, CarriesAnAddressBelow4GibWhole) {
+    for (const uintptr_t address : {0x40119bU, 0xfffffff0U}) {
+        ASSERT_EQ(UTIL_taskStart(doNothing, &job, reinterpret_cast<UtilTaskFunc>(address), handle), VOS_RET_OK);
+        EXPECT_EQ(hub.read().value_or(WireMessage{}).header.wordData, address);
+    }
+}
+
 TEST_F(Task, SendsNothingWithoutHandleCompletionOrWork) {
     vostest::Diagnostics diagnostics;
     const uint32_t before = heapBytes();

@@ -31,7 +31,7 @@ TEST(VosctlLocal, PrintsWhatTheLibraryFinds) {
                "<r a=\"1\"><b/>t</r>"}}) {
         SCOPED_TRACE(c.arguments);
         const Outcome outcome =
-            vostest::shell("printf '%s' '" + std::string{c.input} + "' | " VOS_TEST_BIN_DIR "/vosctl " + c.arguments);
+            vostest::shell("printf '%s' '" + std::string{c.input} + "' | '" VOS_TEST_BIN_DIR "/vosctl' " + c.arguments);
         EXPECT_EQ(outcome.status, 0);
         EXPECT_THAT(outcome.out, ContainsRegex(c.out));
         EXPECT_EQ(outcome.err, "");
@@ -52,7 +52,8 @@ TEST(VosctlLocal, SaysInOneLineWhatIsWrong) {
           Case{"nfc", 2, "subcommand"}, Case{"run --timeout 10 -- sleep 100", 1, "was ended by signal 9"},
           Case{"run -- false", 1, "exited with 1"}, Case{"run -- nonesuch", 1, "not in PATH"},
           Case{"run -- echo 'two words'", 2, "split at blanks"}, Case{"run", 2, "command"},
-          Case{"xml /absent", 1, "cannot read /absent"}, Case{"xml /dev/null", 1, "not closed"}}) {
+          Case{"xml /absent", 1, "cannot read /absent"}, Case{"xml /dev/null", 1, "not closed"},
+          Case{"nfc url http://a.b >/dev/full", 1, "cannot write the result: No space"}}) {
         SCOPED_TRACE(c.arguments);
         const Outcome outcome = vosctl(c.arguments);
         EXPECT_EQ(outcome.status, c.status);

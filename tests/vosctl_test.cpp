@@ -88,6 +88,8 @@ TEST(Vosctl, SaysInOneLineWhatIsWrongWithTheCommandLine) {
              Case{"event 5 1 --data a --hex 00", "--data excludes --hex; see 'vosctl event --help'"},
              Case{"event 5 1 --file /tmp/none", "--file: Path does not exist: /tmp/none; see 'vosctl event --help'"},
              Case{"ping echo -c 0", "--count: Value 0 not in range 1 to 100000000; see 'vosctl ping --help'"},
+             Case{"monitor --count=-1", "Could not convert: --count = -1; see 'vosctl monitor --help'"},
+             Case{"register ECHO --count=-1", "Could not convert: --count = -1; see 'vosctl register --help'"},
              Case{"list everything", "The following argument was not expected: everything; see 'vosctl list --help'"},
          }) {
         SCOPED_TRACE(c.arguments);
@@ -242,9 +244,10 @@ TEST(Vosctl, MonitorsWhatPassesTheFilters) {
 TEST(Vosctl, CompletesCommandsOptionsTypesAndRunningEntities) {
     const HubProcess hub;
     const Peer peer{"peer"};
+    const Peer hostile{"$(touch /tmp/completed)"};  // the shell would run it
     struct Case {
         const char *line;
-        const char *offered;
+        std::string offered;
     };
     for (const Case &c : {
              Case{"mon", "monitor"},
@@ -253,17 +256,19 @@ TEST(Vosctl, CompletesCommandsOptionsTypesAndRunningEntities) {
              Case{"request p", "peer"},
              Case{"request --word 7 peer HUB_L", "HUB_LIST_CLIENTS"},
              Case{"ping --timeout ", ""},
+             Case{"ping 6", hostile.eid()},
          }) {
         SCOPED_TRACE(c.line);
-        const std::string script = std::string{"PATH=" VOS_TEST_BIN_DIR
-                                               ":$PATH; "
-                                               ". " VOS_TEST_SOURCE_DIR
-                                               "/tools/vosctl/vosctl.bash; "
+        const std::string script = std::string{"PATH=\"" VOS_TEST_BIN_DIR
+                                               ":$PATH\"; "
+                                               ". \"" VOS_TEST_SOURCE_DIR
+                                               "/tools/vosctl/vosctl.bash\"; "
                                                "IFS=\" \" read -ra COMP_WORDS <<< \"vosctl "} +
                                    c.line + "x\"; COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); " +
                                    "COMP_WORDS[-1]=${COMP_WORDS[-1]%x}; _vosctl; echo \"${COMPREPLY[*]}\"";
-        EXPECT_EQ(shell("bash -c '" + script + "'").out, std::string{c.offered} + "\n");
+        EXPECT_EQ(shell("bash -c '" + script + "'").out, c.offered + "\n");
     }
+    EXPECT_NE(access("/tmp/completed", F_OK), 0);
 }
 
 }  // namespace

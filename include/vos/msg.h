@@ -99,7 +99,7 @@ VosRet vosMsg_receiveWithTimeout(VosMsgHandle *handle, VosMsgHeader **msgOut, ui
  *
  *  Messages of other types that arrive meanwhile go to the put-back queue. When the hub reports that the peer came back
  *  (VOS_MSG_RESEND_REQUEST from the request's destination), the request is sent once more and the result is
- *  VOS_RET_OK whatever the peer answers then; after 16 such reports the call gives up with VOS_RET_ERROR.
+ *  VOS_RET_OK whatever the peer answers then; the 17th such report makes the call give up with VOS_RET_ERROR.
  *
  *  @param msg  request, header and payload in one block; stays the caller's
  *  @return the reply's wordData, or a transport code. A reply of 9809 reads the same as a time-out.

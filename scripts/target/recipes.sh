@@ -1,4 +1,5 @@
 # Sourced by cached(): how each entry of the target cache is made, in the empty directory that becomes the entry.
+# shellcheck shell=bash source=scripts/target/cache.sh
 . "$(dirname "${BASH_SOURCE[0]}")/cache.sh"
 
 # A C and C++ compiler for aarch64-linux-musl under the names of a plain cross toolchain.
@@ -99,4 +100,17 @@ recipe_musl_sysroot() {
     mkdir -p usr/include usr/share/cmake
     cp -r /usr/include/CLI usr/include/
     cp -r /usr/share/cmake/CLI11 usr/share/cmake/
+}
+
+# A kernel for an emulated machine, its modules for a root file system in an image, and the shell that starts it.
+recipe_kernel() {
+    local package deb
+    update_private_apt arm64
+    package=$(private_apt arm64 install --print-uris linux-image-cloud-arm64 |
+        sed -n 's|.*/\(linux-image-[0-9][^_/]*\)_.*|\1|p' | head -n 1)
+    private_apt arm64 download "$package" busybox-static
+    for deb in *.deb; do dpkg-deb -x "$deb" tree; done
+    mv tree/boot/vmlinuz-* vmlinuz
+    mv tree/bin/busybox tree/lib/modules/*/kernel/{drivers/block/loop.ko,fs/squashfs/squashfs.ko} .
+    rm -r tree ./*.deb
 }

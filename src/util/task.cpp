@@ -40,11 +40,12 @@ struct FunctionChunk {
 
 FunctionChunk g_functions;  // daemons with more than 64 completions get further chunks from the memory manager
 
-// A function below 4 GiB is its own token. The others get odd numbers, which no function below 4 GiB uses: code there
-// is aligned, and where it is not, the function counts as one of the others.
+// No code lies this low: the system keeps the first pages of every process empty.
+constexpr uint32_t kLowestCode = 32768;
+
+// A function below 4 GiB is its own token, the others get numbers below all code.
 uint32_t tokenOf(uintptr_t function, uint32_t position) {
-    const bool carriedWhole = function <= UINT32_MAX && function % 2 == 0;
-    return carriedWhole ? static_cast<uint32_t>(function) : position * 2 + 1;
+    return function <= UINT32_MAX ? static_cast<uint32_t>(function) : position + 1;
 }
 
 // The chunk behind `chunk`, made where there is none; NULL when memory is short.
@@ -60,11 +61,12 @@ FunctionChunk *nextChunk(FunctionChunk &chunk) {
     return next;  // another thread was faster
 }
 
-// The token of a function, entered in the table at its first use; 0 when memory is short.
+// The token of a function, entered in the table at its first use; 0 when memory or numbers run out.
 uint32_t tokenFor(UtilTaskFunc func) {
     const auto wanted = reinterpret_cast<uintptr_t>(func);
     uint32_t position = 0;
-    for (FunctionChunk *chunk = &g_functions; chunk != nullptr; chunk = nextChunk(*chunk)) {
+    FunctionChunk *chunk = &g_functions;
+    for (; chunk != nullptr && position + FunctionChunk::kSize < kLowestCode; chunk = nextChunk(*chunk)) {
         for (std::atomic<uintptr_t> &entry : chunk->functions) {
             uintptr_t function = entry.load(std::memory_order_acquire);
             if (function == 0 && entry.compare_exchange_strong(function, wanted, std::memory_order_acq_rel)) {

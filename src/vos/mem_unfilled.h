@@ -10,6 +10,10 @@ namespace vos {
  *  read it: the pattern for fresh memory is left out. */
 void *enlargeUnfilled(void *buf, uint32_t size, const char *func, uint32_t line);
 
+/** vosMem_free() of such a block when only its first `used` bytes were written: memory that was promised and never came
+ *  is not touched. */
+void freeUnfilled(void *buf, uint32_t used, const char *func, int line);
+
 }  // namespace vos
 
 #endif

@@ -169,6 +169,15 @@ VosRet sendAndGetReplyBuf(VosMsgHandle *handle, const VosMsgHeader *msg, VosMsgH
     return ret;
 }
 
+// Whether a receive has what it needs; *msgOut is NULL from here on.
+bool isReady(const VosMsgHandle *handle, VosMsgHeader **msgOut) {
+    if (msgOut == nullptr) {
+        return false;
+    }
+    *msgOut = nullptr;
+    return handle != nullptr;
+}
+
 // Hands out the oldest put-back message; false when there is none.
 bool takePutBack(VosMsgHandle *handle, VosMsgHeader **msgOut) {
     VosMsgHeader *oldest = handle->putBackQueue;
@@ -291,7 +300,7 @@ void vosMsg_receivePutBack(VosMsgHandle *handle, VosMsgHeader **msgOut) {
 }
 
 VosRet vosMsg_receive(VosMsgHandle *handle, VosMsgHeader **msgOut) {
-    if (handle == nullptr || msgOut == nullptr) {
+    if (!isReady(handle, msgOut)) {
         return VOS_RET_BAD_ARG;
     }
     if (takePutBack(handle, msgOut)) {
@@ -301,7 +310,7 @@ VosRet vosMsg_receive(VosMsgHandle *handle, VosMsgHeader **msgOut) {
 }
 
 VosRet vosMsg_receiveWithTimeout(VosMsgHandle *handle, VosMsgHeader **msgOut, uint32_t timeoutMs) {
-    if (handle == nullptr || msgOut == nullptr) {
+    if (!isReady(handle, msgOut)) {
         return VOS_RET_BAD_ARG;
     }
     if (takePutBack(handle, msgOut)) {

@@ -1,7 +1,9 @@
 // vosctl complete: what the shell may offer for the last of the given words, one candidate a line. Hidden; the bash
 // completion calls it, so that new commands and options are completed without a change there.
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -34,12 +36,18 @@ void offerOptions(const CLI::App &command) {
     }
 }
 
+// The shell expands what it is offered, and a client gives itself any name.
+bool isPlain(const std::string &name) {
+    const auto plain = [](unsigned char c) { return isalnum(c) != 0 || strchr("._-", c) != nullptr; };
+    return !name.empty() && std::ranges::all_of(name, plain);
+}
+
 void offerEntities() {
     vosctl::Hub hub;
     for (const hubproto::ClientRow &row : hub.clients()) {
         const std::string name = vosctl::fieldText(row.name);
         if (row.eid != hub.eid()) {
-            offer(name.empty() ? std::to_string(row.eid) : name);
+            offer(isPlain(name) ? name : std::to_string(row.eid));
         }
     }
 }

@@ -19,7 +19,7 @@ namespace {
 struct Options {
     std::string type;
     std::string entity;
-    uint64_t count = 0;  // 0: without end
+    uint32_t count = 0;  // 0: without end
     bool json = false;
     std::string pcap;
 };

@@ -12,7 +12,7 @@ namespace {
 
 struct Options {
     std::string type;
-    uint64_t count = 0;  // 0: without end
+    uint32_t count = 0;  // 0: without end
 };
 
 uint64_t realtimeNs() {

@@ -164,10 +164,10 @@ VosRet readHeader(MessageReader &reader, VosMsgHeader *header) {
     return VOS_RET_OK;
 }
 
-VosRet readPayload(MessageReader &reader, VosMsgHeader *msg) {
+// `have` is how much of the payload arrived.
+VosRet readPayload(MessageReader &reader, VosMsgHeader *msg, uint32_t &have) {
     auto *payload = reinterpret_cast<uint8_t *>(msg + 1);
-    const size_t length = msg->dataLength;
-    size_t have = 0;
+    const uint32_t length = msg->dataLength;
     while (have < length) {
         ssize_t got = 0;
         const VosRet ret = reader.read(payload + have, length - have, true, &got);
@@ -179,7 +179,7 @@ VosRet readPayload(MessageReader &reader, VosMsgHeader *msg) {
                           static_cast<int>(have), static_cast<int>(length - have));
             return VOS_RET_ERROR;
         }
-        have += static_cast<size_t>(got);
+        have += static_cast<uint32_t>(got);
     }
     return VOS_RET_OK;
 }
@@ -295,8 +295,10 @@ VosRet vos::receiveMessage(int32_t fd, VosMsgHeader **msgOut, uint32_t *timeoutM
         }
         msg.release();
         msg.reset(static_cast<VosMsgHeader *>(larger));
-        ret = readPayload(reader, msg.get());
+        uint32_t have = 0;
+        ret = readPayload(reader, msg.get(), have);
         if (ret != VOS_RET_OK) {
+            vos::freeUnfilled(msg.release(), static_cast<uint32_t>(sizeof(VosMsgHeader)) + have, __func__, __LINE__);
             return ret;
         }
     }
