@@ -52,7 +52,7 @@ file(CONFIGURE OUTPUT ${vos_map} CONTENT "${vos_map_text}" @ONLY)
 
 # What calls those libraries directly is compiled once for each of the two.
 set(vos_bind_sources ${vos_sources})
-list(FILTER vos_bind_sources INCLUDE REGEX "/(oal_log_android|oal_pass|security_bind)\\.cpp$")
+list(FILTER vos_bind_sources INCLUDE REGEX "/(oal_pass|security_bind)\\.cpp$")
 list(REMOVE_ITEM vos_sources ${vos_bind_sources})
 add_library(vos_objects OBJECT ${vos_sources})
 set(vos_atomics "")

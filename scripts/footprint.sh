@@ -100,7 +100,7 @@ idle_inside() {
 
 idle_figures() {
     local dir=$PWD/build/footprint
-    build "$dir" vos-hubd
+    build "$dir" vos-hubd -DVOS_WITH_ANDROID_LOG=OFF # as where there is musl
     build "$dir-small" vos -DVOS_BUILD_TOOLS=OFF -DVOS_WITH_SECURITY=OFF -DVOS_WITH_ANDROID_LOG=OFF -DVOS_WITH_GB18030=OFF
     cc -Os -D_GNU_SOURCE -DBARE scripts/footprint/idle.c -o "$dir/idle_bare"
     cc -Os -D_GNU_SOURCE -Iinclude scripts/footprint/idle.c -L"$dir" -lvos -Wl,-rpath,"$dir" -o "$dir/idle_all"
