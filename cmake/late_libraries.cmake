@@ -1,6 +1,6 @@
 # Libraries that few daemons need: libvos.so opens a shared one at first use, so that the others have none of its pages.
 # libvos.a is always linked with them.
-option(VOS_OPEN_AT_FIRST_USE "Let libvos.so open libcrypto, libcrypt and liblog when they are first needed" ON)
+option(VOS_OPEN_AT_FIRST_USE "Let libvos.so open libcrypto and libcrypt when they are first needed" ON)
 find_program(VOS_READELF NAMES ${CMAKE_READELF} readelf llvm-readelf)
 mark_as_advanced(VOS_READELF)
 

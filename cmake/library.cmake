@@ -52,9 +52,18 @@ file(CONFIGURE OUTPUT ${vos_map} CONTENT "${vos_map_text}" @ONLY)
 
 # What calls those libraries directly is compiled once for each of the two.
 set(vos_bind_sources ${vos_sources})
-list(FILTER vos_bind_sources INCLUDE REGEX "/(oal_log_android|oal_pass|security_bind)\\.cpp$")
+list(FILTER vos_bind_sources INCLUDE REGEX "/(oal_pass|security_bind)\\.cpp$")
 list(REMOVE_ITEM vos_sources ${vos_bind_sources})
 add_library(vos_objects OBJECT ${vos_sources})
+set(vos_atomics "")
+if(CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
+    # The compiler's run-time choice between two kinds of atomic instructions would bring a constructor that runs at load.
+    include(CheckCXXCompilerFlag)
+    check_cxx_compiler_flag(-mno-outline-atomics VOS_OUTLINE_ATOMICS)
+    if(VOS_OUTLINE_ATOMICS)
+        set(vos_atomics -mno-outline-atomics)
+    endif()
+endif()
 add_library(vos_shared_objects OBJECT ${vos_bind_sources})
 add_library(vos_static_objects OBJECT ${vos_bind_sources})
 target_compile_definitions(vos_shared_objects PRIVATE ${vos_late_definitions})
@@ -66,7 +75,7 @@ foreach(objects IN ITEMS vos_objects vos_shared_objects vos_static_objects)
     target_link_libraries(${objects} PRIVATE Threads::Threads ${vos_private_libs} ${vos_static_libs})
     target_compile_options(${objects} PRIVATE -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/= -fno-exceptions -fno-rtti
         -fno-semantic-interposition -fno-threadsafe-statics -fno-asynchronous-unwind-tables -fno-unwind-tables
-        -ffunction-sections -fdata-sections)
+        -ffunction-sections -fdata-sections ${vos_atomics})
 endforeach()
 
 # In a build for size these few stay fast: they see every byte of large inputs.

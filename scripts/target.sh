@@ -44,7 +44,8 @@ skipped() { awk -v lane="$1" '!/^#/ && ($1 == lane || $1 == "both") {print $2}' 
 run_lane() (
     local lane=$1 preset=$1-aarch64 skip
     mkdir -p build
-    # The time is for preparing alone. A process of its own, because set -e is off in a condition.
+    [ -z "$within" ] || export VOS_PREPARE_UNTIL=$((EPOCHSECONDS + within))
+    # A process of its own, because set -e is off in a condition.
     if ! { "$BASH" scripts/target.sh --env "$lane" > "build/$preset.env" && scripts/target/emulate.sh true; } 2>&1 |
         tee "build/$preset.log" >&2; then
         [ -n "$within" ] || exit 1
@@ -88,7 +89,6 @@ while [ $# -gt 0 ]; do
     shift
 done
 [ ${#lanes[@]} -gt 0 ] || lanes=(musl glibc)
-[ -z "$within" ] || export VOS_PREPARE_UNTIL=$((EPOCHSECONDS + within))
 if [ $action = print_env ]; then
     install_packages build test target >&2 || {
         ! time_is_over || say "could not install these packages: its time was over"

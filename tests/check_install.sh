@@ -16,12 +16,13 @@ DESTDIR=$scratch/root $cmake --install "$build" > "$scratch/install.log"
 prefix=$(sed -n 's/^prefix=//p' "$build/vos.pc")
 libdir=$scratch/root$(dirname "$(dirname "$(find "$scratch/root" -name vos.pc | sed "s|^$scratch/root||")")")
 
-export PKG_CONFIG_PATH="$libdir/pkgconfig" PKG_CONFIG_SYSROOT_DIR="$scratch/root"
+export PKG_CONFIG_PATH="$libdir/pkgconfig"
+vos_flags() { pkg-config --define-variable=prefix="$scratch/root$prefix" "$@" vos; }
 # shellcheck disable=SC2046
-cc -std=c11 -Wall -Wextra -Werror $flags "$consumer/consumer.c" $(pkg-config --cflags --libs vos) -o "$scratch/c_consumer"
+cc -std=c11 -Wall -Wextra -Werror $flags "$consumer/consumer.c" $(vos_flags --cflags --libs) -o "$scratch/c_consumer"
 LD_LIBRARY_PATH=$libdir "$scratch/c_consumer"
 # shellcheck disable=SC2046
-cc -std=c11 $flags "$consumer/consumer.c" $(pkg-config --cflags --libs --static vos |
+cc -std=c11 $flags "$consumer/consumer.c" $(vos_flags --cflags --libs --static |
     sed "s|-lvos|-Wl,--whole-archive,$libdir/libvos.a,--no-whole-archive|") -o "$scratch/c_consumer"
 "$scratch/c_consumer"
 

@@ -264,7 +264,7 @@ TEST(CodecTool, StreamsAcrossPieces) {
         text += "<" + std::to_string(line) + "> & \"50%\"\n";
     }
     vostest::writeText(plain, text);
-    const std::string codec = VOS_TEST_BIN_DIR "/vosctl codec ";
+    const std::string codec = "'" VOS_TEST_BIN_DIR "/vosctl' codec ";
     for (const std::string &command : {
              codec + "b64 " + plain + " | base64 -d",
              "base64 " + plain + " | tr '\\n' - | " + codec + "b64 -d",

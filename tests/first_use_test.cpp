@@ -1,4 +1,4 @@
-// libcrypto, libcrypt and liblog as libvos.so opens them by itself; nothing else here may be linked with them.
+// libcrypto and libcrypt as libvos.so opens them by itself; nothing else here may be linked with them.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -12,7 +12,6 @@
 #include "support/files.h"
 #include "support/mount_over.h"
 #include "support/syslog_catcher.h"
-#include "vos/log.h"
 #include "vos/password.h"
 #include "vos/security.h"
 
@@ -20,7 +19,6 @@ namespace {
 
 using testing::AllOf;
 using testing::Each;
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 using testing::SizeIs;
@@ -66,9 +64,6 @@ void inFreshProcess(Body body) {
 TEST(FirstUse, OpensNothingBeforeACallNeedsIt) {
     inFreshProcess([] {
         EXPECT_THAT(vostest::readText("/proc/self/maps"), AllOf(HasSubstr("libvos.so"), Not(HasSubstr("libcrypt"))));
-#ifdef VOS_TEST_LIBLOG
-        EXPECT_THAT(vostest::readText("/proc/self/maps"), Not(HasSubstr("liblog")));
-#endif
         expectAllWork();
         EXPECT_THAT(vostest::readText("/proc/self/maps"), HasSubstr("libcrypto"));
     });
@@ -97,12 +92,6 @@ TEST(FirstUse, FailsWithoutTheLibraryAndWorksOnceItIsThere) {
         EXPECT_EQ(errno, ENOSYS);
         EXPECT_STREQ(util_pwEncrypt("secret", "rl"), "");
         noLibcrypt.reset();
-#endif
-#ifdef VOS_TEST_LIBLOG
-        const vostest::MountOver noLiblog{VOS_TEST_LIBLOG, "gone"};
-        vostest::Diagnostics diagnostics;
-        vosLog_printf(5, VOS_LOG_DEST_ANDROID, true, "lost");
-        EXPECT_THAT(diagnostics.takeBodies(), ElementsAre(HasSubstr("could not bind " VOS_LIBLOG_SONAME)));
 #endif
         noLibcrypto.reset();
         expectAllWork();

@@ -1,6 +1,8 @@
 // The development hub as its clients see it: launch, routing, services, and what a bad client can do to others.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -8,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <climits>
 #include <csignal>
 #include <cstring>
 #include <filesystem>
@@ -591,6 +594,37 @@ TEST(HubLife, EndsCleanlyAndReplacesOnlyADeadHubsSocket) {
     const Peer stillServed{path};
     stillServed.send(announcement(9, ""));
     EXPECT_TRUE(stillServed.receive());
+}
+
+TEST(HubLife, EndsAlthoughNobodyReadsTheTrace) {
+    int trace[2];
+    int report[2];
+    ASSERT_EQ(pipe(trace) + pipe(report), 0);
+    fcntl(trace[1], F_SETPIPE_SZ, 2 * PIPE_BUF);
+    const pid_t hub = fork();
+    if (hub == 0) {
+        dup2(trace[1], STDOUT_FILENO);
+        dup2(report[1], STDERR_FILENO);
+        execl(VOS_TEST_BIN_DIR "/vos-hubd", "vos-hubd", "--trace", nullptr);
+        _exit(127);
+    }
+    char first = 0;
+    EXPECT_EQ(read(report[0], &first, 1), 1) << "it says that it listens";
+    const Peer peer{VosEntityId{9}};
+    for (int i = 0; i < 200; i++) {
+        peer.send(message(kType, 9, 9, kEvent));
+    }
+    for (int waiting = 0; waiting <= PIPE_BUF; ioctl(trace[0], FIONREAD, &waiting)) {
+        std::this_thread::yield();
+    }
+    kill(hub, SIGTERM);
+    int status = -1;
+    EXPECT_EQ(waitpid(hub, &status, 0), hub);
+    EXPECT_EQ(status, 0);
+    EXPECT_FALSE(std::filesystem::exists(VOS_MSG_HUB_SOCKET_PATH));
+    for (const int fd : {trace[0], trace[1], report[0], report[1]}) {
+        close(fd);
+    }
 }
 
 TEST(HubLife, RefusesWrongCommandLinesInOneLine) {

@@ -131,7 +131,7 @@ TEST_F(LogToolTest, AsksTheHubForTheNumberBehindAName) {
 TEST_F(LogToolTest, FollowsTheFileThroughRotation) {
     vosLog_setMaxSize(200);
     vosLog_printf(3, kFileOnly, true, "before");
-    FILE *follower = popen("echo $$; exec " VOS_TEST_BIN_DIR "/vosctl log 4711 --follow", "r");
+    FILE *follower = popen("echo $$; exec '" VOS_TEST_BIN_DIR "/vosctl' log 4711 --follow", "r");
     char line[64];
     ASSERT_NE(fgets(line, sizeof line, follower), nullptr);
     const pid_t pid = atoi(line);

@@ -19,7 +19,7 @@ namespace {
 
 /** What vosctl prints, and its exit status behind it. */
 std::string vosctl(const std::string &arguments) {
-    FILE *pipe = popen((VOS_TEST_BIN_DIR "/vosctl " + arguments + " 2>&1").c_str(), "r");
+    FILE *pipe = popen(("'" VOS_TEST_BIN_DIR "/vosctl' " + arguments + " 2>&1").c_str(), "r");
     std::string output;
     for (int c; (c = fgetc(pipe)) != EOF;) {
         output += static_cast<char>(c);

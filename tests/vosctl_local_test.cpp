@@ -31,7 +31,7 @@ TEST(VosctlLocal, PrintsWhatTheLibraryFinds) {
                "<r a=\"1\"><b/>t</r>"}}) {
         SCOPED_TRACE(c.arguments);
         const Outcome outcome =
-            vostest::shell("printf '%s' '" + std::string{c.input} + "' | " VOS_TEST_BIN_DIR "/vosctl " + c.arguments);
+            vostest::shell("printf '%s' '" + std::string{c.input} + "' | '" VOS_TEST_BIN_DIR "/vosctl' " + c.arguments);
         EXPECT_EQ(outcome.status, 0);
         EXPECT_THAT(outcome.out, ContainsRegex(c.out));
         EXPECT_EQ(outcome.err, "");

@@ -259,10 +259,10 @@ TEST(Vosctl, CompletesCommandsOptionsTypesAndRunningEntities) {
              Case{"ping 6", hostile.eid()},
          }) {
         SCOPED_TRACE(c.line);
-        const std::string script = std::string{"PATH=" VOS_TEST_BIN_DIR
-                                               ":$PATH; "
-                                               ". " VOS_TEST_SOURCE_DIR
-                                               "/tools/vosctl/vosctl.bash; "
+        const std::string script = std::string{"PATH=\"" VOS_TEST_BIN_DIR
+                                               ":$PATH\"; "
+                                               ". \"" VOS_TEST_SOURCE_DIR
+                                               "/tools/vosctl/vosctl.bash\"; "
                                                "IFS=\" \" read -ra COMP_WORDS <<< \"vosctl "} +
                                    c.line + "x\"; COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); " +
                                    "COMP_WORDS[-1]=${COMP_WORDS[-1]%x}; _vosctl; echo \"${COMPREPLY[*]}\"";

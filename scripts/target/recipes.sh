@@ -71,7 +71,8 @@ libcrypto_left_out="afalgeng aria async bf blake2 camellia cast chacha cmp cms c
 
 # libcrypto of Debian's openssl source, static and, from the same objects, shared.
 recipe_libcrypto() {
-    local prefix=$1 final=$2
+    local prefix=$1 final=$2 cc=cc
+    command -v "${prefix}cc" > /dev/null || cc=gcc
     update_private_apt arm64
     mkdir source
     cd source
@@ -80,7 +81,7 @@ recipe_libcrypto() {
     cd openssl-*/
     # shellcheck disable=SC2086 # the features are words
     ./Configure linux-aarch64 enable-legacy $(printf 'no-%s ' $libcrypto_left_out) \
-        --cross-compile-prefix="$prefix" CC=cc --prefix="$final" --libdir=lib --openssldir=/etc/ssl
+        --cross-compile-prefix="$prefix" CC=$cc --prefix="$final" --libdir=lib --openssldir=/etc/ssl
     make -s -j "$(nproc)" build_generated
     make -s -j "$(nproc)" libcrypto.a
     mkdir -p ../../usr/include ../../usr/lib
@@ -88,7 +89,7 @@ recipe_libcrypto() {
     cp libcrypto.a ../../usr/lib/
     cd ../..
     rm -r source
-    "${prefix}cc" -shared -Wl,-soname,libcrypto.so.3 -Wl,--whole-archive usr/lib/libcrypto.a -Wl,--no-whole-archive \
+    "$prefix$cc" -shared -Wl,-soname,libcrypto.so.3 -Wl,--whole-archive usr/lib/libcrypto.a -Wl,--no-whole-archive \
         -o usr/lib/libcrypto.so.3
     ln -s libcrypto.so.3 usr/lib/libcrypto.so
 }

@@ -8,7 +8,6 @@
 #include <atomic>
 #include <cstring>
 
-#include "internal/guards.h"
 #include "vos/dbg.h"
 
 namespace vos {
@@ -17,24 +16,31 @@ class LateLibrary {
   public:
     /** Opens the library and writes the addresses of its functions, one behind the other, to `table`; does nothing when
      * that was done before. `names` holds the functions' names, each with its NUL, and an empty one at the end: a table
-     * of pointers would have to be relocated at load.
+     * of pointers to them would have to be relocated at load.
      *
      * A failure is reported and tried again at the next call, because descriptors or memory may have been short. The
      * library is never closed: it may have handlers that run at exit, and others in the process may use it. */
-    bool bind(const char *soname, const char *names, void *table) {
+    template <typename Table>
+    bool bind(const char *soname, const char *names, Table &table) {
         if (bound_.load(std::memory_order_acquire)) {
             return true;
         }
+        // Opening may run foreign code and wait for the loader, so no lock is held meanwhile.
+        Table found;
+        if (!find(soname, names, reinterpret_cast<char *>(&found))) {
+            return false;
+        }
         pthread_mutex_lock(&mutex_);
-        const Scope unlock{[this] { pthread_mutex_unlock(&mutex_); }};
-        if (!bound_.load(std::memory_order_relaxed) && fill(soname, names, static_cast<char *>(table))) {
+        if (!bound_.load(std::memory_order_relaxed)) {
+            table = found;
             bound_.store(true, std::memory_order_release);
         }
-        return bound_.load(std::memory_order_relaxed);
+        pthread_mutex_unlock(&mutex_);
+        return true;
     }
 
   private:
-    static bool fill(const char *soname, const char *names, char *table) {
+    static bool find(const char *soname, const char *names, char *table) {
         void *library = dlopen(soname, RTLD_NOW | RTLD_LOCAL);
         for (; library != nullptr; names += strlen(names) + 1) {
             if (*names == '\0') {

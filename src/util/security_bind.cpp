@@ -19,7 +19,7 @@ constinit vos::LateLibrary s_library;
 vos::OpenSsl vos::openSsl;
 
 bool vos::bindOpenSsl() {
-    return s_library.bind(VOS_LIBCRYPTO_SONAME, kNames, &openSsl);
+    return s_library.bind(VOS_LIBCRYPTO_SONAME, kNames, openSsl);
 }
 
 #else

@@ -74,6 +74,7 @@
 namespace vos {
 
 struct OpenSsl {
+// NOLINTNEXTLINE(bugprone-macro-parentheses): the name of a member
 #define VOS_OPENSSL_MEMBER(function) decltype(&::function) function;
     VOS_OPENSSL_FUNCTIONS(VOS_OPENSSL_MEMBER)
 #undef VOS_OPENSSL_MEMBER

@@ -24,7 +24,7 @@ inline Outcome shell(const std::string &command) {
 }
 
 inline Outcome vosctl(const std::string &arguments) {
-    return shell(VOS_TEST_BIN_DIR "/vosctl " + arguments);
+    return shell("'" VOS_TEST_BIN_DIR "/vosctl' " + arguments);
 }
 
 }  // namespace vostest

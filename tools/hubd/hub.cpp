@@ -49,7 +49,7 @@ Hub::Hub(const Options &options)
       outbox_{poller_, departures_, options_.queueLimit},
       congestion_{poller_, options_.queueLimit, options_.longestPauseMs * kNsPerMs},
       directory_{ids_},
-      observers_{outbox_, directory_, options_.trace},
+      observers_{outbox_, directory_, options_.trace, signals_.get()},
       router_{ids_, outbox_, congestion_, observers_},
       services_{options_, *this, ids_, directory_, router_, observers_},
       launcher_{*this, ids_, directory_, router_, services_} {

@@ -1,9 +1,13 @@
 // The trace and the monitors.
 #include "observers.h"
 
+#include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
+#include <climits>
 
 #include "clock.h"
 #include "common/message_line.h"
@@ -46,10 +50,20 @@ void Observers::observe(const Frame &frame, hubproto::Verdict verdict) {
     }
 }
 
+// Whether PIPE_BUF bytes can be written without blocking; false when the hub is to end before they can: whoever reads
+// the trace may have stopped for good.
+bool Observers::awaitReader() const {
+    std::array ends{pollfd{.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0},
+                    pollfd{.fd = stopSignals_, .events = POLLIN, .revents = 0}};
+    while (poll(ends.data(), ends.size(), -1) < 0 && errno == EINTR) {
+    }
+    return ends[0].revents != 0 || ends[1].revents == 0;
+}
+
 void Observers::flush() {
     std::string_view rest = lines_;
-    while (!rest.empty()) {
-        const ssize_t written = write(STDOUT_FILENO, rest.data(), rest.size());
+    while (!rest.empty() && awaitReader()) {
+        const ssize_t written = write(STDOUT_FILENO, rest.data(), std::min(rest.size(), size_t{PIPE_BUF}));
         if (written < 0 && errno == EINTR) {
             continue;
         }

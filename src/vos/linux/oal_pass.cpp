@@ -16,7 +16,7 @@ constinit vos::LateLibrary s_library;
 decltype(&crypt) s_crypt = nullptr;
 
 bool bindCrypt() {
-    return s_library.bind(VOS_LIBCRYPT_SONAME, "crypt\0", &s_crypt);
+    return s_library.bind(VOS_LIBCRYPT_SONAME, "crypt\0", s_crypt);
 }
 #else
 constexpr decltype(&crypt) s_crypt = crypt;
