@@ -21,7 +21,6 @@
 #include <memory>
 #include <string>
 
-#include "support/fault.h"
 #include "support/files.h"
 #include "support/syslog_catcher.h"
 
@@ -167,18 +166,6 @@ void expectRefused(const char *path, const char *passPhrase) {
     EXPECT_EQ(UTIL_RsaPrivateKeyDecrypt(in, 256, out, &length, path, passPhrase), VOS_RET_ERROR);
     EXPECT_EQ(length, 77U);
     EXPECT_TRUE(out[0] == 9 && out[1] == 9 && out[2] == 0);
-}
-
-TEST_F(RsaTest, GivesAnErrorWheneverMemoryRunsOut) {
-    const char *path = write(makeFile(rsaKey(), "p", Generation::kLegacy));  // takes a library context of its own
-    const auto encrypt = [&] {
-        const uint8_t plain[] = {1};
-        uint8_t out[256];
-        uint32_t length = 0;
-        return UTIL_RsaPulicKeyEcrypt(plain, 1, out, &length, path, "p");
-    };
-    vostest::failEach(vostest::Resource::kMemory,
-                      {{"encrypt", [&] { return vostest::result(encrypt); }, VOS_RET_OK, {VOS_RET_ERROR}}});
 }
 
 TEST_F(RsaTest, RefusesFilesThatHoldNoUsableKey) {
