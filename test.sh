@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs what is missing, then builds and tests. ./test.sh [LANE…] with LANE of: dev asan fuzz tsan clang
-# coverage; without arguments what CI runs: dev, asan and a short round of the fuzz targets.
+# coverage; without arguments dev, asan and a short round of the fuzz targets. CI runs more: see .ci/run.
 set -euo pipefail
 cd "$(dirname "$0")"
 . scripts/packages.sh

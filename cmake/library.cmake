@@ -7,9 +7,14 @@ file(GLOB vos_sources CONFIGURE_DEPENDS
     ${PROJECT_SOURCE_DIR}/src/util/*.cpp)
 file(GLOB vos_exports CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/exports/*.txt)
 
-# Families that a firmware may leave out drop their sources and export lists here; VOS_PRIVATE_LIBS collects what the
-# others need besides libc.
+# Families that a firmware may leave out drop their sources and export lists here; vos_private_libs collects what the
+# others need besides libc, vos_static_libs what libvos.a needs but libvos.so opens by itself.
 set(vos_private_libs "")
+set(vos_static_libs "")
+set(vos_late_sonames "")
+set(vos_late_definitions "")
+set(vos_late_directories "")
+include(${PROJECT_SOURCE_DIR}/cmake/late_libraries.cmake)
 foreach(family_file IN ITEMS android_log gb18030 security semaphore)
     include(${PROJECT_SOURCE_DIR}/cmake/families/${family_file}.cmake OPTIONAL)
 endforeach()
@@ -45,14 +50,33 @@ foreach(node IN LISTS vos_nodes)
 endforeach()
 file(CONFIGURE OUTPUT ${vos_map} CONTENT "${vos_map_text}" @ONLY)
 
+# What calls those libraries directly is compiled once for each of the two.
+set(vos_bind_sources ${vos_sources})
+list(FILTER vos_bind_sources INCLUDE REGEX "/(oal_pass|security_bind)\\.cpp$")
+list(REMOVE_ITEM vos_sources ${vos_bind_sources})
 add_library(vos_objects OBJECT ${vos_sources})
-set_target_properties(vos_objects PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden
-    VISIBILITY_INLINES_HIDDEN ON)
-target_include_directories(vos_objects PUBLIC ${PROJECT_SOURCE_DIR}/include PRIVATE ${PROJECT_SOURCE_DIR}/src)
-target_compile_definitions(vos_objects PRIVATE _GNU_SOURCE)
-target_link_libraries(vos_objects PRIVATE Threads::Threads ${vos_private_libs})
-target_compile_options(vos_objects PRIVATE -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/= -fno-exceptions -fno-rtti -fno-threadsafe-statics
-    -fno-asynchronous-unwind-tables -fno-unwind-tables -ffunction-sections -fdata-sections)
+set(vos_atomics "")
+if(CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
+    # The compiler's run-time choice between two kinds of atomic instructions would bring a constructor that runs at load.
+    include(CheckCXXCompilerFlag)
+    check_cxx_compiler_flag(-mno-outline-atomics VOS_OUTLINE_ATOMICS)
+    if(VOS_OUTLINE_ATOMICS)
+        set(vos_atomics -mno-outline-atomics)
+    endif()
+endif()
+add_library(vos_shared_objects OBJECT ${vos_bind_sources})
+add_library(vos_static_objects OBJECT ${vos_bind_sources})
+target_compile_definitions(vos_shared_objects PRIVATE ${vos_late_definitions})
+foreach(objects IN ITEMS vos_objects vos_shared_objects vos_static_objects)
+    set_target_properties(${objects} PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden
+        VISIBILITY_INLINES_HIDDEN ON)
+    target_include_directories(${objects} PUBLIC ${PROJECT_SOURCE_DIR}/include PRIVATE ${PROJECT_SOURCE_DIR}/src)
+    target_compile_definitions(${objects} PRIVATE _GNU_SOURCE)
+    target_link_libraries(${objects} PRIVATE Threads::Threads ${vos_private_libs} ${vos_static_libs})
+    target_compile_options(${objects} PRIVATE -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/= -fno-exceptions -fno-rtti
+        -fno-semantic-interposition -fno-threadsafe-statics -fno-asynchronous-unwind-tables -fno-unwind-tables
+        -ffunction-sections -fdata-sections ${vos_atomics})
+endforeach()
 
 # In a build for size these few stay fast: they see every byte of large inputs.
 foreach(source IN LISTS vos_sources)
@@ -61,10 +85,10 @@ foreach(source IN LISTS vos_sources)
     endif()
 endforeach()
 
-add_library(vos SHARED $<TARGET_OBJECTS:vos_objects>)
-add_library(vos_static STATIC $<TARGET_OBJECTS:vos_objects>)
+add_library(vos SHARED $<TARGET_OBJECTS:vos_objects> $<TARGET_OBJECTS:vos_shared_objects>)
+add_library(vos_static STATIC $<TARGET_OBJECTS:vos_objects> $<TARGET_OBJECTS:vos_static_objects>)
 set_target_properties(vos PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
-    LINKER_LANGUAGE C LINK_DEPENDS ${vos_map})
+    LINKER_LANGUAGE C LINK_DEPENDS ${vos_map} BUILD_RPATH "${vos_late_directories}")
 set_target_properties(vos_static PROPERTIES OUTPUT_NAME vos LINKER_LANGUAGE C EXPORT_NAME vos-static)
 target_link_options(vos PRIVATE -Wl,--version-script=${vos_map} -Wl,--gc-sections -Wl,--as-needed -Wl,--hash-style=gnu)
 if(NOT VOS_SANITIZE)
@@ -74,7 +98,7 @@ foreach(target IN ITEMS vos vos_static)
     target_include_directories(${target} INTERFACE
         $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 endforeach()
-target_link_libraries(vos PRIVATE Threads::Threads ${vos_private_libs})
-target_link_libraries(vos_static INTERFACE Threads::Threads ${vos_private_libs})
+target_link_libraries(vos PRIVATE Threads::Threads ${CMAKE_DL_LIBS} ${vos_private_libs})
+target_link_libraries(vos_static INTERFACE Threads::Threads ${vos_private_libs} ${vos_static_libs})
 add_library(vos::vos ALIAS vos)
 add_library(vos::vos-static ALIAS vos_static)

@@ -24,6 +24,14 @@ set(CPACK_POST_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/package_triggers.cmake)
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libvos${PROJECT_VERSION_MAJOR})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+# dpkg-shlibdeps sees what the library is linked with, not what it opens at first use.
+foreach(soname IN LISTS vos_late_sonames)
+    execute_process(COMMAND dpkg-query -S "*/${CMAKE_LIBRARY_ARCHITECTURE}/${soname}" OUTPUT_VARIABLE owner ERROR_QUIET)
+    if(owner MATCHES "^([a-z0-9.+-]+):")
+        list(APPEND vos_late_packages ${CMAKE_MATCH_1})
+    endif()
+endforeach()
+list(JOIN vos_late_packages ", " CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${packaging_dir}/triggers)
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "Messages between processes through a hub, a log, memory, timers, child
 processes, and helpers for text, addresses and data formats.
@@ -32,6 +40,9 @@ This package holds the shared library.")
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME libvos-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "libvos${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION}-1)")
+if(VOS_WITH_SECURITY)  # for the static library, and for the CMake package, which names what that is linked with
+    string(APPEND CPACK_DEBIAN_DEV_PACKAGE_DEPENDS ", libssl-dev")
+endif()
 set(CPACK_COMPONENT_DEV_DESCRIPTION "Messages between processes through a hub, a log, memory, timers, child
 processes, and helpers for text, addresses and data formats.
 .

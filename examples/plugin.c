@@ -6,7 +6,7 @@
  *
  * The parameters are the text "level=NUMBER"; the answer says what is in force. Stops cleanly on SIGTERM and SIGINT.
  */
-#include <signal.h>
+#include <poll.h>
 #include <stdio.h>
 #include <string.h>
 #include <vos/plugin.h>
@@ -14,13 +14,9 @@
 #include <vos/text.h>
 #include <vos/vos.h>
 
-static volatile sig_atomic_t stopped;
-static uint32_t level = 50;
+#include "stop_signals.h"
 
-static void stop(int signalNumber) {
-    (void)signalNumber;
-    stopped = 1;
-}
+static uint32_t level = 50;
 
 /* The library sends the returned text and frees it. */
 static char *setParameters(const char *commonCtx) {
@@ -38,15 +34,12 @@ static char *setParameters(const char *commonCtx) {
 }
 
 int main(void) {
-    /* Without SA_RESTART a signal ends the wait in vosMsg_receive() with an error. */
-    const struct sigaction action = {.sa_handler = stop};
+    const sigset_t waitMask = catchStopSignals();
+    struct pollfd waiting = {.events = POLLIN};
     VosMsgHandle *handle = NULL;
-    VosMsgHeader *msg = NULL;
     char name[64] = "";
     VosRet ret = VOS_RET_OK;
 
-    sigaction(SIGTERM, &action, NULL);
-    sigaction(SIGINT, &action, NULL);
     if (UTIL_pluginGetName(name, sizeof name) != VOS_RET_OK || name[0] == '\0') {
         fprintf(stderr, "plugin: no name in ../Info.plugin; start it one directory below that file\n");
         return 1;
@@ -56,10 +49,15 @@ int main(void) {
         fprintf(stderr, "plugin: no hub (%u)\n", ret);
         return 1;
     }
+    vosMsg_getEventHandle(handle, &waiting.fd);
     UTIL_pluginRegisterSetParamEvent(handle, setParameters);
     printf("%s: entity %u\n", name, vosMsg_getHandleEid(handle));
     fflush(stdout);
-    while (!stopped && (ret = vosMsg_receive(handle, &msg)) == VOS_RET_OK) {
+    while (ret == VOS_RET_OK && !stopped) {
+        VosMsgHeader *msg = NULL;
+        if (ppoll(&waiting, 1, NULL, &waitMask) <= 0 || (ret = vosMsg_receive(handle, &msg)) != VOS_RET_OK) {
+            continue;
+        }
         if (msg->type == VOS_MSG_PLUGIN_SET_PARAMETER && UTIL_pluginExecuteSetParamEvent(msg) == VOS_RET_OK) {
             printf("%s: level is %u\n", name, level);
             fflush(stdout);

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Prints what the library costs a gateway: sections of the stripped library for 64-bit Arm with musl; memory and start-up
-# time of an idle daemon, measured on the machine that runs this, because emulation has memory of its own.
-#   ./scripts/footprint.sh [target | idle | peers]…   all three without arguments
+# Prints what the library costs a gateway: sections of the stripped library for 64-bit Arm with musl; memory of an idle
+# daemon on a whole emulated machine of that kind; memory and start-up time of one on the machine that runs this.
+#   ./scripts/footprint.sh [target | device | idle | peers]…   all four without arguments
 set -euo pipefail
 self=$(cd "$(dirname "$0")" && pwd -P)/${0##*/}
 cd "$(dirname "$self")/.."
@@ -49,13 +49,16 @@ table_head() {
     echo '|---|---|---|---|---|---|---|---|---|---|'
 }
 
-target_figures() {
+# build_target DIRECTORY TARGET OPTION…
+build_target() {
     eval "$(scripts/target.sh --env musl)"
-    local toolchain="--toolchain cmake/toolchains/aarch64-linux-musl.cmake" dir=build/footprint-musl
-    # shellcheck disable=SC2086 # two words
-    build "$dir" vos $toolchain -DVOS_BUILD_TOOLS=OFF -DVOS_WITH_GB18030=ON
-    # shellcheck disable=SC2086
-    build "$dir-small" vos $toolchain -DVOS_BUILD_TOOLS=OFF -DVOS_WITH_GB18030=OFF
+    build "$@" --toolchain cmake/toolchains/aarch64-linux-musl.cmake
+}
+
+target_figures() {
+    local dir=build/footprint-musl
+    build_target "$dir" vos -DVOS_BUILD_TOOLS=ON
+    build_target "$dir-small" vos -DVOS_BUILD_TOOLS=OFF -DVOS_WITH_GB18030=OFF
     echo "## aarch64 musl, stripped, bytes"
     table_head
     figures "libvos without GB18030" "$dir-small/libvos.so.1"
@@ -67,29 +70,37 @@ target_figures() {
     done | sort -rn | head | sed 's/^/    /;s/\.cpp\.o$//'
 }
 
-# run_idle PROGRAM: the median of 21 runs, one figure at a time.
-run_idle() {
-    local i
-    for ((i = 0; i < 21; i++)); do "$1"; done > "/tmp/${1##*/}.figures"
-    for i in 1 2 3 4; do cut -d ' ' -f $i "/tmp/${1##*/}.figures" | sort -n | sed -n 11p; done | paste -sd ' '
+idle_head() {
+    echo '| program | resident | private, written | private, read only | exec to the hub'\''s answer |'
+    echo '|---|---|---|---|---|'
+}
+
+# idle_row NAME FILE: a row of the table from 21 runs: medians of memory, the fastest time, which a busy machine spoils last.
+idle_row() {
+    local column
+    printf '| %s |' "$1"
+    for column in 1,11 2,11 3,11 4,1; do
+        printf ' %d |' "$(cut -d ' ' -f "${column%,*}" "$2" | sort -n | sed -n "${column#*,}p")"
+    done
+    echo
 }
 
 idle_inside() {
-    local dir=$1 name rss dirty clean micros
+    local dir=$1 name i
     mount -t tmpfs tmpfs /tmp
     mount -t tmpfs tmpfs /var
     "$dir/bin/vos-hubd" > /dev/null 2>&1 &
     trap 'kill %1' EXIT
     until [ -S /var/hubd_messaging_server_addr ]; do sleep 0.02; done
     for name in bare all no_libcrypto; do
-        read -r rss dirty clean micros < <(run_idle "$dir/idle_$name")
-        printf '| %s | %d | %d | %d | %d |\n' "$name" "$rss" "$dirty" "$clean" "$micros"
+        for ((i = 0; i < 21; i++)); do "$dir/idle_$name"; done > "/tmp/$name"
+        idle_row "$name" "/tmp/$name"
     done
 }
 
 idle_figures() {
     local dir=$PWD/build/footprint
-    build "$dir" vos-hubd
+    build "$dir" vos-hubd -DVOS_WITH_ANDROID_LOG=OFF # as where there is musl
     build "$dir-small" vos -DVOS_BUILD_TOOLS=OFF -DVOS_WITH_SECURITY=OFF -DVOS_WITH_ANDROID_LOG=OFF -DVOS_WITH_GB18030=OFF
     cc -Os -D_GNU_SOURCE -DBARE scripts/footprint/idle.c -o "$dir/idle_bare"
     cc -Os -D_GNU_SOURCE -Iinclude scripts/footprint/idle.c -L"$dir" -lvos -Wl,-rpath,"$dir" -o "$dir/idle_all"
@@ -97,11 +108,13 @@ idle_figures() {
         -o "$dir/idle_no_libcrypto"
     echo
     echo "## an idle daemon on $(uname -m) with glibc, after vosLog_init() and vosMsg_initEasy(): KiB, microseconds from exec"
-    echo '| program | resident | private, written | private, read only | exec to the hub'\''s answer |'
-    echo '|---|---|---|---|---|'
+    idle_head
     sync # pages of a file just built would count as written by the process
     unshare --mount --ipc --propagation private "$BASH" "$self" --inside "$dir"
 }
+
+# shellcheck source=scripts/footprint/device.sh
+. scripts/footprint/device.sh
 
 peers_figures() {
     echo
@@ -119,5 +132,5 @@ if [ "${1:-}" = --inside ]; then
     exit
 fi
 install_packages build
-[ $# -gt 0 ] || set -- target idle peers
+[ $# -gt 0 ] || set -- target device idle peers
 for part in "$@"; do "${part}_figures"; done

@@ -1,15 +1,14 @@
 #!/usr/bin/env bash
 # Builds library, hub, tools, examples and tests for 64-bit Arm and runs the tests under emulation.
-#   ./scripts/target.sh [musl] [glibc]   both lanes without arguments; installs what is missing
-#   ./scripts/target.sh --env musl       prints the environment for `cmake --preset musl-aarch64` by hand
+#   ./scripts/target.sh [musl] [glibc]        both lanes without arguments; installs what is missing
+#   ./scripts/target.sh --within SECONDS …    a lane that cannot be prepared in that time is left out, which is no failure
+#   ./scripts/target.sh --env musl            prints the environment for `cmake --preset musl-aarch64` by hand
 # A plain cross toolchain in place of the one fetched here: VOS_CROSS_PREFIX=/opt/…/aarch64-linux-musl-
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd -P)
 cd "$root"
 # shellcheck source=scripts/target/cache.sh
 . scripts/target/cache.sh
-# shellcheck source=scripts/packages.sh
-. scripts/packages.sh
 
 zig_version=0.16.0
 # What the library, its tools and its tests link, as Debian has it for the target.
@@ -20,7 +19,7 @@ prepare_musl() {
     local zig=$vos_cache/zig-$zig_version/bin/aarch64-linux-musl- key=zig-$zig_version
     local prefix=${VOS_CROSS_PREFIX:-$zig}
     if [ "$prefix" = "$zig" ]; then
-        need npm npm
+        command -v npm > /dev/null || install_packages npm >&2
         cached "zig-$zig_version" recipe_zig "$zig_version" "$vos_cache/zig-$zig_version" > /dev/null
     else
         command -v "${prefix}cc" "${prefix}gcc" > /dev/null || die "VOS_CROSS_PREFIX=$prefix: no ${prefix}gcc there"
@@ -39,16 +38,23 @@ prepare_glibc() {
     VOS_SYSROOT=$(cached glibc-aarch64 recipe_debian_sysroot arm64 "${glibc_packages[@]}")
 }
 
-# The tests that emulation cannot do, from scripts/target/skipped.txt, as one regular expression.
+# The tests that a lane leaves out, from scripts/target/skipped.txt, as one regular expression.
 skipped() { awk -v lane="$1" '!/^#/ && ($1 == lane || $1 == "both") {print $2}' scripts/target/skipped.txt | paste -sd '|'; }
 
 run_lane() (
     local lane=$1 preset=$1-aarch64 skip
-    "prepare_$lane"
-    export VOS_CROSS_PREFIX VOS_SYSROOT
-    export VOS_EMULATOR="qemu-aarch64;-L;$VOS_SYSROOT" QEMU_LD_PREFIX=$VOS_SYSROOT
-    echo "== $preset: build"
     mkdir -p build
+    [ -z "$within" ] || export VOS_PREPARE_UNTIL=$((EPOCHSECONDS + within))
+    # A process of its own, because set -e is off in a condition.
+    if ! { "$BASH" scripts/target.sh --env "$lane" > "build/$preset.env" && scripts/target/emulate.sh true; } 2>&1 |
+        tee "build/$preset.log" >&2; then
+        [ -n "$within" ] || exit 1
+        echo "== $preset: NOT RUN, the lane could not be prepared: $(tail -n 1 "build/$preset.log")"
+        exit 0
+    fi
+    # shellcheck source=/dev/null
+    . "build/$preset.env"
+    echo "== $preset: build"
     cmake --preset "$preset" > "build/$preset.log" || { tail -n 20 "build/$preset.log"; exit 1; }
     sed -n 's/^-- left out/left out/p' "build/$preset.log"
     cmake --build --preset "$preset"
@@ -56,7 +62,7 @@ run_lane() (
     skip=$(skipped "$lane")
     scripts/target/emulate.sh ctest --preset "$preset" -j "$(nproc)" --progress ${skip:+-E "^($skip)\$"}
     if [ -n "$skip" ]; then
-        echo "== $preset: not run under emulation"
+        echo "== $preset: tests that were left out, and why"
         awk -v lane="$lane" '!/^#/ && ($1 == lane || $1 == "both") {$1 = ""; print " " $0}' scripts/target/skipped.txt
     fi
 )
@@ -69,15 +75,26 @@ print_env() (
 
 lanes=()
 action=run_lane
-for argument in "$@"; do
-    case $argument in
-        musl | glibc) lanes+=("$argument") ;;
+within=
+while [ $# -gt 0 ]; do
+    case $1 in
+        musl | glibc) lanes+=("$1") ;;
         --env) action=print_env ;;
-        *) die "unknown lane $argument; lanes are: musl glibc" ;;
+        --within)
+            within=${2:?seconds}
+            shift
+            ;;
+        *) die "unknown lane $1; lanes are: musl glibc" ;;
     esac
+    shift
 done
 [ ${#lanes[@]} -gt 0 ] || lanes=(musl glibc)
-install_packages build test target >&2
+if [ $action = print_env ]; then
+    install_packages build test target >&2 || {
+        ! time_is_over || say "could not install these packages: its time was over"
+        exit 1
+    }
+fi
 for lane in "${lanes[@]}"; do
     "$action" "$lane"
 done

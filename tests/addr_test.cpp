@@ -67,6 +67,8 @@ TEST(PrefixAddress, IsSplitAtTheSlash) {
     EXPECT_EQ(plen, 128u);
     EXPECT_EQ(util_parsePrefixAddress("::/4294967295", addr, sizeof addr, &plen), VOS_RET_BAD_ARG);
     EXPECT_EQ(util_parsePrefixAddress("::/4294967360", addr, sizeof addr, &plen), VOS_RET_BAD_ARG);
+    EXPECT_EQ(util_parsePrefixAddress("::/-5", addr, sizeof addr, &plen), VOS_RET_BAD_ARG);
+    EXPECT_EQ(static_cast<int32_t>(plen), -5);
     EXPECT_STREQ(addr, "");
 }
 

@@ -3,7 +3,7 @@
 # Exports, NEEDED and undefined symbols; sanitizer builds need their own runtime and are left out.
 if(NOT VOS_SANITIZE)
     add_test(NAME Build.NeedsNoCxxRuntimeAndExportsOnlyTheMap
-        COMMAND ${PROJECT_SOURCE_DIR}/tests/check_library.sh $<TARGET_FILE:vos> ${vos_map})
+        COMMAND ${PROJECT_SOURCE_DIR}/tests/check_library.sh $<TARGET_FILE:vos> ${vos_map} ${vos_late_sonames})
 endif()
 
 # Every public header compiles alone, in C and in C++.

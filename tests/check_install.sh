@@ -1,6 +1,7 @@
 #!/bin/sh
 # check_install.sh CMAKE BUILD_DIR CONSUMER_DIR SANITIZE: installs into a scratch directory and builds and runs a C11
-# program through pkg-config and a C++17 program through find_package against it.
+# program through pkg-config and a C++17 program through find_package against it, each with the shared library and with all
+# of the static one.
 set -eu
 cmake=$1
 build=$2
@@ -15,15 +16,21 @@ DESTDIR=$scratch/root $cmake --install "$build" > "$scratch/install.log"
 prefix=$(sed -n 's/^prefix=//p' "$build/vos.pc")
 libdir=$scratch/root$(dirname "$(dirname "$(find "$scratch/root" -name vos.pc | sed "s|^$scratch/root||")")")
 
-export PKG_CONFIG_PATH="$libdir/pkgconfig" PKG_CONFIG_SYSROOT_DIR="$scratch/root"
+export PKG_CONFIG_PATH="$libdir/pkgconfig"
+vos_flags() { pkg-config --define-variable=prefix="$scratch/root$prefix" "$@" vos; }
 # shellcheck disable=SC2046
-cc -std=c11 -Wall -Wextra -Werror $flags "$consumer/consumer.c" $(pkg-config --cflags --libs vos) -o "$scratch/c_consumer"
+cc -std=c11 -Wall -Wextra -Werror $flags "$consumer/consumer.c" $(vos_flags --cflags --libs) -o "$scratch/c_consumer"
 LD_LIBRARY_PATH=$libdir "$scratch/c_consumer"
+# shellcheck disable=SC2046
+cc -std=c11 $flags "$consumer/consumer.c" $(vos_flags --cflags --libs --static |
+    sed "s|-lvos|-Wl,--whole-archive,$libdir/libvos.a,--no-whole-archive|") -o "$scratch/c_consumer"
+"$scratch/c_consumer"
 
 $cmake -S "$consumer" -B "$scratch/cxx" -DCMAKE_PREFIX_PATH="$scratch/root$prefix" -DCMAKE_CXX_FLAGS="$flags" \
     > "$scratch/cmake.log" || { cat "$scratch/cmake.log"; exit 1; }
 $cmake --build "$scratch/cxx" > "$scratch/build.log" || { cat "$scratch/build.log"; exit 1; }
 LD_LIBRARY_PATH=$libdir "$scratch/cxx/consumer"
+"$scratch/cxx/static_consumer"
 
 for tool in vos-hubd vosctl; do
     [ -x "$scratch/root$prefix/bin/$tool" ] || { echo "$tool is not installed"; exit 1; }

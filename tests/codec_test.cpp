@@ -4,7 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <openssl/evp.h>
+#ifdef VOS_TEST_HAS_ZLIB
 #include <zlib.h>
+#endif
 
 #include <cstring>
 #include <numeric>
@@ -223,18 +225,31 @@ TEST(XmlEntities, EscapeFiveCharactersAndComeBack) {
     EXPECT_STREQ(untouched, "same");
 }
 
+// The polynomial bit by bit, for targets without zlib.
+uint32_t plainCrc32(uint32_t crc, const uint8_t *data, size_t size) {
+    for (size_t bit = 0; bit < 8 * size; bit++) {
+        crc ^= bit % 8 == 0 ? data[bit / 8] : 0U;
+        crc = (crc >> 1) ^ (crc % 2 * 0xEDB88320U);
+    }
+    return crc;
+}
+
 TEST(Crc32, RunsTheSameRegisterOnEveryPath) {
     EXPECT_EQ(~utilCrc_getCrc32(raw("123456789"), 9, 0xFFFFFFFF), 0xCBF43926);
     const std::string data = everyByte(700);
     for (size_t size = 0; size < 600; size++) {
         const uint8_t *start = raw(data) + size % 17;
         const uint32_t before = 0x9E3779B9U * static_cast<uint32_t>(size);
-        const auto expected = ~static_cast<uint32_t>(crc32(~before, start, static_cast<uInt>(size)));
+        const uint32_t expected = plainCrc32(before, start, size);
+#ifdef VOS_TEST_HAS_ZLIB
+        ASSERT_EQ(~static_cast<uint32_t>(crc32(~before, start, static_cast<uInt>(size))), expected) << size;
+#endif
         ASSERT_EQ(utilCrc_getCrc32(start, static_cast<uint32_t>(size), before), expected) << size;
         ASSERT_EQ(vos::crc32::withTables(start, size, before), expected) << size;
     }
-    for (size_t value = 0; value < 256; value++) {
-        ASSERT_EQ(local_crc32_table[value], get_crc_table()[value]);
+    const uint8_t zero = 0;
+    for (uint32_t value = 0; value < 256; value++) {
+        ASSERT_EQ(local_crc32_table[value], plainCrc32(value, &zero, 1));
     }
 }
 
@@ -252,7 +267,7 @@ TEST(CodecTool, StreamsAcrossPieces) {
     const std::string codec = "'" VOS_TEST_BIN_DIR "/vosctl' codec ";
     for (const std::string &command : {
              codec + "b64 " + plain + " | base64 -d",
-             "base64 " + plain + " | " + codec + "b64 -d",
+             "base64 " + plain + " | tr '\\n' - | " + codec + "b64 -d",
              codec + "hex " + plain + " | sed 's/............./& /g' | " + codec + "hex -d -",
              codec + "xml < " + plain + " | " + codec + "xml -d",
              codec + "lzw " + plain + " | " + codec + "lzw -d",

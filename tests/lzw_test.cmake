@@ -1,2 +1,1 @@
-vos_test_needs(TIFF)
-target_link_libraries(${name} PRIVATE TIFF::TIFF)
+vos_test_compares_with(TIFF TIFF::TIFF)

@@ -5,8 +5,10 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <syslog.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -61,6 +63,7 @@ class ProcessTest : public testing::Test {
         Outcome outcome{};
         outcome.ret = prctl_spawnProcess(&request, &outcome.result);
         if (getpid() != self) {
+            dprintf(STDOUT_FILENO, "%s", getenv("LD_LIBRARY_PATH") == nullptr ? "" : getenv("LD_LIBRARY_PATH"));
             _exit(outcome.ret == VOS_RET_ERROR ? 77 : 1);
         }
         close(fds[1]);
@@ -147,6 +150,7 @@ TEST_F(ProcessTest, ArrangesTheChildsDescriptors) {
                             request.stdinFd = -1;
                             request.stderrFd = -1;
                             request.serverFd = server;
+                            request.maxFd = server;
                         })
                   .output,
               "/dev/null\n/dev/null\n/dev/full\nnone\n");
@@ -161,6 +165,36 @@ TEST_F(ProcessTest, ArrangesTheChildsDescriptors) {
               "/dev/full\n");
     saved < 0 ? close(3) : dup2(saved, 3);
     for (const int fd : {saved, extra, server}) {
+        if (fd >= 0) {
+            close(fd);
+        }
+    }
+}
+
+TEST_F(ProcessTest, KeepsDiagnosticsOutOfTheChildsDescriptors) {
+    // Number 3 is held back until the connection to syslog takes it.
+    const int saved = dup(3);
+    dup2(STDERR_FILENO, 3);
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_DGRAM, 0, ends), 0);
+    static int server;
+    server = ends[0];
+    {
+        const vostest::Diagnostics diagnostics;
+        close(3);
+        syslog(LOG_DEBUG, "connected");
+        EXPECT_EQ(runScript("readlink /proc/$$/fd/3",
+                            [](PrctlSpawnRequest &request) {
+                                request.serverFd = server;
+                                request.detach = 1;
+                            })
+                      .output,
+                  std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(server)).string() + "\n");
+    }
+    char text[100];
+    EXPECT_EQ(recv(ends[1], text, sizeof text, MSG_DONTWAIT), -1);
+    saved < 0 ? close(3) : dup2(saved, 3);
+    for (const int fd : {saved, ends[0], ends[1]}) {
         if (fd >= 0) {
             close(fd);
         }
@@ -215,6 +249,7 @@ TEST_F(ProcessTest, GivesTheChildItsUserAndNetworkNamespace) {
 }
 
 TEST_F(ProcessTest, ReturnsInTheChildWhenItCannotBePrepared) {
+    unsetenv("LD_LIBRARY_PATH");
     for (const char *exe : {"sleep", "/bin/", "", static_cast<const char *>(nullptr)}) {
         const Outcome outcome = run(inheriting(exe));
         EXPECT_EQ(outcome.ret, VOS_RET_OK);
@@ -224,7 +259,10 @@ TEST_F(ProcessTest, ReturnsInTheChildWhenItCannotBePrepared) {
     }
     PrctlSpawnRequest request = inheriting("/bin/true");
     request.nofileLimit = UINT32_MAX;  // beyond what the kernel allows anybody
-    EXPECT_EQ(run(request).result.exitCode, 77);
+    request.extraLibPath = "/new";
+    const Outcome refused = run(request);
+    EXPECT_EQ(refused.result.exitCode, 77);
+    EXPECT_EQ(refused.output, ":/new") << "the child goes on with the environment it was given";
     const Outcome absent = run(inheriting("/tmp/absent"));
     EXPECT_EQ(absent.result.exitCode, 255);
     EXPECT_EQ(absent.output, "execv: No such file or directory\n");

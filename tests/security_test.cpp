@@ -16,6 +16,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -27,6 +29,30 @@ namespace {
 uint8_t *bytes(const std::string &text) {
     return reinterpret_cast<uint8_t *>(const_cast<char *>(text.data()));
 }
+
+// OpenSSL's own allocations, of which one may be made to fail.
+unsigned g_countdown = 0;
+long g_liveBlocks = 0;
+
+bool fails() {
+    return g_countdown > 0 && --g_countdown == 0;
+}
+void *allocate(size_t size, const char *, int) {
+    void *block = fails() ? nullptr : malloc(size);
+    g_liveBlocks += block != nullptr ? 1 : 0;
+    return block;
+}
+void release(void *block, const char *, int) {
+    g_liveBlocks -= block != nullptr ? 1 : 0;
+    free(block);
+}
+void *resize(void *block, size_t size, const char *file, int line) {
+    if (block == nullptr) {
+        return allocate(size, file, line);
+    }
+    return fails() ? nullptr : realloc(block, size);
+}
+const int kCounting = CRYPTO_set_mem_functions(allocate, resize, release);
 
 using KeyPtr = std::shared_ptr<EVP_PKEY>;
 
@@ -330,6 +356,42 @@ TEST(Aes, StreamsReportNothingButMissingKeys) {
     EXPECT_EQ(UTIL_aes128CbcStreamEncrypt(kKey, kIv, -1, -1, 1), VOS_RET_OK);
     EXPECT_EQ(UTIL_aes128CbcStreamEncrypt(nullptr, kIv, -1, -1, 1), VOS_RET_ERROR);
     EXPECT_EQ(UTIL_aes128CbcStreamEncrypt(kKey, nullptr, -1, -1, 1), VOS_RET_ERROR);
+    EXPECT_EQ(ERR_peek_error(), 0U);
+}
+
+TEST(OutOfMemory, InOpenSslGivesAFailureAndKeepsNothing) {
+    ASSERT_EQ(kCounting, 1);
+    const vostest::TempDir dir;
+    const std::string path = dir / "key.pfx";
+    vostest::writeText(path, makeFile(rsaKey(), "geheim", Generation::kModern));
+    uint8_t out[256];
+    uint32_t length = 0;
+    const std::pair<const char *, std::function<VosRet()>> kCalls[] = {
+        {"SHA-1", [&] { return UTIL_sha1FromBuffer(kKey, 16, out); }},
+        {"SHA-1 stream", [&] { return UTIL_sha1FromStream(-1, out); }},
+        {"AES", [&] { return UTIL_aes128CbcBufferEncrypt(kKey, kIv, kKey, 16, out, &length, 1); }},
+        {"AES stream", [&] { return UTIL_aes128CbcStreamEncrypt(kKey, kIv, -1, -1, 1); }},
+        {"RSA", [&] { return UTIL_RsaPulicKeyEcrypt(kKey, 16, out, &length, path.c_str(), "geheim"); }}};
+    for (const auto &[what, call] : kCalls) {
+        SCOPED_TRACE(what);
+        ASSERT_EQ(call(), VOS_RET_OK);
+        unsigned failures = 0;
+        // Reading a key file allocates thousands of times, most of it in loops.
+        for (unsigned nth = 1;; nth += 1 + nth / 8) {
+            const long before = g_liveBlocks;
+            g_countdown = nth;
+            const VosRet ret = call();
+            if (g_countdown > 0) {
+                g_countdown = 0;
+                break;
+            }
+            EXPECT_TRUE(ret == VOS_RET_OK || ret == VOS_RET_ERROR) << ret;
+            EXPECT_LE(g_liveBlocks, before + 2) << "more than texts in the error queue, allocation " << nth;
+            failures += ret != VOS_RET_OK ? 1 : 0;
+        }
+        EXPECT_GT(failures, 0U);
+        EXPECT_EQ(call(), VOS_RET_OK);
+    }
     EXPECT_EQ(ERR_peek_error(), 0U);
 }
 

@@ -1,4 +1,5 @@
-// The status daemon's day with a real hub, seen through vosctl: timers, delayed messages, tasks, SRPC, command line.
+// The example daemons' day with a real hub, seen through vosctl: timers, delayed messages, tasks, SRPC, command line; a
+// plug-in's parameter.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -8,6 +9,7 @@
 #include <cstdio>
 #include <string>
 
+#include "support/files.h"
 #include "support/hub_process.h"
 
 using testing::HasSubstr;
@@ -25,13 +27,27 @@ std::string vosctl(const std::string &arguments) {
     return output + "-> " + std::to_string(WEXITSTATUS(pclose(pipe)));
 }
 
-TEST(Statusd, LivesItsWholeDayOnTheLibrary) {
-    const vostest::HubProcess hub{{"--trace"}};
-    const pid_t daemon = fork();
-    if (daemon == 0) {
-        execl(VOS_TEST_BIN_DIR "/statusd", "statusd", nullptr);
+/** An example of this name, started in `directory`. */
+pid_t start(const std::string &name, const std::filesystem::path &directory = "/") {
+    const pid_t pid = fork();
+    if (pid == 0) {
+        std::filesystem::current_path(directory);
+        execl((VOS_TEST_BIN_DIR "/" + name).c_str(), name.c_str(), nullptr);
         _exit(127);
     }
+    return pid;
+}
+
+void expectCleanStop(pid_t pid) {
+    int status = -1;
+    kill(pid, SIGTERM);
+    EXPECT_EQ(waitpid(pid, &status, 0), pid);
+    EXPECT_EQ(status, 0);
+}
+
+TEST(Statusd, LivesItsWholeDayOnTheLibrary) {
+    const vostest::HubProcess hub{{"--trace"}};
+    const pid_t daemon = start("statusd");
     ASSERT_TRUE(hub.awaitOutput("VOS_MSG_HEARTBEAT"));
     EXPECT_THAT(vosctl("register 0x1000f021 --count 2"),
                 MatchesRegex("(.* 0x1000f021 .* event word=[0-9]+ .*0D 0H 0M .*\n){2}-> 0"))
@@ -50,11 +66,22 @@ TEST(Statusd, LivesItsWholeDayOnTheLibrary) {
     EXPECT_THAT(vosctl("cli hubd -- echo"), HasSubstr("answered without running the command"));
     EXPECT_EQ(vosctl("reboot"), "-> 0");
     EXPECT_TRUE(hub.awaitOutput("asks for a reboot"));
+    expectCleanStop(daemon);
+}
 
-    int status = -1;
-    kill(daemon, SIGTERM);
-    EXPECT_EQ(waitpid(daemon, &status, 0), daemon);
-    EXPECT_EQ(status, 0);
+TEST(Plugin, AnswersSetParameterEventsUnderTheNameInItsDescription) {
+    const vostest::HubProcess hub{{"--trace"}};
+    const vostest::TempDir dir;
+    std::filesystem::create_directory(dir / "bin");
+    std::filesystem::copy(VOS_TEST_SOURCE_DIR "/examples/plugin/Info.plugin", dir / "Info.plugin");
+    const pid_t plugin = start("plugin", dir / "bin");
+    const std::string name = "com.operator.marlow.smartgateway.light";
+    ASSERT_TRUE(hub.awaitOutput(name));
+    const std::string call = "request " + name + " VOS_MSG_PLUGIN_SET_PARAMETER --hex '" + std::string(64, '0');
+    EXPECT_THAT(vosctl(call + "'"), HasSubstr("refused,"));
+    EXPECT_THAT(vosctl(std::string{call}.replace(call.size() - 16, 2, "20") + "6c 65 76 65 6c 3d 37 37 00'"),
+                HasSubstr("level=77"));
+    expectCleanStop(plugin);
 }
 
 }  // namespace

@@ -52,7 +52,8 @@ TEST(VosctlLocal, SaysInOneLineWhatIsWrong) {
           Case{"nfc", 2, "subcommand"}, Case{"run --timeout 10 -- sleep 100", 1, "was ended by signal 9"},
           Case{"run -- false", 1, "exited with 1"}, Case{"run -- nonesuch", 1, "not in PATH"},
           Case{"run -- echo 'two words'", 2, "split at blanks"}, Case{"run", 2, "command"},
-          Case{"xml /absent", 1, "cannot read /absent"}, Case{"xml /dev/null", 1, "not closed"}}) {
+          Case{"xml /absent", 1, "cannot read /absent"}, Case{"xml /dev/null", 1, "not closed"},
+          Case{"nfc url http://a.b >/dev/full", 1, "cannot write the result: No space"}}) {
         SCOPED_TRACE(c.arguments);
         const Outcome outcome = vosctl(c.arguments);
         EXPECT_EQ(outcome.status, c.status);

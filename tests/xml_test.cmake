@@ -1,2 +1,1 @@
-vos_test_needs(EXPAT)
-target_link_libraries(${name} PRIVATE EXPAT::EXPAT)
+vos_test_compares_with(EXPAT EXPAT::EXPAT)

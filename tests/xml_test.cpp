@@ -1,7 +1,9 @@
 // The XML reader: events under every cut of a document and beside expat's, node tables, limits and oddities.
 #include "vos/xml.h"
 
+#ifdef VOS_TEST_HAS_EXPAT
 #include <expat.h>
+#endif
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -70,6 +72,7 @@ Events tokens(const std::string &document, const std::vector<size_t> &cuts, int 
     return recorder.events;
 }
 
+#ifdef VOS_TEST_HAS_EXPAT
 // What expat says about the same document, with white space around texts as this reader leaves it.
 Events expatTokens(const std::string &document) {
     struct Collected {
@@ -108,6 +111,7 @@ Events expatTokens(const std::string &document) {
     XML_ParserFree(parser);
     return collected.events;
 }
+#endif
 
 const std::string kDocuments[] = {
     "<?xml version=\"1.0\"?><r><a x=\"1\" y=\"\">text</a>tail</r>",
@@ -122,9 +126,11 @@ TEST(XmlTokenizer, GivesTheSameEventsUnderEveryCutAndAsExpat) {
         int done = 0;
         const Events whole = tokens(document, {}, &done);
         EXPECT_EQ(done, 1);
+#ifdef VOS_TEST_HAS_EXPAT
         if (document.find("?\?>") == std::string::npos) {
             EXPECT_EQ(whole, expatTokens(document));
         }
+#endif
         std::vector<size_t> everywhere;
         for (size_t first = 0; first < document.size(); first++) {
             everywhere.push_back(first);

@@ -17,7 +17,7 @@ else()
         PROPERTIES COMPILE_DEFINITIONS VOS_WITH_ANDROID_LOG=1)
     set_source_files_properties(${PROJECT_SOURCE_DIR}/src/vos/linux/oal_log_android.cpp
         PROPERTIES COMPILE_OPTIONS "-isystem${VOS_ANDROID_LOG_INCLUDE}")
-    list(APPEND vos_private_libs ${VOS_ANDROID_LOG_LIBRARY})
+    list(APPEND vos_private_libs ${VOS_ANDROID_LOG_LIBRARY})  # its own calls stay in reach of the process
     cmake_path(GET VOS_ANDROID_LOG_LIBRARY PARENT_PATH vos_android_log_dir)
     list(APPEND vos_pc_private "-L${vos_android_log_dir} -llog")
     # Debian keeps the library where the loader does not look by itself.

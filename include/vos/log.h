@@ -45,7 +45,7 @@ typedef enum {
     VOS_LOG_DEST_STDERR = 1,  /**< standard error */
     VOS_LOG_DEST_SYSLOG = 2,  /**< syslog(3), the level number as its priority */
     VOS_LOG_DEST_TTY = 3,     /**< the serial terminal VOS_LOG_TTY */
-    VOS_LOG_DEST_ANDROID = 4, /**< Android's system log buffer, where the library is built with it; else nowhere */
+    VOS_LOG_DEST_ANDROID = 4, /**< Android's system log buffer, where the library is built with it and finds it */
     /** The console, through a shell: "echo [time]text > dev/console" below the working directory. The text is not
      *  quoted, so the shell runs what stands in it; never choose this where messages carry text from outside. */
     VOS_LOG_DEST_CONSOLE = 6

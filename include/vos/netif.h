@@ -91,7 +91,7 @@ VosRet UTIL_getIfAddr6(const char *ifName, uint32_t index, char *addrOut, uint32
 
 /** Gives the first link-local address of an interface.
  *
- *  @param addrOut    VOS_IF_ADDR6_SIZE bytes; without a match the last address looked at may be there
+ *  @param addrOut    VOS_IF_ADDR6_SIZE bytes; empty without a match
  *  @param prefixLen  receives the prefix length of the last address looked at
  *  @return VOS_RET_OK; VOS_RET_NOTHING_FOUND
  */

@@ -22,12 +22,13 @@ char *util_cryptMakeSalt(void);
  *
  *  @param password  terminated text
  *  @param salt      as crypt(3) takes it; for one from util_cryptMakeSalt() the hash has 13 characters
- *  @return the hash, cut after 23 characters; an empty text for NULL arguments or when crypt refuses the salt
+ *  @return the hash, cut after 23 characters; an empty text for NULL arguments, when crypt refuses the salt or
+ *          libcrypt cannot be opened
  */
 char *util_pwEncrypt(const char *password, const char *salt);
 
 /** crypt(3) of the operating-system layer: its static result, which for a refused salt is NULL or a text that is no
- *  hash. NULL for NULL arguments. */
+ *  hash. NULL for NULL arguments, and, with ENOSYS in errno, where libcrypt cannot be opened. */
 char *oalPass_crypt(const char *key, const char *salt);
 
 /** A random identifier of letters and digits that begins with a small letter, drawn with rand(), which the caller

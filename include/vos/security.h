@@ -2,6 +2,8 @@
  *  RSA with a key pair from a PKCS#12 file, SHA-1 and AES-128-CBC, over OpenSSL's libcrypto. Not part of a library that
  *  was built with VOS_WITH_SECURITY=OFF.
  *
+ *  libvos.so opens libcrypto at the first call. Where that fails, so does the call, and the next one tries again.
+ *
  *  Nothing is kept between calls and every function may be called from any thread. Keys and plain text are cleared from
  *  the library's own buffers before these are released. The functions leave no error in OpenSSL's queue
  *  (OpenSSL 1.1 empties it when it decodes a file).
@@ -32,7 +34,7 @@ struct evp_pkey_st; /* OpenSSL's EVP_PKEY */
  *  @param file        path; NULL gives NULL
  *  @param passPhrase  terminated text; NULL stands for a file without a pass phrase
  *  @return the key, which the caller frees with EVP_PKEY_free(); NULL when the file cannot be opened or decoded, the
- *          pass phrase is wrong or no key is in it
+ *          pass phrase is wrong, no key is in it or libcrypto cannot be opened
  */
 struct evp_pkey_st *readKeyPairFromPfx(const char *file, const char *passPhrase);
 
@@ -47,7 +49,7 @@ struct evp_pkey_st *readKeyPairFromPfx(const char *file, const char *passPhrase)
  *  @param pfxPath     PKCS#12 file; NULL: the device's own, and then @p passPhrase is not looked at
  *  @param passPhrase  see readKeyPairFromPfx()
  *  @return VOS_RET_OK; VOS_RET_BAD_ARG for a NULL @p in, @p out or @p outLen; VOS_RET_ERROR when there is no RSA key in
- *          the file or the decryption fails, with @p out and @p outLen untouched
+ *          the file, the decryption fails or libcrypto cannot be opened, with @p out and @p outLen untouched
  */
 VosRet UTIL_RsaPrivateKeyDecrypt(const uint8_t *in, uint32_t inLen, uint8_t *out, uint32_t *outLen, const char *pfxPath,
                                  const char *passPhrase);
@@ -64,7 +66,7 @@ VosRet UTIL_RsaPulicKeyEcrypt(const uint8_t *in, uint32_t inLen, uint8_t *out, u
 /** SHA-1 (FIPS 180-4) of @p len bytes.
  *
  *  @return VOS_RET_OK; VOS_RET_ERROR for NULL @p data (whatever its length) or @p digest, and where OpenSSL refuses
- *          the algorithm
+ *          the algorithm or cannot be opened
  */
 VosRet UTIL_sha1FromBuffer(const uint8_t *data, uint32_t len, uint8_t digest[UTIL_SHA1_DIGEST_SIZE]);
 
@@ -72,7 +74,7 @@ VosRet UTIL_sha1FromBuffer(const uint8_t *data, uint32_t len, uint8_t digest[UTI
  *
  *  A failed read ends the data as the end of the file does: the digest is that of what was read until then.
  *
- *  @return VOS_RET_OK; VOS_RET_ERROR for a NULL @p digest and where OpenSSL refuses the algorithm
+ *  @return VOS_RET_OK; VOS_RET_ERROR for a NULL @p digest and where OpenSSL refuses the algorithm or cannot be opened
  */
 VosRet UTIL_sha1FromStream(int32_t fd, uint8_t digest[UTIL_SHA1_DIGEST_SIZE]);
 
@@ -82,9 +84,9 @@ VosRet UTIL_sha1FromStream(int32_t fd, uint8_t digest[UTIL_SHA1_DIGEST_SIZE]);
  *  @param out     has room for @p inLen + 16 bytes
  *  @param outLen  receives the length of the result
  *  @param enc     1 encrypts, 0 decrypts
- *  @return VOS_RET_OK; VOS_RET_ERROR for NULL pointers, a result of more than 2^32 - 1 bytes, and when OpenSSL fails,
- *          above all when the padding is wrong after a decryption; @p outLen is untouched then, and @p out may hold a
- *          part of the result
+ *  @return VOS_RET_OK; VOS_RET_ERROR for NULL pointers, a result of more than 2^32 - 1 bytes, and when OpenSSL cannot be
+ *          opened or fails, above all when the padding is wrong after a decryption; @p outLen is untouched then, and @p out
+ *          may hold a part of the result
  */
 VosRet UTIL_aes128CbcBufferEncrypt(const uint8_t key[UTIL_AES128_SIZE], const uint8_t iv[UTIL_AES128_SIZE],
                                    const uint8_t *in, uint32_t inLen, uint8_t *out, uint32_t *outLen, int enc);
@@ -94,7 +96,8 @@ VosRet UTIL_aes128CbcBufferEncrypt(const uint8_t key[UTIL_AES128_SIZE], const ui
  *  Reads until a read gives nothing or fails. Failures of reads, of writes and of the cipher (wrong padding, a cut
  *  input) are not reported, so the result says nothing about the output.
  *
- *  @return VOS_RET_OK; VOS_RET_ERROR for NULL @p key or @p iv and when there is no memory for the cipher
+ *  @return VOS_RET_OK; VOS_RET_ERROR for NULL @p key or @p iv and when there is no memory for the cipher or
+ *          OpenSSL cannot be opened
  */
 VosRet UTIL_aes128CbcStreamEncrypt(const uint8_t key[UTIL_AES128_SIZE], const uint8_t iv[UTIL_AES128_SIZE],
                                    int32_t inFd, int32_t outFd, int enc);

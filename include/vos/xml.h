@@ -29,6 +29,11 @@ typedef struct {
     void (*data)(XmlContext *ctx, const char *text, uint32_t len, int partial);      /**< text, or a part of it */
     void (*tagEnd)(XmlContext *ctx, const char *name, uint32_t len);                 /**< end tag; "" for "<a/>" */
 } XmlCallbacks;
+VOS_STATIC_ASSERT(sizeof(XmlCallbacks) == 40, "callers fill in the callbacks");
+VOS_STATIC_ASSERT(offsetof(XmlCallbacks, attrName) == 8, "callers fill in the callbacks");
+VOS_STATIC_ASSERT(offsetof(XmlCallbacks, attrValue) == 16, "callers fill in the callbacks");
+VOS_STATIC_ASSERT(offsetof(XmlCallbacks, data) == 24, "callers fill in the callbacks");
+VOS_STATIC_ASSERT(offsetof(XmlCallbacks, tagEnd) == 32, "callers fill in the callbacks");
 
 /** Events of a node's handler. */
 enum {
@@ -44,6 +49,9 @@ typedef struct {
     void *reserved;  /**< the caller's */
     const char *uri; /**< what xmlns:PREFIX binds */
 } XmlNamespace;
+VOS_STATIC_ASSERT(sizeof(XmlNamespace) == 24, "callers lay out the tables");
+VOS_STATIC_ASSERT(offsetof(XmlNamespace, reserved) == 8, "callers lay out the tables");
+VOS_STATIC_ASSERT(offsetof(XmlNamespace, uri) == 16, "callers lay out the tables");
 
 /** XmlNode.ns: any prefix will do, as with NULL. */
 #define XML_ANY_NAMESPACE ((const XmlNamespace *)UINTPTR_MAX)
@@ -56,12 +64,18 @@ typedef struct XmlNode {
     int (*handler)(const char *name, int event, const char *value); /**< may be NULL; non-zero is an error, not shown */
     const struct XmlNode *children; /**< table of child elements and of attributes, or NULL */
 } XmlNode;
+VOS_STATIC_ASSERT(sizeof(XmlNode) == 32, "callers lay out the tables");
+VOS_STATIC_ASSERT(offsetof(XmlNode, name) == 8, "callers lay out the tables");
+VOS_STATIC_ASSERT(offsetof(XmlNode, handler) == 16, "callers lay out the tables");
+VOS_STATIC_ASSERT(offsetof(XmlNode, children) == 24, "callers lay out the tables");
 
 /** What parseGeneric() reads by. */
 typedef struct {
     const XmlNode *root;      /**< table with the root element */
     XmlNamespace *namespaces; /**< or NULL */
 } XmlTables;
+VOS_STATIC_ASSERT(sizeof(XmlTables) == 16, "callers lay out the tables");
+VOS_STATIC_ASSERT(offsetof(XmlTables, namespaces) == 8, "callers lay out the tables");
 
 VOS_BEGIN_DECLS
 

@@ -1,6 +1,9 @@
 # Sourced by the scripts of the target lanes: the cache, and how something gets into it. Every entry is made beside its
 # place and moved there when it is whole, so that a failure leaves nothing half-built.
+# shellcheck shell=bash
 vos_target_dir=$(dirname "${BASH_SOURCE[0]}")
+# shellcheck source=scripts/packages.sh
+. "$vos_target_dir/../packages.sh"
 export vos_cache=${VOS_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/libvos}
 
 say() { printf '%s: %s\n' "${0##*/}" "$*" >&2; }
@@ -13,24 +16,39 @@ die() {
 # need COMMAND PACKAGE: what is missing and how to get it, in one line.
 need() { command -v "$1" > /dev/null || die "missing: $1; get it with: apt-get install $2"; }
 
+# reason LOG: why a command failed, in one line.
+reason() {
+    if time_is_over; then
+        echo "its time was over"
+    else
+        grep -m 1 -iE '(^|[ :])(error|fatal)|^E:' "$1" || tail -n 1 "$1"
+    fi
+}
+
+# discard DIRECTORY: what still writes there was told to end and has a moment to do so.
+discard() { rm -rf "$1" 2> /dev/null || { sleep 2 && rm -rf "$1"; }; }
+
 # cached ENTRY FUNCTION ARGUMENT…: runs FUNCTION ARGUMENT… in an empty directory that becomes $vos_cache/ENTRY. Prints
 # that path; what the function says goes to a log beside it, shown when the function fails.
 cached() {
-    local entry=$vos_cache/$1 scratch
+    local entry=$vos_cache/$1 limit
     shift
     if [ ! -d "$entry" ]; then
         mkdir -p "$vos_cache"
-        scratch=$(mktemp -d "$vos_cache/unfinished.XXXXXX")
+        find "$vos_cache" -maxdepth 1 -name 'unfinished.*' -mtime +0 -exec rm -rf {} +
+        unfinished=$(mktemp -d "$vos_cache/unfinished.XXXXXX")
+        trap 'discard "$unfinished"' EXIT
         say "making ${entry##*/} for later runs too"
+        set_limit
         # A shell of its own, because set -e is off in a condition.
-        if ! bash -c 'set -euo pipefail; . "$1"; cd "$2"; shift 2; "$@"' "$0" "$vos_target_dir/recipes.sh" "$scratch" "$@" \
-            > "$entry.log" 2>&1 < /dev/null; then
-            rm -rf "$scratch"
+        if ! "${limit[@]}" bash -c 'set -euo pipefail; . "$1"; cd "$2"; shift 2; "$@"' "$0" "$vos_target_dir/recipes.sh" \
+            "$unfinished" "$@" > "$entry.log" 2>&1 < /dev/null; then
             tail -n 20 "$entry.log" >&2
-            die "could not make ${entry##*/}; the whole log: $entry.log"
+            die "could not make ${entry##*/}: $(reason "$entry.log"); the whole log: $entry.log"
         fi
-        chmod 755 "$scratch"
-        mv -T "$scratch" "$entry"
+        chmod 755 "$unfinished"
+        mv -T "$unfinished" "$entry"
+        trap - EXIT
     fi
     printf '%s\n' "$entry"
 }

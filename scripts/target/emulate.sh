@@ -2,6 +2,7 @@
 # emulate.sh COMMAND…: runs it where the kernel starts programs for 64-bit Arm through qemu, so that children of
 # emulated programs are emulated too. The registration lives in namespaces of its own; the machine is left as it is.
 set -euo pipefail
+# shellcheck source=scripts/target/cache.sh
 . "$(dirname "$0")/cache.sh"
 need qemu-aarch64 qemu-user
 

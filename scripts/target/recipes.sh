@@ -1,4 +1,5 @@
 # Sourced by cached(): how each entry of the target cache is made, in the empty directory that becomes the entry.
+# shellcheck shell=bash source=scripts/target/cache.sh
 . "$(dirname "${BASH_SOURCE[0]}")/cache.sh"
 
 # A C and C++ compiler for aarch64-linux-musl under the names of a plain cross toolchain.
@@ -70,7 +71,8 @@ libcrypto_left_out="afalgeng aria async bf blake2 camellia cast chacha cmp cms c
 
 # libcrypto of Debian's openssl source, static and, from the same objects, shared.
 recipe_libcrypto() {
-    local prefix=$1 final=$2
+    local prefix=$1 final=$2 cc=cc
+    command -v "${prefix}cc" > /dev/null || cc=gcc
     update_private_apt arm64
     mkdir source
     cd source
@@ -79,7 +81,7 @@ recipe_libcrypto() {
     cd openssl-*/
     # shellcheck disable=SC2086 # the features are words
     ./Configure linux-aarch64 enable-legacy $(printf 'no-%s ' $libcrypto_left_out) \
-        --cross-compile-prefix="$prefix" CC=cc --prefix="$final" --libdir=lib --openssldir=/etc/ssl
+        --cross-compile-prefix="$prefix" CC=$cc --prefix="$final" --libdir=lib --openssldir=/etc/ssl
     make -s -j "$(nproc)" build_generated
     make -s -j "$(nproc)" libcrypto.a
     mkdir -p ../../usr/include ../../usr/lib
@@ -87,7 +89,7 @@ recipe_libcrypto() {
     cp libcrypto.a ../../usr/lib/
     cd ../..
     rm -r source
-    "${prefix}cc" -shared -Wl,-soname,libcrypto.so.3 -Wl,--whole-archive usr/lib/libcrypto.a -Wl,--no-whole-archive \
+    "$prefix$cc" -shared -Wl,-soname,libcrypto.so.3 -Wl,--whole-archive usr/lib/libcrypto.a -Wl,--no-whole-archive \
         -o usr/lib/libcrypto.so.3
     ln -s libcrypto.so.3 usr/lib/libcrypto.so
 }
@@ -99,4 +101,17 @@ recipe_musl_sysroot() {
     mkdir -p usr/include usr/share/cmake
     cp -r /usr/include/CLI usr/include/
     cp -r /usr/share/cmake/CLI11 usr/share/cmake/
+}
+
+# A kernel for an emulated machine, its modules for a root file system in an image, and the shell that starts it.
+recipe_kernel() {
+    local package deb
+    update_private_apt arm64
+    package=$(private_apt arm64 install --print-uris linux-image-cloud-arm64 |
+        sed -n 's|.*/\(linux-image-[0-9][^_/]*\)_.*|\1|p' | head -n 1)
+    private_apt arm64 download "$package" busybox-static
+    for deb in *.deb; do dpkg-deb -x "$deb" tree; done
+    mv tree/boot/vmlinuz-* vmlinuz
+    mv tree/bin/busybox tree/lib/modules/*/kernel/{drivers/block/loop.ko,fs/squashfs/squashfs.ko} .
+    rm -r tree ./*.deb
 }

@@ -152,7 +152,7 @@ VosRet util_parsePrefixAddress(const char *prefixAddr, char *addr, uint32_t addr
     if (char *slash = strchr(work.get(), '/'); slash != nullptr) {
         *slash = '\0';
         // A length beyond 32 bits must not come back as a short one.
-        *plen = static_cast<uint32_t>(std::clamp<long>(strtol(slash + 1, nullptr, 10), -1, INT32_MAX));
+        *plen = static_cast<uint32_t>(std::clamp<long>(strtol(slash + 1, nullptr, 10), INT32_MIN, INT32_MAX));
         VOS_DBG_DEBUG("plen=%d", static_cast<int>(*plen));
     }
     VOS_DBG_DEBUG("address=%s", work.get());

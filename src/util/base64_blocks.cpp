@@ -4,6 +4,8 @@
 #if defined(__x86_64__)
 #include <immintrin.h>
 
+#include <cstring>
+
 #include "util/processor.h"
 #elif defined(__aarch64__)
 #include <arm_neon.h>
@@ -32,17 +34,27 @@ constexpr size_t kRegister = 16;
     return _mm_add_epi8(values, _mm_shuffle_epi8(distances, classes));
 }
 
+[[gnu::target("ssse3")]] inline void encodeBlock(__m128i bits, char *out) {
+    bits = _mm_shuffle_epi8(bits, _mm_setr_epi8(1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10));
+    // Products of 16 bits shift each six to the low end of its own byte.
+    const __m128i even = _mm_mulhi_epu16(_mm_and_si128(bits, _mm_set1_epi32(0x0FC0FC00)), _mm_set1_epi32(0x04000040));
+    const __m128i odd = _mm_mullo_epi16(_mm_and_si128(bits, _mm_set1_epi32(0x003F03F0)), _mm_set1_epi32(0x01000010));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(out), toCharacters(_mm_or_si128(even, odd)));
+}
+
+[[gnu::target("ssse3")]] inline __m128i load(const void *from) {
+    return _mm_loadu_si128(static_cast<const __m128i *>(from));
+}
+
 [[gnu::target("ssse3")]] size_t encodeWithShuffle(const uint8_t *in, size_t size, char *out) {
     size_t done = 0;
     for (; size - done >= kRegister; done += kBlockBytes, out += kBlockChars) {
-        __m128i bits = _mm_loadu_si128(reinterpret_cast<const __m128i *>(in + done));
-        bits = _mm_shuffle_epi8(bits, _mm_setr_epi8(1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10));
-        // Products of 16 bits shift each six to the low end of its own byte.
-        const __m128i even =
-            _mm_mulhi_epu16(_mm_and_si128(bits, _mm_set1_epi32(0x0FC0FC00)), _mm_set1_epi32(0x04000040));
-        const __m128i odd =
-            _mm_mullo_epi16(_mm_and_si128(bits, _mm_set1_epi32(0x003F03F0)), _mm_set1_epi32(0x01000010));
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(out), toCharacters(_mm_or_si128(even, odd)));
+        encodeBlock(load(in + done), out);
+    }
+    if (size - done >= kBlockBytes) {  // the last block: loaded with four bytes before it instead of behind
+        constexpr int kBefore = kRegister - kBlockBytes;
+        encodeBlock(_mm_srli_si128(load(in + done - kBefore), kBefore), out);
+        done += kBlockBytes;
     }
     return done;
 }
@@ -65,20 +77,28 @@ constexpr size_t kRegister = 16;
     return _mm_movemask_epi8(_mm_cmpeq_epi8(wrong, _mm_setzero_si128())) == 0xFFFF;
 }
 
+// Twelve bytes of 16 characters, four zeros behind them.
+[[gnu::target("ssse3")]] inline __m128i pack(__m128i values) {
+    const __m128i twelves = _mm_maddubs_epi16(values, _mm_set1_epi32(0x01400140));
+    const __m128i groups = _mm_madd_epi16(twelves, _mm_set1_epi32(0x00011000));
+    return _mm_shuffle_epi8(groups, _mm_setr_epi8(2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1));
+}
+
 [[gnu::target("ssse3")]] size_t decodeWithShuffle(const char *text, size_t size, uint8_t *out) {
-    // A store writes four bytes more than it decodes, for which the next eight characters stand.
-    constexpr size_t kNeeded = kBlockChars + 8;
     size_t done = 0;
-    for (; size - done >= kNeeded; done += kBlockChars, out += kBlockBytes) {
-        __m128i values = _mm_loadu_si128(reinterpret_cast<const __m128i *>(text + done));
+    for (; size - done >= kBlockChars; done += kBlockChars, out += kBlockBytes) {
+        __m128i values = load(text + done);
         if (!toValues(values)) {
             break;
         }
-        const __m128i twelves = _mm_maddubs_epi16(values, _mm_set1_epi32(0x01400140));
-        const __m128i groups = _mm_madd_epi16(twelves, _mm_set1_epi32(0x00011000));
-        const __m128i bytes =
-            _mm_shuffle_epi8(groups, _mm_setr_epi8(2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1));
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(out), bytes);
+        const __m128i bytes = pack(values);
+        if (size - done >= kBlockChars + 8) {  // the next eight characters stand for the four bytes too many
+            _mm_storeu_si128(reinterpret_cast<__m128i *>(out), bytes);
+        } else {
+            alignas(kRegister) uint8_t block[kRegister];
+            _mm_store_si128(reinterpret_cast<__m128i *>(block), bytes);
+            memcpy(out, block, kBlockBytes);
+        }
     }
     return done;
 }

@@ -97,9 +97,8 @@ bool equals(const char *copy, const char *key, size_t size) {
     return loadWord(copy + size - kWord) == loadWord(key + size - kWord);
 }
 
-// A key's two entries and where they hang; NULL when the map does not hold the key.
+// A key's two entries; NULL when the map does not hold the key. Small enough to stay in registers.
 struct Found {
-    uint32_t bucket;
     ListEntry *key;
     ListEntry *value;
 };
@@ -107,16 +106,17 @@ struct Found {
 Found find(const HashMap &map, const char *key) {
     const auto [hash, length] = hashText(key);
     const uint32_t bucket = bucketOf(map, hash);
-    Found found{bucket, map.keyChains[bucket], map.valueChains[bucket]};
+    ListEntry *keyEntry = map.keyChains[bucket];
+    ListEntry *valueEntry = map.valueChains[bucket];
     // The blocks of one insert mostly lie side by side: fetched now, they need not wait for each other.
-    const auto first = reinterpret_cast<uintptr_t>(found.key);
+    const auto first = reinterpret_cast<uintptr_t>(keyEntry);
     __builtin_prefetch(reinterpret_cast<const void *>(first - kCopyDistance - length));
     __builtin_prefetch(reinterpret_cast<const void *>(first + kEntryDistance));
-    while (found.key != nullptr && !equals(keyOf(*found.key), key, length + 1)) {
-        found.key = found.key->next;
-        found.value = found.value->next;
+    while (keyEntry != nullptr && !equals(keyOf(*keyEntry), key, length + 1)) {
+        keyEntry = keyEntry->next;
+        valueEntry = valueEntry->next;
     }
-    return found;
+    return {keyEntry, valueEntry};
 }
 
 void pushFront(ListEntry *&chain, vos::MemPtr<ListEntry> &entry) {
@@ -133,9 +133,9 @@ vos::MemPtr<ListEntry> takeOut(ListEntry *&chain, ListEntry *entry) {
     return vos::MemPtr<ListEntry>{entry};
 }
 
-void remove(HashMap &map, const Found &found, void (*freeValue)(void *)) {
-    const auto keyEntry = takeOut(map.keyChains[found.bucket], found.key);
-    const auto valueEntry = takeOut(map.valueChains[found.bucket], found.value);
+void remove(HashMap &map, uint32_t bucket, const Found &found, void (*freeValue)(void *)) {
+    const auto keyEntry = takeOut(map.keyChains[bucket], found.key);
+    const auto valueEntry = takeOut(map.valueChains[bucket], found.value);
     VOS_FREE(keyEntry->data);
     if (freeValue != nullptr) {
         freeValue(valueEntry->data);
@@ -205,7 +205,7 @@ VosRet hashmap_delete(HashMap *map, const char *key, void (*freeValue)(void *)) 
     if (found.key == nullptr) {
         return VOS_RET_NOT_IN_LIST;
     }
-    remove(*map, found, freeValue);
+    remove(*map, bucketOf(*map, hash_string(key, -1)), found, freeValue);
     return VOS_RET_OK;
 }
 
@@ -233,7 +233,7 @@ void hashmap_destroy(HashMap *map, void (*freeValue)(void *)) {
     }
     for (uint32_t bucket = 0; bucket < map->bucketCount; bucket++) {
         while (map->keyChains[bucket] != nullptr) {
-            remove(*map, {bucket, map->keyChains[bucket], map->valueChains[bucket]}, freeValue);
+            remove(*map, bucket, {map->keyChains[bucket], map->valueChains[bucket]}, freeValue);
         }
     }
     VOS_FREE(map->keyChains);

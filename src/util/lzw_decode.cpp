@@ -21,7 +21,7 @@ constexpr uint32_t kMaxBits = 12;
 constexpr uint32_t kSlots = 1U << kMaxBits;
 constexpr uint32_t kExtraSlot = 1;  // the width grows this many codes before the table is full
 constexpr ptrdiff_t kPiece = 8;     // bytes copied at once
-constexpr uint32_t kWindow = 4;     // bytes read for one code
+constexpr uint32_t kWindow = 8;     // bytes read for one code
 constexpr uint64_t kWindowBits = 8 * uint64_t{kWindow};
 constexpr uint32_t kNowhere = 0;  // place of a string that stands in no output
 
@@ -36,14 +36,21 @@ class String {
     uint32_t place() const { return static_cast<uint32_t>(word_); }
     uint32_t length() const { return word_ >> 32 & 0xFFFF; }
     uint32_t prefix() const { return static_cast<uint32_t>(word_ >> 48); }
+    String withPrefix(uint64_t prefix) const { return String{word_ | prefix << 48}; }
+    String movedBy(uint32_t bytes) const { return String{word_ + bytes}; }
     void moveTo(uint32_t place) { *this = String{place, length(), prefix()}; }
 
   private:
+    explicit String(uint64_t word) : word_{word} {}
+
     uint64_t word_;
 };
 
-uint32_t readWindow(const uint8_t *bytes) {
-    return uint32_t{bytes[0]} << 24 | uint32_t{bytes[1]} << 16 | uint32_t{bytes[2]} << 8 | bytes[3];
+uint64_t readWindow(const uint8_t *bytes) {
+    const auto half = [](const uint8_t *b) {
+        return uint32_t{b[0]} << 24 | uint32_t{b[1]} << 16 | uint32_t{b[2]} << 8 | b[3];
+    };
+    return uint64_t{half(bytes)} << 32 | half(bytes + kWindow / 2);
 }
 
 // Copies whole pieces, up to seven bytes more than asked for. The rest of a long string is copied out of line, which
@@ -58,6 +65,96 @@ void copyPieces(uint8_t *to, const uint8_t *from, ptrdiff_t length) {
     if (length > kPiece) {
         copyRest(to, from, length);
     }
+}
+
+// A stretch of codes of one width. A copy of the decoder's fields that no stored byte can alias, for the registers.
+template <uint32_t Width>
+struct Run {
+    const String *table;
+    const String *lastSlot;
+    const uint8_t *in;
+    const uint8_t *out;
+    uint8_t *lastNext;
+    uint32_t origin;
+
+    String *slot;
+    uint64_t bitPosition;
+    uint8_t *next;
+    String pair;     // what a single byte at `next` begins, without its prefix
+    String learned;  // what goes to `slot`
+
+    bool takeCode();
+
+  private:
+    static constexpr uint64_t firstCode(uint64_t window) { return window >> (kWindowBits - Width); }
+    void takeBytes(uint64_t window);
+    bool takeString(uint64_t code);
+};
+
+// False when the next code needs more than this.
+template <uint32_t Width>
+inline bool Run<Width>::takeCode() {
+    if (slot >= lastSlot || next > lastNext) {
+        return false;
+    }
+    const uint64_t window = readWindow(in + bitPosition / 8) << bitPosition % 8;
+    const uint64_t code = firstCode(window);
+    if (code < kRoots) {
+        takeBytes(window);
+        return true;
+    }
+    return takeString(code);
+}
+
+// One code that is a byte of its own, or two.
+template <uint32_t Width>
+inline void Run<Width>::takeBytes(uint64_t window) {
+    const uint64_t code = firstCode(window);
+    const uint64_t second = firstCode(window << Width);
+    next[0] = static_cast<uint8_t>(code);
+    slot[0] = learned;
+    if (second < kRoots && slot + 1 < lastSlot) {
+        next[1] = static_cast<uint8_t>(second);
+        slot[1] = pair.withPrefix(code);
+        learned = pair.movedBy(1).withPrefix(second);
+        pair = pair.movedBy(2);
+        next += 2;
+        slot += 2;
+        bitPosition += 2 * Width;
+    } else {
+        learned = pair.withPrefix(code);
+        pair = pair.movedBy(1);
+        next++;
+        slot++;
+        bitPosition += Width;
+    }
+}
+
+template <uint32_t Width>
+inline bool Run<Width>::takeString(uint64_t code) {
+    uint32_t length = 0;
+    if (table + code < slot) {
+        const String string = table[code];
+        length = string.length();
+        if (string.place() < origin || lastNext - next < length) {  // also clear and end code
+            return false;
+        }
+        copyPieces(next, out + (string.place() - origin), length);
+    } else {
+        // The string that this very code enters: the old one and its first byte again.
+        length = learned.length();
+        if (table + code > slot || lastNext - next < length) {
+            return false;
+        }
+        copyPieces(next, out + (learned.place() - origin), length - 1);
+        next[length - 1] = next[0];
+    }
+    *slot++ = learned;
+    learned = String{pair.place(), length + 1, static_cast<uint32_t>(code)};
+    next += length;
+    pair = pair.movedBy(length);
+    bitPosition += Width;
+    return true;
 }
 
 class Decoder {
@@ -79,9 +176,9 @@ class Decoder {
     void widen();
     void spell(uint32_t code, uint8_t *to) const;
     void saveSuffixes();
-    void runFast();
+    bool runFast();
     template <uint32_t Width>
-    void runFast();
+    bool runFast();
     uint32_t placeOf(const uint8_t *p) const { return origin_ + static_cast<uint32_t>(p - out_); }
     const uint8_t *at(uint32_t place) const { return out_ + (place - origin_); }
 
@@ -160,7 +257,7 @@ uint32_t Decoder::readCode() {
     const uint64_t byte = bitPosition_ / 8;
     std::array<uint8_t, kWindow> window{};
     memcpy(window.data(), in_ + byte, std::min<uint64_t>(inLength_ - byte, kWindow));
-    const uint32_t code = readWindow(window.data()) << bitPosition_ % 8 >> (32 - width_);
+    const auto code = static_cast<uint32_t>(readWindow(window.data()) << bitPosition_ % 8 >> (kWindowBits - width_));
     bitPosition_ += width_;
     return code;
 }
@@ -227,68 +324,43 @@ void Decoder::decodeString(uint32_t code) {
 }
 
 // The common case, as long as nothing special comes up: strings of this call, room for them, a code width that stays.
+// False when the next code is none of these.
 template <uint32_t Width>
-void Decoder::runFast() {
+bool Decoder::runFast() {
     const uint64_t bitsLeft = inLength_ * 8 - bitPosition_;
     if (bitsLeft < kWindowBits || outEnd_ - next_ < kPiece) {
-        return;
+        return false;
     }
     const uint32_t topSlot = topSlot_ - (Width < kMaxBits ? kExtraSlot : 0);
-    const String *const lastSlot = table_ + std::min<uint64_t>(topSlot, nextSlot_ + (bitsLeft - kWindowBits) / Width);
-    // Copies that no stored byte can alias stay in registers.
-    const uint8_t *const in = in_;
-    const uint8_t *const out = out_;
-    uint8_t *const lastNext = outEnd_ - kPiece;
-    const uint32_t origin = origin_;
-    String *slot = table_ + nextSlot_;
-    uint64_t bitPosition = bitPosition_;
-    uint8_t *next = next_;
-    uint64_t place = placeOf(next);
-    String learned{oldPlace_, table_[oldCode_].length() + 1, oldCode_};
-    while (slot < lastSlot && next <= lastNext) {
-        const uint32_t code = readWindow(in + bitPosition / 8) << bitPosition % 8 >> (32 - Width);
-        if (code < kRoots) {
-            *next++ = static_cast<uint8_t>(code);
-            *slot++ = learned;
-            learned = String{place++, 2, code};
-            bitPosition += Width;
-            continue;
-        }
-        uint32_t length = 0;
-        if (table_ + code < slot) {
-            const String string = table_[code];
-            length = string.length();
-            if (string.place() < origin || lastNext - next < length) {  // also clear and end code
-                break;
-            }
-            copyPieces(next, out + (string.place() - origin), length);
-        } else {
-            // The string that this very code enters: the old one and its first byte again.
-            length = learned.length();
-            if (table_ + code > slot || lastNext - next < length) {
-                break;
-            }
-            copyPieces(next, out + (learned.place() - origin), length - 1);
-            next[length - 1] = next[0];
-        }
-        *slot++ = learned;
-        learned = String{place, length + 1, code};
-        next += length;
-        place += length;
-        bitPosition += Width;
+    Run<Width> run{
+        .table = table_,
+        .lastSlot = table_ + std::min<uint64_t>(topSlot, nextSlot_ + (bitsLeft - kWindowBits) / Width),
+        .in = in_,
+        .out = out_,
+        .lastNext = outEnd_ - kPiece,
+        .origin = origin_,
+        .slot = table_ + nextSlot_,
+        .bitPosition = bitPosition_,
+        .next = next_,
+        .pair = String{placeOf(next_), 2, 0},
+        .learned = String{oldPlace_, table_[oldCode_].length() + 1, oldCode_},
+    };
+    while (run.takeCode()) {
     }
-    nextSlot_ = static_cast<uint32_t>(slot - table_);
-    bitPosition_ = bitPosition;
-    next_ = next;
-    oldCode_ = learned.prefix();
-    oldPlace_ = learned.place();
+    const bool progress = run.bitPosition != bitPosition_;
+    nextSlot_ = static_cast<uint32_t>(run.slot - table_);
+    bitPosition_ = run.bitPosition;
+    next_ = run.next;
+    oldCode_ = run.learned.prefix();
+    oldPlace_ = run.learned.place();
     firstByte_ = *at(oldPlace_);
     widen();
+    return progress;
 }
 
-void Decoder::runFast() {
+bool Decoder::runFast() {
     if (oldPlace_ == kNowhere) {
-        return;
+        return false;
     }
     switch (width_) {
         case 9:
@@ -329,8 +401,7 @@ bool Decoder::step() {
 uint32_t Decoder::decode(uint8_t *out, uint32_t room) {
     beginCall(out, room);
     while (next_ != outEnd_ && !ended_) {
-        runFast();
-        if (next_ != outEnd_) {
+        if (!runFast()) {
             ended_ = !step();
         }
     }

@@ -1,5 +1,4 @@
 // AES-128-CBC through OpenSSL's cipher envelope.
-#include <openssl/evp.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,6 +11,8 @@
 
 namespace {
 
+using vos::openSsl;
+
 constexpr uint32_t kMaxUpdate = 1U << 30;  // OpenSSL counts in int
 constexpr size_t kReadSize = 1024;
 constexpr size_t kCipherSize = kReadSize + 32;
@@ -22,13 +23,17 @@ VosRet withCipher(const uint8_t *key, const uint8_t *iv, int enc, Use use) {
     if (key == nullptr || iv == nullptr) {
         return VOS_RET_ERROR;
     }
-    const vos::KeepErrorQueue keepErrors;
-    EVP_CIPHER_CTX *context = EVP_CIPHER_CTX_new();
-    const vos::Scope freeContext{[context] { EVP_CIPHER_CTX_free(context); }};
+    const vos::OpenSslUse ssl;
+    if (!ssl) {
+        return VOS_RET_ERROR;
+    }
+    EVP_CIPHER_CTX *context = openSsl.EVP_CIPHER_CTX_new();
+    const vos::Scope freeContext{[context] { openSsl.EVP_CIPHER_CTX_free(context); }};
     if (context == nullptr) {
         return VOS_RET_ERROR;
     }
-    use(context, EVP_CipherInit_ex(context, EVP_aes_128_cbc(), nullptr, key, iv, enc != 0 ? 1 : 0) == 1);
+    use(context,
+        openSsl.EVP_CipherInit_ex(context, openSsl.EVP_aes_128_cbc(), nullptr, key, iv, enc != 0 ? 1 : 0) == 1);
     return VOS_RET_OK;
 }
 
@@ -38,14 +43,14 @@ bool convert(EVP_CIPHER_CTX *context, const uint8_t *in, uint32_t inLen, uint8_t
     int produced = 0;
     while (inLen != 0) {
         const uint32_t taken = std::min(inLen, kMaxUpdate);
-        if (EVP_CipherUpdate(context, out + *total, &produced, in, static_cast<int>(taken)) != 1) {
+        if (openSsl.EVP_CipherUpdate(context, out + *total, &produced, in, static_cast<int>(taken)) != 1) {
             return false;
         }
         *total += static_cast<uint32_t>(produced);
         in += taken;
         inLen -= taken;
     }
-    if (EVP_CipherFinal_ex(context, out + *total, &produced) != 1) {
+    if (openSsl.EVP_CipherFinal_ex(context, out + *total, &produced) != 1) {
         return false;
     }
     *total += static_cast<uint32_t>(produced);
@@ -77,10 +82,11 @@ void convertStream(EVP_CIPHER_CTX *context, bool ok, int inFd, int outFd) {
     vos::SecretBuffer<kCipherSize> cipher;
     int produced = 0;
     for (ssize_t got; (got = read(inFd, piece.data(), piece.size())) > 0;) {
-        ok = ok && EVP_CipherUpdate(context, cipher.data(), &produced, piece.data(), static_cast<int>(got)) == 1;
+        ok =
+            ok && openSsl.EVP_CipherUpdate(context, cipher.data(), &produced, piece.data(), static_cast<int>(got)) == 1;
         writeProduced(outFd, cipher.data(), ok, produced);
     }
-    ok = ok && EVP_CipherFinal_ex(context, cipher.data(), &produced) == 1;
+    ok = ok && openSsl.EVP_CipherFinal_ex(context, cipher.data(), &produced) == 1;
     writeProduced(outFd, cipher.data(), ok, produced);
 }
 

@@ -54,10 +54,10 @@ UtilTimestamp now() {
     return tms;
 }
 
-UtilTimestamp fromNow(uint32_t ms) {
-    UtilTimestamp tms = now();
-    utilTms_addMilliSeconds(&tms, ms);
-    return tms;
+// Filled in where it stays: a copy as one word would have to wait for its two halves, just written.
+void setFromNow(UtilTimestamp &expiry, uint32_t ms) {
+    utilTms_get(&expiry);
+    utilTms_addMilliSeconds(&expiry, ms);
 }
 
 uint32_t remaining(const UtilTmrEvent &event, const UtilTimestamp &from) {
@@ -156,7 +156,7 @@ VosRet utilTmr_set(void *tmrHandle, UtilTmrFunc func, void *ctxData, uint32_t ms
         VOS_DBG_ERROR("malloc of new timer event failed");
         return VOS_RET_NO_RESOURCE;
     }
-    event->expireTms = fromNow(ms);
+    setFromNow(event->expireTms, ms);
     event->func = func;
     event->ctxData = ctxData;
     if (nameLen != 0) {
@@ -187,7 +187,9 @@ VosRet utilTmr_replaceIfSooner(void *tmrHandle, UtilTmrFunc func, void *ctxData,
         return VOS_RET_BAD_ARG;
     }
     if (const Event *present = find(*listOf(tmrHandle), func, ctxData)) {
-        if (!isEarlier(fromNow(ms), present->expireTms)) {
+        UtilTimestamp wanted;
+        setFromNow(wanted, ms);
+        if (!isEarlier(wanted, present->expireTms)) {
             return VOS_RET_OK;
         }
         // Callers count on the NULL context: an event with another one stays, and the set below reports it.

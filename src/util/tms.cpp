@@ -43,13 +43,11 @@ void utilTms_addMilliSeconds(UtilTimestamp *tms, uint32_t ms) {
     if (tms == nullptr) {
         return;
     }
-    tms->sec += ms / 1000;
-    tms->nsec += ms % 1000 * kNanosPerMilli;
+    const uint32_t nsec = tms->nsec + ms % 1000 * kNanosPerMilli;
     // Daemons compare stamps made here with each other: exactly one second of nanoseconds is not carried.
-    if (tms->nsec > kNanosPerSecond) {
-        tms->sec++;
-        tms->nsec -= kNanosPerSecond;
-    }
+    const uint32_t carry = nsec > kNanosPerSecond ? 1 : 0;
+    tms->sec += ms / 1000 + carry;
+    tms->nsec = nsec - carry * kNanosPerSecond;
 }
 
 VosRet utilTms_getXSIDateTime(uint32_t t, char *buf, uint32_t len) {

@@ -6,6 +6,7 @@
 #if __has_include(<sys/single_threaded.h>)
 #include <sys/single_threaded.h>
 #endif
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
@@ -50,15 +51,19 @@ constinit struct {
 } mStats;
 
 // Task threads free records too; the figures need no order among themselves. Most daemons have one thread only, which
-// spares them the locked instruction.
-void count(std::atomic<uint32_t> &counter, uint32_t amount) {
+// spares them the locked instructions.
+void count(std::atomic<uint32_t> &calls, uint32_t bytes) {
+    constexpr auto relaxed = std::memory_order_relaxed;
+    std::atomic<uint32_t> &inUse = mStats.heapBytesInUse;
 #if __has_include(<sys/single_threaded.h>)
     if (__libc_single_threaded) {
-        counter.store(counter.load(std::memory_order_relaxed) + amount, std::memory_order_relaxed);
+        inUse.store(inUse.load(relaxed) + bytes, relaxed);
+        calls.store(calls.load(relaxed) + 1, relaxed);
         return;
     }
 #endif
-    counter.fetch_add(amount, std::memory_order_relaxed);
+    inUse.fetch_add(bytes, relaxed);
+    calls.fetch_add(1, relaxed);
 }
 
 uint64_t roundUp4(uint32_t size) {
@@ -77,41 +82,51 @@ bool headerIsSound(const BlockHeader &header) {
     return header.check == ~header.size;
 }
 
-uint8_t *takeMemory(uint32_t size, uint32_t total, uint32_t flags) {
+uint8_t *takeMemory(uint32_t size, uint64_t total, uint32_t flags) {
     if ((flags & ALLOC_SHARED_MEM) != 0) {
-        return static_cast<uint8_t *>(bget(total));  // the pool counts for all processes
+        return static_cast<uint8_t *>(bget(static_cast<int64_t>(total)));  // the pool counts for all processes
     }
-    if (total > UINT32_MAX - kHeapSkew) {
-        return nullptr;
-    }
-    auto *memory = static_cast<uint8_t *>(oal_malloc(total + kHeapSkew));
+    auto *memory = static_cast<uint8_t *>(oal_malloc(static_cast<uint32_t>(total + kHeapSkew)));
     if (memory == nullptr) {
         return nullptr;
     }
-    count(mStats.heapBytesInUse, size);
-    count(mStats.heapNumAllocs, 1);
+    count(mStats.heapNumAllocs, size);
     return memory + kHeapSkew;
 }
 
-// Checks padding and guard; reports the first damage under the caller's name.
-bool tailIsSound(const uint8_t *user, uint32_t size, const char *func, int line) {
+// One word at the end of the caller's bytes takes in all of the padding, which is shorter, and begins the guard.
+void writeTail(uint8_t *user, uint32_t size) {
+    memset(user + size, kPadByte, sizeof kGuardWord);
+    memset(user + roundUp4(size), kPadByte, kGuardSize);
+}
+
+bool tailIsSound(const uint8_t *user, uint32_t size) {
+    uint32_t padding;
+    uint64_t guard;
+    memcpy(&padding, user + size, sizeof padding);
+    memcpy(&guard, user + roundUp4(size), sizeof guard);
+    return padding == kGuardWord && guard == (uint64_t{kGuardWord} << 32 | kGuardWord);
+}
+
+[[gnu::cold, gnu::noinline]] void reportUnderflow(const BlockHeader &header, const char *func, int line) {
+    VOS_DBG_ERROR("%s():%d:memory underflow detected, %d %d", func, line, static_cast<int>(header.size),
+                  static_cast<int>(header.check));
+    utilAst_assertFunc(__FILE__, __LINE__, "0", 0);
+}
+
+// Reports the first damage of padding or guard under the caller's name.
+[[gnu::cold, gnu::noinline]] void reportOverflow(const uint8_t *user, uint32_t size, const char *func, int line) {
     const uint8_t *guard = user + roundUp4(size);
+    const uint8_t *damaged = std::find_if(user + size, guard, [](uint8_t byte) { return byte != kPadByte; });
     uint32_t words[2];
     memcpy(words, guard, sizeof words);
-    for (uint64_t idx = size; user + idx < guard; idx++) {
-        if (user[idx] != kPadByte) {
-            VOS_DBG_ERROR("%s():%d:memory overflow detected at idx=%d 0x%x 0x%x 0x%x", func, line,
-                          static_cast<int>(idx), user[idx], words[1], words[0]);
-            utilAst_assertFunc(__FILE__, __LINE__, "0", 0);
-            return false;
-        }
-    }
-    if (words[0] != kGuardWord || words[1] != kGuardWord) {
+    if (damaged != guard) {
+        VOS_DBG_ERROR("%s():%d:memory overflow detected at idx=%d 0x%x 0x%x 0x%x", func, line,
+                      static_cast<int>(damaged - user), *damaged, words[1], words[0]);
+    } else {
         VOS_DBG_ERROR("%s():%d:memory overflow detected, 0x%x 0x%x", func, line, words[1], words[0]);
-        utilAst_assertFunc(__FILE__, __LINE__, "0", 0);
-        return false;
     }
-    return true;
+    utilAst_assertFunc(__FILE__, __LINE__, "0", 0);
 }
 
 void recordPool(void *addr, uint32_t size) {
@@ -123,11 +138,10 @@ void recordPool(void *addr, uint32_t size) {
 
 // `unfilled` leaves the caller's bytes as the allocator gave them; ALLOC_ZEROIZE comes first.
 void *allocate(uint32_t size, uint32_t flags, bool unfilled) {
-    const uint64_t padded = roundUp4(size);
-    if (padded + kOverhead > UINT32_MAX) {
+    const uint64_t total = roundUp4(size) + kOverhead;
+    if (total + kHeapSkew > UINT32_MAX) {
         return nullptr;
     }
-    const auto total = static_cast<uint32_t>(padded + kOverhead);
     uint8_t *block = takeMemory(size, total, flags);
     if (block == nullptr) {
         return nullptr;
@@ -139,10 +153,7 @@ void *allocate(uint32_t size, uint32_t flags, bool unfilled) {
     }
     *reinterpret_cast<BlockHeader *>(block) = {.flags = flags, .size = size, .check = ~size};
     uint8_t *user = block + sizeof(BlockHeader);
-    if (padded != size) {
-        memset(user + size, kPadByte, padded - size);
-    }
-    memset(user + padded, kPadByte, kGuardSize);
+    writeTail(user, size);
     return user;
 }
 
@@ -153,13 +164,12 @@ void release(void *buf, uint32_t used, const char *func, int line) {
     }
     const BlockHeader &header = headerOf(buf);
     if (!headerIsSound(header)) {
-        VOS_DBG_ERROR("%s():%d:memory underflow detected, %d %d", func, line, static_cast<int>(header.size),
-                      static_cast<int>(header.check));
-        utilAst_assertFunc(__FILE__, __LINE__, "0", 0);
+        reportUnderflow(header, func, line);
         return;  // a damaged block is leaked on purpose
     }
     const uint32_t size = header.size;
-    if (!tailIsSound(static_cast<uint8_t *>(buf), size, func, line)) {
+    if (!tailIsSound(static_cast<uint8_t *>(buf), size)) {
+        reportOverflow(static_cast<uint8_t *>(buf), size, func, line);
         return;
     }
     uint8_t *block = blockStart(buf);
@@ -171,8 +181,7 @@ void release(void *buf, uint32_t used, const char *func, int line) {
         return;
     }
     oal_free(block - kHeapSkew);
-    count(mStats.heapBytesInUse, 0 - size);
-    count(mStats.heapNumFrees, 1);
+    count(mStats.heapNumFrees, 0 - size);
 }
 
 void *moveToLarger(void *buf, uint32_t size, bool unfilled, const char *func, uint32_t line) {

@@ -96,15 +96,16 @@ void forEachPiece(Input &input, Function function) {
     }
 }
 
-// The same for pieces without white space, cut at multiples of `group` characters; the last one holds what is left.
+// The same for pieces without the characters that the codec skips, cut at multiples of `group` characters; the last one
+// holds what is left.
 template <typename Function>
-void forEachGroups(Input &input, size_t group, Function function) {
+void forEachGroups(Input &input, size_t group, bool (*skipped)(unsigned char), Function function) {
     std::string kept;
     forEachPiece(input, [&](std::string &piece) {
-        std::erase_if(piece, [](unsigned char c) { return isspace(c) != 0; });
         if (piece.find('\0') != std::string::npos) {
             input.refuse("not a text");
         }
+        std::erase_if(piece, skipped);
         kept += piece;
         const size_t whole = kept.size() / group * group;
         function(kept.substr(0, whole));
@@ -121,7 +122,8 @@ void encodeBase64(Input &input) {
 
 void decodeBase64(Input &input) {
     bool ended = false;
-    forEachGroups(input, 4, [&](const std::string &text) {
+    const auto foreign = [](unsigned char c) { return isalnum(c) == 0 && strchr("+/=", c) == nullptr; };
+    forEachGroups(input, 4, foreign, [&](const std::string &text) {
         if (text.empty()) {
             return;
         }
@@ -145,7 +147,8 @@ void encodeHex(Input &input) {
 }
 
 void decodeHex(Input &input) {
-    forEachGroups(input, 2, [&](const std::string &text) {
+    const auto blank = [](unsigned char c) { return isspace(c) != 0; };
+    forEachGroups(input, 2, blank, [&](const std::string &text) {
         uint8_t *bytes = nullptr;
         uint32_t length = 0;
         if (util_hexStringToBinaryBuf(text.c_str(), &bytes, &length) != VOS_RET_OK) {
@@ -290,13 +293,15 @@ struct Codec {
     void (*encode)(Input &);
     void (*decode)(Input &);  // NULL: there is no way back
 };
-constexpr std::array kCodecs {
-    Codec{"b64", "base64", encodeBase64, decodeBase64}, Codec{"hex", "hexadecimal digits", encodeHex, decodeHex},
-        Codec{"xml", "XML entities", escapeXml, unescapeXml}, Codec{"lzw", "LZW stream", encodeLzw, decodeLzw},
+constexpr std::array kCodecs{
+    Codec{"b64", "base64", encodeBase64, decodeBase64},
+    Codec{"hex", "hexadecimal digits", encodeHex, decodeHex},
+    Codec{"xml", "XML entities", escapeXml, unescapeXml},
+    Codec{"lzw", "LZW stream", encodeLzw, decodeLzw},
 #ifndef VOS_WITHOUT_GB18030
-        Codec{"gb18030", "GB18030 text out of UTF-8", encodeGb18030, decodeGb18030},
+    Codec{"gb18030", "GB18030 text out of UTF-8", encodeGb18030, decodeGb18030},
 #endif
-        Codec{"crc32", "CRC-32 of the input", printCrc32, nullptr},
+    Codec{"crc32", "CRC-32 of the input", printCrc32, nullptr},
 };
 
 struct Options {
@@ -310,9 +315,6 @@ void run(const Codec &codec, const Options &options) {
     }
     Input input{options.file};
     (options.decode ? codec.decode : codec.encode)(input);
-    if (fflush(stdout) != 0) {
-        throw Failure{std::string{"cannot write the result: "} + strerror(errno)};
-    }
 }
 
 const vosctl::Command kCommand{"codec", "encode or decode a file or standard input", [](CLI::App &app) {

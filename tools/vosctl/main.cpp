@@ -1,6 +1,8 @@
 // vosctl: talks to the hub, to daemons and to the library's families from the command line.
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -48,6 +50,9 @@ int main(int argc, char **argv) {
     }
     try {
         app.parse(argc, argv);
+        if (fflush(stdout) != 0 || ferror(stdout) != 0) {
+            throw vosctl::Failure{std::string{"cannot write the result: "} + strerror(errno)};
+        }
     } catch (const CLI::ParseError &error) {
         if (error.get_exit_code() == 0) {
             return app.exit(error);  // --help, --version

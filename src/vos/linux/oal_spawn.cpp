@@ -26,6 +26,7 @@ constexpr uint32_t kCollectKilledMs = 40;
 constexpr size_t kPathSize = 512;
 constexpr int kServerFd = 3;
 constexpr const char *kLibraryPath = "LD_LIBRARY_PATH";
+constexpr size_t kVariableSize = kPathSize + 16;  // "LD_LIBRARY_PATH=…"
 
 // In the order in which they are reset; SIGHUP and SIGINT come first.
 constexpr std::array kSignals{SIGQUIT, SIGILL,  SIGTRAP, SIGABRT, SIGFPE,  SIGBUS,    SIGSEGV,  SIGSYS,  SIGPIPE,
@@ -35,8 +36,7 @@ constexpr std::array kSignals{SIGQUIT, SIGILL,  SIGTRAP, SIGABRT, SIGFPE,  SIGBU
 // What the child needs that takes memory; made before the fork.
 struct Prepared {
     char **argv = nullptr;
-    vos::MemPtr<char *> environment{};   // with the longer library path; empty: the parent's
-    char libraryPath[kPathSize + 16]{};  // "LD_LIBRARY_PATH=…"
+    vos::MemPtr<char *> environment{};  // begins with the longer library path; empty: the parent's
 };
 
 bool isLibraryPath(const char *variable) {
@@ -51,19 +51,20 @@ bool prepareEnvironment(const char *extraLibPath, Prepared *prepared) {
     const char *current = getenv(kLibraryPath);
     char value[kPathSize];
     util_snprintf(__func__, __LINE__, value, sizeof value, "%s:%s", current == nullptr ? "" : current, extraLibPath);
-    util_snprintf(__func__, __LINE__, prepared->libraryPath, sizeof prepared->libraryPath, "%s=%s", kLibraryPath,
-                  value);
     uint64_t count = 0;
     while (environ != nullptr && environ[count] != nullptr) {
         count++;
     }
-    prepared->environment = vos::allocZeroed<char *>((count + 2) * sizeof(char *));
+    // One block with its text: a child that returns to its caller goes on using it.
+    prepared->environment = vos::allocZeroed<char *>((count + 2) * sizeof(char *) + kVariableSize);
     if (!prepared->environment) {
         VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
         return false;
     }
+    auto *variable = reinterpret_cast<char *>(prepared->environment.get() + count + 2);
+    util_snprintf(__func__, __LINE__, variable, kVariableSize, "%s=%s", kLibraryPath, value);
     size_t used = 0;
-    prepared->environment[used++] = prepared->libraryPath;
+    prepared->environment[used++] = variable;
     for (uint64_t i = 0; i < count; i++) {
         if (!isLibraryPath(environ[i])) {
             prepared->environment[used++] = environ[i];
@@ -171,6 +172,11 @@ bool setLimits(const PrctlSpawnRequest *request) {
 
 // Ends in exec. Callers rely on a bad program name and a refused limit returning to them in the child.
 VosRet runChild(const PrctlSpawnRequest *request, Prepared &prepared) {
+    // The connection to syslog may stand where one of the child's descriptors goes: its diagnostics get one of their
+    // own.
+    if (access(VOS_DBG_GATE_FILE, F_OK) == 0) {
+        closelog();
+    }
     setStandardDescriptors(request);
     if (request->serverFd != -1) {
         moveTo(request->serverFd, kServerFd);
@@ -187,7 +193,7 @@ VosRet runChild(const PrctlSpawnRequest *request, Prepared &prepared) {
     }
     if (prepared.environment) {
         environ = prepared.environment.get();
-        VOS_DBG_DEBUG("LD_LIBRARY_PATH:%s.\n", prepared.libraryPath + strlen(kLibraryPath) + 1);
+        VOS_DBG_DEBUG("LD_LIBRARY_PATH:%s.\n", prepared.environment[0] + strlen(kLibraryPath) + 1);
     }
     if (request->uid != 0) {
         // Callers know that a refusal goes unnoticed.

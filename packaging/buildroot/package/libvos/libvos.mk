@@ -22,7 +22,7 @@ else
 LIBVOS_CONF_OPTS += -DVOS_WITH_SECURITY=OFF
 endif
 
-# crypt(3) is in a library of its own with glibc.
+# crypt(3) is in a library of its own with glibc. Both are opened at first use.
 LIBVOS_DEPENDENCIES += $(if $(BR2_PACKAGE_LIBXCRYPT),libxcrypt)
 
 ifeq ($(BR2_PACKAGE_LIBVOS_GB18030),y)
