@@ -50,11 +50,6 @@ foreach(node IN LISTS vos_nodes)
 endforeach()
 file(CONFIGURE OUTPUT ${vos_map} CONTENT "${vos_map_text}" @ONLY)
 
-# What calls those libraries directly is compiled once for each of the two.
-set(vos_bind_sources ${vos_sources})
-list(FILTER vos_bind_sources INCLUDE REGEX "/(oal_pass|security_bind)\\.cpp$")
-list(REMOVE_ITEM vos_sources ${vos_bind_sources})
-add_library(vos_objects OBJECT ${vos_sources})
 set(vos_atomics "")
 if(CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
     # The compiler's run-time choice between two kinds of atomic instructions would bring a constructor that runs at load.
@@ -64,6 +59,12 @@ if(CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
         set(vos_atomics -mno-outline-atomics)
     endif()
 endif()
+
+# What calls those libraries directly is compiled once for each of the two.
+set(vos_bind_sources ${vos_sources})
+list(FILTER vos_bind_sources INCLUDE REGEX "/(oal_pass|security_bind)\\.cpp$")
+list(REMOVE_ITEM vos_sources ${vos_bind_sources})
+add_library(vos_objects OBJECT ${vos_sources})
 add_library(vos_shared_objects OBJECT ${vos_bind_sources})
 add_library(vos_static_objects OBJECT ${vos_bind_sources})
 target_compile_definitions(vos_shared_objects PRIVATE ${vos_late_definitions})

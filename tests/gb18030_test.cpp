@@ -128,6 +128,8 @@ TEST(Gb18030, EncodesEveryCharacterAsIcuDoes) {
 TEST(Gb18030, AgreesWithIconvOutsideThePrivateUseArea) {
     const iconv_t converter = iconv_open("UTF-8", "GB18030");
     ASSERT_NE(converter, reinterpret_cast<iconv_t>(-1));
+    // Where the C library follows an older edition, it gives characters of this area in place of newer ones.
+    const auto isPrivate = [](const std::string &text) { return text >= "\xEE\x80\x80" && text <= "\xEF\xA3\xBF"; };
     size_t differences = 0;
     for (unsigned first = 0x81; first <= 0xFE; first++) {
         for (unsigned second = 0x40; second <= 0xFE; second++) {
@@ -140,8 +142,8 @@ TEST(Gb18030, AgreesWithIconvOutsideThePrivateUseArea) {
             iconv(converter, nullptr, nullptr, nullptr, nullptr);
             const bool known = iconv(converter, &in, &inLeft, &to, &outLeft) != static_cast<size_t>(-1);
             const std::string ours = owned(EncodeToUTF8(code));
-            const bool privateUse = !ours.empty() && ours >= "\xEE\x80\x80" && ours <= "\xEF\xA3\xBF";
-            differences += !privateUse && known && ours != std::string(out, sizeof out - outLeft);
+            const std::string theirs(out, sizeof out - outLeft);
+            differences += known && !isPrivate(ours) && !isPrivate(theirs) && ours != theirs;
         }
     }
     iconv_close(converter);

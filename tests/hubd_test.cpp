@@ -166,6 +166,8 @@ TEST(HubLaunch, GivesTheAskedIdTheTablesOrADynamicOne) {
 TEST(HubLaunch, RefusesWithALogLine) {
     const HubProcess hub{{"--announce-timeout", "50"}};
     const Peer holder{300, "holder"};
+    const std::string longName(600, 'n');
+    const Peer longHolder{302, longName};
     struct Case {
         WireMessage first;
         std::string line;
@@ -173,6 +175,7 @@ TEST(HubLaunch, RefusesWithALogLine) {
     const auto pid = static_cast<uint32_t>(getpid());
     for (const Case &c :
          {Case{announcement(300, "thief"), "entity id 300 is held by holder (eid 300, pid"},
+          Case{announcement(302, ""), "is held by " + longName.substr(0, 63) + " (eid 302, pid"},
           Case{announcement(0, "hubd"), "entity id 20 is held by the hub"},
           Case{announcement(301, "", pid + 1), "announces process id " + std::to_string(pid + 1)},
           Case{message(kType, 300, 20), "its first message is no announcement"},
@@ -190,7 +193,7 @@ TEST(HubLaunch, RefusesWithALogLine) {
     EXPECT_TRUE(holder.drain().empty());
     holder.send(announcement(300, ""));
     EXPECT_FALSE(holder.receive()) << "announcing oneself twice";
-    EXPECT_EQ(Peer(0, "new").askFor<hubproto::HubCounters>(hubproto::kGetCounters).disconnects, 8U);
+    EXPECT_EQ(Peer(0, "new").askFor<hubproto::HubCounters>(hubproto::kGetCounters).disconnects, 9U);
 }
 
 TEST(HubRouting, CarriesMessagesUnchangedToTheirDestination) {

@@ -235,6 +235,9 @@ TEST(XmlParser, ReadsFilesWhoseRootClosesInTheFirstChunk) {
     EXPECT_EQ(result(padded(100) + std::string(5000, ' ')), 1);
     EXPECT_EQ(result(""), 1);
     EXPECT_EQ(parseGeneric((directory / "absent").c_str(), nullptr, 0, &kTables), 1);
+}
+
+TEST(XmlParser, ReadsAFileOrMemoryNotBoth) {
     vostest::Diagnostics log;
     EXPECT_EQ(parseGeneric("x", "y", 1, &kTables), 1);
     EXPECT_EQ(log.takeBodies().at(0),

@@ -94,7 +94,8 @@ uint8_t *takeMemory(uint32_t size, uint64_t total, uint32_t flags) {
     return memory + kHeapSkew;
 }
 
-// One word at the end of the caller's bytes takes in all of the padding, which is shorter, and begins the guard.
+// One word at the end of the caller's bytes takes in all of the padding, which is shorter, and begins the guard. That
+// comes second, in one piece as it is read: a read of what two stores wrote waits for both.
 void writeTail(uint8_t *user, uint32_t size) {
     memset(user + size, kPadByte, sizeof kGuardWord);
     memset(user + roundUp4(size), kPadByte, kGuardSize);
