@@ -169,6 +169,9 @@ def main():
     parser.add_argument("--jobs", type=int, default=2 * (os.cpu_count() or 1))
     options = parser.parse_args()
     options.build = options.build.resolve()
+    if re.search(r"[\s:]", str(options.build)):
+        print(f"skipped: LD_PRELOAD takes no path with blanks or colons, as {options.build} has")
+        return 77
     start = time.monotonic()
     tests = list(tests_of(options.build, options.tests))
     log = options.build / f"faults-{options.resource}.log"
