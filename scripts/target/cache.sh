@@ -4,7 +4,7 @@
 vos_target_dir=$(dirname "${BASH_SOURCE[0]}")
 # shellcheck source=scripts/packages.sh
 . "$vos_target_dir/../packages.sh"
-export vos_cache=${VOS_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/libvos}
+export vos_cache=${VOS_CACHE:-${XDG_CACHE_HOME:-${HOME:-/var/tmp}/.cache}/libvos}
 
 say() { printf '%s: %s\n' "${0##*/}" "$*" >&2; }
 

