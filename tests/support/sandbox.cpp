@@ -116,9 +116,11 @@ namespace vostest {
 
 void enterSandbox() {
     const fs::path cwd = fs::current_path();
+    const char *emulatorsLibraries = getenv("QEMU_LD_PREFIX");
+    const fs::path sysroot = emulatorsLibraries == nullptr ? "" : emulatorsLibraries;
     unshareAll();
-    replaceDirectory("/tmp", {VOS_TEST_BUILD_DIR, VOS_TEST_SOURCE_DIR});
-    replaceDirectory("/var", {"/var/lib", VOS_TEST_BUILD_DIR, VOS_TEST_SOURCE_DIR});
+    replaceDirectory("/tmp", {VOS_TEST_BUILD_DIR, VOS_TEST_SOURCE_DIR, sysroot});
+    replaceDirectory("/var", {"/var/lib", VOS_TEST_BUILD_DIR, VOS_TEST_SOURCE_DIR, sysroot});
     fs::create_directory("/var/tmp");
     fs::create_directory_symlink("/run", "/var/run");
     replaceDirectory("/run", {});
