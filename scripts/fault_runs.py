@@ -151,9 +151,9 @@ def tests_of(build, wanted):
                 yield binary, suite + name
 
 
-def calls_to_fail(baseline):
+def calls_to_fail(baseline, every):
     """Numbers of the calls, all of them or some of every way."""
-    if baseline.calls <= ALL_CALLS_UP_TO:
+    if every or baseline.calls <= ALL_CALLS_UP_TO:
         return range(1, baseline.calls + 1)
     calls_of = {}
     for call, way in enumerate(baseline.ways[1:], 1):
@@ -166,6 +166,7 @@ def main():
     parser.add_argument("build", type=Path)
     parser.add_argument("resource", choices=("memory", "descriptors"))
     parser.add_argument("tests", nargs="?", default="", help="regular expression")
+    parser.add_argument("--every", action="store_true", help="every call also of tests that make many")
     parser.add_argument("--jobs", type=int, default=2 * (os.cpu_count() or 1))
     options = parser.parse_args()
     options.build = options.build.resolve()
@@ -181,8 +182,8 @@ def main():
         runs = []
         for test, baseline in zip(tests, pool.map(lambda test: Run(options, *test), tests)):
             seen.update(signature(*finding, [])[1] for finding in baseline.findings())
-            sampled += baseline.calls > ALL_CALLS_UP_TO
-            runs += [pool.submit(Run, options, *test, nth, baseline) for nth in calls_to_fail(baseline)]
+            sampled += not options.every and baseline.calls > ALL_CALLS_UP_TO
+            runs += [pool.submit(Run, options, *test, nth, baseline) for nth in calls_to_fail(baseline, options.every)]
         if not runs:
             sys.exit("no call was counted: is the library linked statically, or does no test match?")
         for done in as_completed(runs):
