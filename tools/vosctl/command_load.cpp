@@ -67,8 +67,9 @@ void printOnce(const Sample &sample) {
 
 std::string bar(uint32_t percent) {
     constexpr size_t kWidth = 25;
-    std::string text(kWidth, ' ');
-    return text.replace(0, percent * kWidth / 100, percent * kWidth / 100, '#');
+    // Counters that step back make a percentage beyond any bar.
+    const size_t filled = std::min<size_t>(percent, 100) * kWidth / 100;
+    return std::string(filled, '#') + std::string(kWidth - filled, ' ');
 }
 
 void printLine(const Sample &sample) {
