@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Builds library, hub, tools, examples and tests for 64-bit Arm and runs the tests under emulation.
 #   ./scripts/target.sh [musl] [glibc]        both lanes without arguments; installs what is missing
+#   ./scripts/target.sh musl-gcc              musl with a plain cross toolchain, made once from Debian's GCC source
 #   ./scripts/target.sh --within SECONDS …    a lane that cannot be prepared in that time is left out, which is no failure
 #   ./scripts/target.sh --env musl            prints the environment for `cmake --preset musl-aarch64` by hand
-# A plain cross toolchain in place of the one fetched here: VOS_CROSS_PREFIX=/opt/…/aarch64-linux-musl-
+# A cross toolchain of your own for the musl lane: VOS_CROSS_PREFIX=/opt/…/aarch64-linux-musl-
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd -P)
 cd "$root"
@@ -28,8 +29,14 @@ prepare_musl() {
     local runtime crypto
     runtime=$(cached musl-runtime recipe_musl_runtime)
     crypto=$(cached "libcrypto-$key" recipe_libcrypto "$prefix" "/usr")
-    VOS_SYSROOT=$(cached "musl-aarch64-$key" recipe_musl_sysroot "$runtime" "$crypto")
+    VOS_SYSROOT=$(cached "musl-aarch64-$key" recipe_musl_sysroot "$prefix" "$runtime" "$crypto")
     VOS_CROSS_PREFIX=$prefix
+}
+
+prepare_musl-gcc() {
+    install_packages gcc >&2
+    VOS_CROSS_PREFIX=$(cached "musl-gcc-12" recipe_musl_gcc "$vos_cache/musl-gcc-12")/bin/aarch64-linux-musl-
+    prepare_musl
 }
 
 prepare_glibc() {
@@ -39,7 +46,10 @@ prepare_glibc() {
 }
 
 # The tests that a lane leaves out, from scripts/target/skipped.txt, as one regular expression.
-skipped() { awk -v lane="$1" '!/^#/ && ($1 == lane || $1 == "both") {print $2}' scripts/target/skipped.txt | paste -sd '|'; }
+# What counts for musl counts for musl-gcc.
+skipped() {
+    awk -v lane="${1%-gcc}" '!/^#/ && ($1 == lane || $1 == "both") {print $2}' scripts/target/skipped.txt | paste -sd '|'
+}
 
 run_lane() (
     local lane=$1 preset=$1-aarch64 skip
@@ -63,7 +73,7 @@ run_lane() (
     scripts/target/emulate.sh ctest --preset "$preset" -j "$(nproc)" --progress ${skip:+-E "^($skip)\$"}
     if [ -n "$skip" ]; then
         echo "== $preset: tests that were left out, and why"
-        awk -v lane="$lane" '!/^#/ && ($1 == lane || $1 == "both") {$1 = ""; print " " $0}' scripts/target/skipped.txt
+        awk -v lane="${lane%-gcc}" '!/^#/ && ($1 == lane || $1 == "both") {$1 = ""; print " " $0}' scripts/target/skipped.txt
     fi
 )
 
@@ -78,13 +88,13 @@ action=run_lane
 within=
 while [ $# -gt 0 ]; do
     case $1 in
-        musl | glibc) lanes+=("$1") ;;
+        musl | musl-gcc | glibc) lanes+=("$1") ;;
         --env) action=print_env ;;
         --within)
             within=${2:?seconds}
             shift
             ;;
-        *) die "unknown lane $1; lanes are: musl glibc" ;;
+        *) die "unknown lane $1; lanes are: musl musl-gcc glibc" ;;
     esac
     shift
 done
