@@ -323,6 +323,25 @@ TEST_F(LogTest, RotationUnderWritesOfTwoProcessesTearsNoEntry) {
     EXPECT_GT(readText(kOlderFile).size(), 0U);
 }
 
+TEST_F(LogTest, ThreadsLoseNothingToARotation) {
+    constexpr int kEntries = 120;
+    const std::string entry(49, 'x');
+    vosLog_setDestination(kFileOnly);
+    for (int round = 0; round < 5; round++) {
+        vosLog_clear(kEid);
+        vosLog_setMaxSize(2 * kEntries * 50 * 2 / 3);  // one rotation
+        const auto writeAll = [&] {
+            for (int i = 0; i < kEntries; i++) {
+                vosLog_printf(3, kFileOnly, true, entry.c_str());
+            }
+        };
+        std::thread other{writeAll};
+        writeAll();
+        other.join();
+        EXPECT_EQ(readText(kOlderFile).size() + readText(kFile).size(), 2 * kEntries * 50U);
+    }
+}
+
 TEST_F(LogTest, GoesOnToTheDestinationAfterCleanup) {
     vosLog_setHeaderMask(VOS_LOG_HDRMASK_APPNAME);
     vosLog_cleanup();

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "internal/cut_text.h"
+#include "internal/guards.h"
 #include "vos/log_parts.h"
 
 namespace vos::log {
@@ -18,6 +19,9 @@ void writeToFile(bool appendNewline, const char *text) {
     if (file == nullptr || g_state.eid == 0) {
         return;
     }
+    // A second thread must not copy the file that this one has just emptied over the old entries.
+    flockfile(file);
+    const Scope unlock{[&] { funlockfile(file); }};
     const long position = ftell(file);
     if (position >= 0 && static_cast<unsigned long>(position) >= vosLog_getMaxSize()) {
         rotateFile(file, g_state.eid);
@@ -51,7 +55,13 @@ void vosLog_clear(VosEntityId eid) {
     vos::log::filePath(older, eid, true);
     remove(older);
     // The current file emptied is the caller's own, as callers know it, whatever eid they pass.
-    if (g_state.file != nullptr && !vos::log::emptyFile(g_state.file)) {
+    FILE *file = g_state.file;
+    if (file == nullptr) {
+        return;
+    }
+    flockfile(file);
+    const vos::Scope unlock{[&] { funlockfile(file); }};
+    if (!vos::log::emptyFile(file)) {
         printf("%s:%d ftruncate failed(%s)\n", __func__, __LINE__, strerror(errno));
     }
 }
