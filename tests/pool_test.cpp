@@ -237,6 +237,10 @@ TEST(PoolDump, FoldsRepeatedLinesAndNamesBrokenLinks) {
                   "     (4 lines [64 bytes] identical to above line skipped)\n"
                   "79 79 79 79 79 79 79 79 79 79 79 79 79 79 79 79    yyyyyyyyyyyyyyyy\n"
                   "79 79 79 79                                        yyyy\n");
+    memset(region + kControl + 16, 0, 16);
+    EXPECT_EQ(printed([&] { EXPECT_EQ(bpoolv(region + kControl), 0); }),
+              "Free block: size     84 bytes.  (Bad free list links)\n")
+        << "no links at all";
     memset(region + 16, 0, 8);  // the head's forward link
     EXPECT_EQ(printed([&] { bpoold(region + kControl, 0, 0); }),
               "Free block:       size     84 bytes.  (Bad free list links)\n"

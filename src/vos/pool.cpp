@@ -61,7 +61,8 @@ void unlinkFree(Block *block) {
 }
 
 bool linksAreSound(const Block *block) {
-    return block->blink->flink == block && block->flink->blink == block;
+    return block->blink != nullptr && block->flink != nullptr && block->blink->flink == block &&
+           block->flink->blink == block;
 }
 
 // The smallest block that holds `need`, the first of equals. An exact fit ends the walk: nothing can be better.
