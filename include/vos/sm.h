@@ -14,7 +14,7 @@ VOS_BEGIN_DECLS
 /** Creates or opens the segment of @p key (mode 0666) and attaches it where the kernel chooses.
  *
  *  @param size   bytes; an existing segment must be at least as large
- *  @param shmId  receives the segment's identifier, -1 when there is none
+ *  @param shmId  receives the segment's identifier, -1 when it could not be had
  *  @param addr   receives the address, released with vosSm_cleanup(); untouched on failure
  *  @return VOS_RET_OK; VOS_RET_NO_RESOURCE when the segment cannot be had; VOS_RET_ERROR when it cannot be attached,
  *          the segment is then removed; VOS_RET_BAD_ARG for a NULL output

@@ -28,7 +28,7 @@ using Record = std::array<uint8_t, kRecordSize>;
 bool portOf(const Record &record, const char *macText, char port[IF_NAMESIZE]) {
     if (if_indextoname(record[kPortIndexAt], port) == nullptr) {
         if (errno == ENXIO) {
-            VOS_DBG_ERROR(" %s get Br0LanInterFace error !", __func__);
+            VOS_DBG_ERROR(" %s get Br0LanInterFace error !", "UTIL_getLanInterFace");
         }
         return false;
     }
