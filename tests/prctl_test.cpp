@@ -385,6 +385,10 @@ TEST_F(ProcessTest, RunsCommandsInTheShell) {
     EXPECT_EQ(UTIL_commSystemEx("printf 0123456789", output, 7), 1);
     EXPECT_EQ(std::string(output, 8), "0123456x");
     EXPECT_EQ(UTIL_commSystemEx("true", output, 7), 0);
+    EXPECT_EQ(UTIL_commSystemEx("exit", nullptr, 7), 0);
+    const std::string mark = testing::TempDir() + "vos_ran";
+    EXPECT_EQ(UTIL_commSystemEx(("echo > " + mark).c_str(), nullptr, 0), 0);
+    EXPECT_EQ(remove(mark.c_str()), 0) << "a size of 0 runs the command";
 }
 
 }  // namespace

@@ -154,7 +154,8 @@ int prctl_runCommandInShellWithTimeout(const char *command);
 int UTIL_doSystemAction(const char *callerTag, const char *format, ...) VOS_PRINTF(2, 3);
 
 /** Runs a command with popen() and reads up to @p size bytes of its output; the rest of @p buffer is zeroed. A text
- *  needs a @p size one below its buffer. 1 when a byte was read, else 0. */
+ *  needs a @p size one below its buffer. A @p size of 0 runs the command and reads nothing. 1 when a byte was read,
+ *  else 0. */
 int UTIL_commSystemEx(const char *command, char *buffer, uint32_t size);
 
 VOS_END_DECLS

@@ -134,15 +134,20 @@ int UTIL_doSystemAction(const char *callerTag, const char *format, ...) {
 }
 
 int UTIL_commSystemEx(const char *command, char *buffer, uint32_t size) {
-    if (command == nullptr || buffer == nullptr || size == 0) {
+    if (buffer == nullptr && size != 0) {
         return 0;
     }
-    memset(buffer, 0, size);
+    if (size != 0) {
+        memset(buffer, 0, size);
+    }
+    if (command == nullptr) {
+        return 0;
+    }
     FILE *pipe = popen(command, "re");
     if (pipe == nullptr) {
         return 0;
     }
-    const size_t got = fread(buffer, 1, size, pipe);
+    const size_t got = size == 0 ? 0 : fread(buffer, 1, size, pipe);
     pclose(pipe);
     return got > 0 ? 1 : 0;
 }
