@@ -149,6 +149,31 @@ TEST(TimerList, LetsCallbacksChangeTheList) {
     EXPECT_TRUE(utilTmr_isEventPresent(list, Call::run, &second));
 }
 
+TEST(TimerList, MayBeFreedByItsCallbacks) {
+    void *handle = nullptr;
+    const uint32_t before = heapBytes();
+    utilTmr_init(&handle);
+    int ran = 0;
+    Call outer{[&] {
+        ran++;
+        utilTmr_executeExpiredEvents(handle);
+    }};
+    Call cleanup{[&] {
+        ran++;
+        utilTmr_cleanup(&handle);
+    }};
+    for (Call *call : {&outer, &cleanup, &outer}) {
+        utilTmr_set(handle, Call::run, call, 0, nullptr);
+    }
+    utilTmr_set(handle, ignore, nullptr, 0, nullptr);
+    while (utilTmr_isEventPresent(handle, ignore, nullptr)) {
+        utilTmr_executeExpiredEvents(handle);
+    }
+    EXPECT_EQ(ran, 2);
+    EXPECT_EQ(handle, nullptr);
+    EXPECT_EQ(heapBytes(), before);
+}
+
 TEST(TimerList, LeavesWhatACallbackSetsToTheNextRun) {
     const TimerList list;
     int runs = 0;

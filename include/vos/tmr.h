@@ -6,7 +6,7 @@
  *
  *  A list belongs to one thread; callbacks run in the thread that calls utilTmr_executeExpiredEvents(). A callback may
  *  set, replace, cancel and flush events of its own list, also the ones that are about to run, and may run expired
- *  events itself; it must not clean up the list.
+ *  events itself or clean up the list.
  *
  *  A NULL handle, callback or output pointer gives VOS_RET_BAD_ARG, 0 or false by the type of the result; calls without
  *  a result do nothing.
@@ -56,7 +56,8 @@ VOS_BEGIN_DECLS
  */
 VosRet utilTmr_init(void **tmrHandle);
 
-/** Frees every event and the list and sets *@p tmrHandle to NULL. Not to be called from a callback of the list. */
+/** Frees every event and the list and sets *@p tmrHandle to NULL. A callback of the list may do so
+ * too: no other runs then. */
 void utilTmr_cleanup(void **tmrHandle);
 
 /** Frees every event without running it. */

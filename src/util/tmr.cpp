@@ -14,10 +14,17 @@ struct Event : UtilTmrEvent {
     Event *sameBucket;
 };
 
+// A turn of callbacks in progress, and the one that it began in. Callbacks may free the list.
+struct Run {
+    Run *outer;
+    bool listIsGone;
+};
+
 struct TimerList : UtilTmrHandle {
     static constexpr unsigned kBucketBits = 8;
 
     UtilTmrEvent *last;
+    Run *run;
     Event *buckets[1 << kBucketBits];
 };
 
@@ -126,6 +133,9 @@ void utilTmr_cleanup(void **tmrHandle) {
         return;
     }
     utilTmr_flush(*tmrHandle);
+    for (Run *run = *tmrHandle == nullptr ? nullptr : listOf(*tmrHandle)->run; run != nullptr; run = run->outer) {
+        run->listIsGone = true;
+    }
     VOS_FREE(*tmrHandle);
     *tmrHandle = nullptr;
 }
@@ -234,11 +244,17 @@ void utilTmr_executeExpiredEvents(void *tmrHandle) {
     }
     TimerList *list = listOf(tmrHandle);
     const UtilTimestamp start = now();
+    Run run{list->run, false};
+    list->run = &run;
     // A callback may have changed the list in any way, so every turn begins at its head again.
     while (list->events != nullptr && isEarlier(list->events->expireTms, start)) {
         const vos::MemPtr<Event> event = remove(*list, nullptr);
         event->func(event->ctxData);
+        if (run.listIsGone) {
+            return;
+        }
     }
+    list->run = run.outer;
 }
 
 void utilTmr_dumpEvents(const void *tmrHandle) {
