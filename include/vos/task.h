@@ -34,7 +34,7 @@ VOS_BEGIN_DECLS
 VosRet UTIL_taskStart(UtilTaskFunc startFunc, void *arg, UtilTaskFunc finishFunc, VosMsgHandle *msgHandle);
 
 /** Runs the completion that a received VOS_MSG_SYSTEM_TASK_FINISH stands for. Only functions that this process handed
- *  to UTIL_taskStart() are ever called.
+ *  to UTIL_taskStart() are ever called and, where code lies below 4 GiB, those whose address the message carries.
  *
  *  @param msg  stays the caller's; its type is not tested
  *  @return VOS_RET_OK; VOS_RET_BAD_ARG for NULL, a wordData that stands for no function, and a payload of other than 8

@@ -2,10 +2,10 @@
 #include "vos/cli.h"
 
 #include <fcntl.h>
-#include <link.h>
 #include <unistd.h>
 
 #include "internal/bytes.h"
+#include "internal/code_address.h"
 #include "internal/guards.h"
 #include "vos/dbg.h"
 
@@ -26,23 +26,6 @@ ByteReader payloadOf(const VosMsgHeader *msg) {
 // The address at the front of the payload; 0 when there is none.
 uintptr_t commandAddress(const VosMsgHeader *msg) {
     return payloadOf(msg).native<uintptr_t>();
-}
-
-// Whether an address lies in a code segment of the program or of one of its libraries. Senders are other processes:
-// one that was restarted or built anew must not send this one into the void.
-bool isCode(uintptr_t address) {
-    const auto holdsIt = [](dl_phdr_info *object, size_t, void *data) {
-        const uintptr_t wanted = *static_cast<const uintptr_t *>(data);
-        for (size_t i = 0; i < object->dlpi_phnum; i++) {
-            const auto &segment = object->dlpi_phdr[i];
-            if (segment.p_type == PT_LOAD && (segment.p_flags & PF_X) != 0 &&
-                wanted - (object->dlpi_addr + segment.p_vaddr) < segment.p_memsz) {
-                return 1;
-            }
-        }
-        return 0;
-    };
-    return dl_iterate_phdr(holdsIt, &address) != 0;
 }
 
 bool readArguments(VosMsgHeader *msg, Arguments *out) {
@@ -95,7 +78,7 @@ VosRet UTIL_cliHandleCmd(VosMsgHandle *msgHandle, VosMsgHeader *msg) {
         return VOS_RET_BAD_ARG;
     }
     const uintptr_t address = commandAddress(msg);
-    if (!isCode(address)) {
+    if (!vos::isCode(address)) {
         return refuse(msgHandle, msg);
     }
     return UTIL_processRemoteCli(msgHandle, msg, reinterpret_cast<UtilCliFunc>(address));

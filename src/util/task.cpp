@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "internal/bytes.h"
+#include "internal/code_address.h"
 #include "internal/guards.h"
 #include "vos/dbg.h"
 
@@ -81,8 +82,8 @@ uint32_t tokenFor(UtilTaskFunc func) {
     return 0;
 }
 
-// The function that a token stands for; NULL for an unknown one.
-UtilTaskFunc functionFor(uint32_t token) {
+// The started completion function that a token stands for; NULL for an unknown one.
+UtilTaskFunc startedFunctionFor(uint32_t token) {
     uint32_t position = 0;
     for (const FunctionChunk *chunk = &g_functions; chunk != nullptr;
          chunk = chunk->next.load(std::memory_order_acquire)) {
@@ -98,6 +99,12 @@ UtilTaskFunc functionFor(uint32_t token) {
         }
     }
     return nullptr;
+}
+
+// Where code lies below 4 GiB a sender may also name a function that this process never started a task with.
+UtilTaskFunc functionFor(uint32_t token) {
+    const UtilTaskFunc started = startedFunctionFor(token);
+    return started == nullptr && vos::isCode(token) ? reinterpret_cast<UtilTaskFunc>(uintptr_t{token}) : started;
 }
 
 // ---- the thread ----
