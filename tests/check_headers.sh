@@ -18,4 +18,8 @@ for header in "$include"/vos/*.h; do
         -c "$scratch/header.$language" -o "$scratch/header.o" ||
         { echo "$name does not compile alone as $standard"; status=1; }
 done
+printf '%s\n' '#include "vos/dbg.h"' 'void say(int number);' \
+    'void say(int number) { VOS_DBG_ERROR("text"); VOS_DBG_DEBUG("%d", number); }' > "$scratch/macros.$language"
+$compiler -std="$standard" -x $language -Wall -Wextra -pedantic -Werror -I"$include" -c "$scratch/macros.$language" \
+    -o "$scratch/macros.o" || { echo "the macros of vos/dbg.h are not $standard"; status=1; }
 exit $status

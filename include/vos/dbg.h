@@ -18,7 +18,7 @@
 #define VOS_DBG_GATE_FILE "/tmp/logdbg"
 
 /** Writes one message of the given syslog priority; use the macros below. */
-#if (defined(__cplusplus) && __cplusplus > 201703L) || (defined(__STDC_VERSION__) && __STDC_VERSION__ > 201710L)
+#if defined(__cplusplus) && __cplusplus > 201703L
 #define VOS_DBG_PRINT(priority, fmt, ...)                                                       \
     do {                                                                                        \
         if (access(VOS_DBG_GATE_FILE, F_OK) == 0) {                                             \
@@ -26,12 +26,15 @@
         }                                                                                       \
     } while (0)
 #else
-#define VOS_DBG_PRINT(priority, fmt, ...)                                           \
-    do {                                                                            \
-        if (access(VOS_DBG_GATE_FILE, F_OK) == 0) {                                 \
-            syslog((priority), "[%s:%d]: " fmt, __func__, __LINE__, ##__VA_ARGS__); \
-        }                                                                           \
+/** @cond An empty text behind the arguments, so that there is always one: older languages want it so. */
+#define VOS_DBG_ARGUMENTS(fmt, ...) "[%s:%d]: " fmt "%.0s", __func__, __LINE__, __VA_ARGS__
+#define VOS_DBG_PRINT(priority, ...)                                \
+    do {                                                            \
+        if (access(VOS_DBG_GATE_FILE, F_OK) == 0) {                 \
+            syslog((priority), VOS_DBG_ARGUMENTS(__VA_ARGS__, "")); \
+        }                                                           \
     } while (0)
+/** @endcond */
 #endif
 
 #define VOS_DBG_ERROR(...) VOS_DBG_PRINT(LOG_ERR, __VA_ARGS__)    /**< errors */
