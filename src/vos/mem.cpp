@@ -137,7 +137,7 @@ void recordPool(void *addr, uint32_t size) {
     VOS_DBG_WARN("shm pool: %u-%u", static_cast<uint32_t>(mStats.shmStart), static_cast<uint32_t>(mStats.shmEnd));
 }
 
-// `unfilled` leaves the caller's bytes as the allocator gave them; ALLOC_ZEROIZE comes first.
+// `unfilled` leaves the caller's bytes as the allocator gave them, whatever the flags.
 void *allocate(uint32_t size, uint32_t flags, bool unfilled) {
     const uint64_t total = roundUp4(size) + kOverhead;
     if (total + kHeapSkew > UINT32_MAX) {
@@ -147,9 +147,11 @@ void *allocate(uint32_t size, uint32_t flags, bool unfilled) {
     if (block == nullptr) {
         return nullptr;
     }
-    if ((flags & ALLOC_ZEROIZE) != 0) {
+    if (unfilled) {
+        // A length that somebody else made up touches no memory before there is something to put there.
+    } else if ((flags & ALLOC_ZEROIZE) != 0) {
         memset(block, 0, total);
-    } else if (total <= kMaxPatternFill && !unfilled) {
+    } else if (total <= kMaxPatternFill) {
         memset(block, kFreshFill, total);
     }
     *reinterpret_cast<BlockHeader *>(block) = {.flags = flags, .size = size, .check = ~size};

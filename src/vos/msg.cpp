@@ -35,11 +35,28 @@ class Budget {
     }
     uint32_t *slice() { return &slice_; }
     bool exhausted() const { return limited_ && remaining_ == 0; }
+    /** Counts a message that was not the answer. Data that is there costs no waiting time, so a peer that never stops
+     *  would hold the request for ever: true when the whole time has gone by since the first one, and what may have
+     *  waited on the socket until then is read too. */
+    bool isFlooded() {
+        if (!limited_) {
+            return false;
+        }
+        const int64_t now = vos::monotonicNs();
+        if (floodedAtNs_ == 0) {
+            floodedAtNs_ = now + (int64_t{remaining_} + slice_) * vos::kNsPerMs;
+        }
+        return now > floodedAtNs_ && ++late_ > kMaxLate;
+    }
 
   private:
+    static constexpr uint32_t kMaxLate = 4096;
+
     bool limited_;
     uint32_t remaining_;
     uint32_t slice_ = 0;
+    uint32_t late_ = 0;
+    int64_t floodedAtNs_ = 0;
 };
 
 // A request on its way: what it waits for and how it ends.
@@ -96,26 +113,31 @@ Arrival sortIn(Exchange &exchange, VosMsgHeader *received) {
 VosRet awaitReply(Exchange &exchange, Arrival *arrival) {
     const VosMsgHeader *msg = exchange.request;
     Budget budget{exchange.timeoutMs};
-    const bool limited = exchange.timeoutMs != nullptr;
-    FirstStep firstStep = limited ? FirstStep::kWait : FirstStep::kBlock;
+    FirstStep firstStep = FirstStep::kWait;
     for (;;) {
         budget.nextSlice();
         VosMsgHeader *received = nullptr;
-        const VosRet ret = vos::receiveMessage(exchange.handle->commFd, &received, budget.slice(), firstStep);
-        firstStep = limited ? FirstStep::kRead : FirstStep::kBlock;
+        VosRet ret = vos::receiveMessage(exchange.handle->commFd, &received, budget.slice(), firstStep);
+        firstStep = FirstStep::kRead;
+        bool isOver = budget.exhausted();
         if (ret == VOS_RET_OK) {
             *arrival = sortIn(exchange, received);
             if (*arrival != Arrival::kOther) {
                 return VOS_RET_OK;
             }
-        } else if (ret == VOS_RET_TIMEOUT) {
-            VOS_DBG_ERROR("Reply msg 0x%x wordData %u from %u to %u timeout(%dms)", msg->type, msg->wordData, msg->src,
-                          msg->dst, limited ? static_cast<int>(*exchange.timeoutMs) : -1);
-            if (budget.exhausted()) {
-                return ret;
+            isOver = budget.isFlooded();
+            if (!isOver) {
+                continue;
             }
-        } else {
+            ret = VOS_RET_TIMEOUT;
+        }
+        if (ret != VOS_RET_TIMEOUT) {
             VOS_DBG_ERROR("error during get of reply, ret=%d", static_cast<int>(ret));
+            return ret;
+        }
+        VOS_DBG_ERROR("Reply msg 0x%x wordData %u from %u to %u timeout(%dms)", msg->type, msg->wordData, msg->src,
+                      msg->dst, exchange.timeoutMs != nullptr ? static_cast<int>(*exchange.timeoutMs) : -1);
+        if (isOver) {
             return ret;
         }
     }
@@ -306,7 +328,7 @@ VosRet vosMsg_receive(VosMsgHandle *handle, VosMsgHeader **msgOut) {
     if (takePutBack(handle, msgOut)) {
         return VOS_RET_OK;
     }
-    return vos::receiveMessage(handle->commFd, msgOut, nullptr, FirstStep::kBlock);
+    return oalVosMsg_receive(handle->commFd, msgOut, nullptr);
 }
 
 VosRet vosMsg_receiveWithTimeout(VosMsgHandle *handle, VosMsgHeader **msgOut, uint32_t timeoutMs) {

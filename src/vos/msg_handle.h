@@ -16,11 +16,14 @@ namespace vos {
 /** The longest single wait for a reply, in milliseconds. */
 constexpr uint32_t kMaxSliceMs = 120000;
 
+constexpr int64_t kNsPerMs = 1'000'000;
+
+int64_t monotonicNs();
+
 /** How a receive begins; the result is the same, the number of system calls is not. */
 enum class FirstStep {
     kRead,  // data is probably there: read without waiting
-    kWait,  // a request has just gone out, nothing can be there yet: wait at once
-    kBlock  // a handle's own socket, and the time-out none or kMaxSliceMs: one blocking read (limitReads, oal_msg.cpp)
+    kWait   // a request has just gone out, nothing can be there yet: wait at once
 };
 
 /** oalVosMsg_receive() with a chosen first step. */

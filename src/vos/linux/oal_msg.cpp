@@ -19,23 +19,18 @@
 #include "vos/text.h"
 
 using vos::FirstStep;
+using vos::kNsPerMs;
 using vos::MemPtr;
+using vos::monotonicNs;
 
 namespace {
 
 constexpr uint32_t kHandshakeTimeoutMs = 15000;
 constexpr uint32_t kNameSize = 64;
 constexpr uint32_t kPathSize = 512;
-constexpr int64_t kNsPerMs = 1'000'000;
 
 // Tested as a number, not by the platform's name for a reset connection: a reset counts as a bad read here.
 constexpr int kPeerGoneErrno = 131;
-
-int64_t monotonicNs() {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
-}
 
 // Waits until `fd` is readable, at its end or broken, and writes the time left back, cut to whole milliseconds.
 VosRet waitForDataAvailable(int32_t fd, uint32_t *timeoutMs) {
@@ -73,11 +68,7 @@ VosRet waitForDataAvailable(int32_t fd, uint32_t *timeoutMs) {
 class MessageReader {
   public:
     MessageReader(int32_t fd, uint32_t *timeoutMs, FirstStep firstStep)
-        : fd_{fd}, timeoutMs_{timeoutMs}, mode_{firstStep} {
-        if (mode_ == FirstStep::kBlock && timeoutMs_ != nullptr) {
-            blockedSinceNs_ = monotonicNs();
-        }
-    }
+        : fd_{fd}, timeoutMs_{timeoutMs}, mode_{firstStep} {}
 
     /** Reads up to `size` bytes into `out`, waiting as long as the time allows. `got` is what read returned, with errno
      *  as it left it; the result is a failed wait's code or VOS_RET_OK. */
@@ -88,14 +79,9 @@ class MessageReader {
                 if (ret != VOS_RET_OK) {
                     return ret;
                 }
-                mode_ = FirstStep::kRead;
-                *got = isSocket_ ? recv(fd_, out, size, MSG_DONTWAIT) : ::read(fd_, out, size);
-            } else {
-                *got = recv(fd_, out, size, mode_ == FirstStep::kBlock ? 0 : MSG_DONTWAIT);
-                if (timeoutMs_ != nullptr) {
-                    mode_ = FirstStep::kRead;  // what is still to come is waited for in what is left of the time
-                }
             }
+            mode_ = FirstStep::kRead;
+            *got = isSocket_ ? recv(fd_, out, size, MSG_DONTWAIT) : ::read(fd_, out, size);
             if (*got >= 0) {
                 mode_ = isSocket_ ? mode_ : FirstStep::kWait;
                 return VOS_RET_OK;
@@ -114,7 +100,6 @@ class MessageReader {
   private:
     VosRet wait(bool insideMessage) {
         if (timeoutMs_ != nullptr) {
-            chargeBlockedTime();
             return waitForDataAvailable(fd_, timeoutMs_);
         }
         pollfd waiting{.fd = fd_, .events = POLLIN, .revents = 0};
@@ -128,19 +113,10 @@ class MessageReader {
         return VOS_RET_OK;
     }
 
-    void chargeBlockedTime() {
-        if (blockedSinceNs_ != 0) {
-            const int64_t leftNs = int64_t{*timeoutMs_} * kNsPerMs - (monotonicNs() - blockedSinceNs_);
-            *timeoutMs_ = leftNs > 0 ? static_cast<uint32_t>(leftNs / kNsPerMs) : 0;
-            blockedSinceNs_ = 0;
-        }
-    }
-
     int32_t fd_;
     uint32_t *timeoutMs_;
     FirstStep mode_;
     bool isSocket_ = true;
-    int64_t blockedSinceNs_ = 0;
 };
 
 VosRet readHeader(MessageReader &reader, VosMsgHeader *header) {
@@ -152,7 +128,7 @@ VosRet readHeader(MessageReader &reader, VosMsgHeader *header) {
         if (ret != VOS_RET_OK) {
             return ret;
         }
-        if (got == 0 || (got < 0 && errno == kPeerGoneErrno)) {
+        if (got == 0 || (got < 0 && (errno == kPeerGoneErrno || errno == EPIPE))) {
             return VOS_RET_PEER_GONE;
         }
         if (got < 0) {
@@ -184,13 +160,6 @@ VosRet readPayload(MessageReader &reader, VosMsgHeader *msg, uint32_t &have) {
     return VOS_RET_OK;
 }
 
-// With a receive time-out on the socket a blocking read ends in time, and at a signal even where the handler asks for
-// restarted calls, as a wait in poll would.
-void limitReads(int fd) {
-    const timeval longest{.tv_sec = vos::kMaxSliceMs / 1000, .tv_usec = 0};
-    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &longest, sizeof longest);
-}
-
 VosRet connectToHub(VosMsgHandle *handle) {
     vos::UniqueFd fd{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
     if (!fd) {
@@ -210,7 +179,6 @@ VosRet connectToHub(VosMsgHandle *handle) {
         VOS_DBG_ERROR("connect to %s failed, rc=%d errno=%d", address.sun_path, rc, errno);
         return VOS_RET_ERROR;
     }
-    limitReads(fd.get());
     handle->commFd = fd.release();
     VOS_DBG_DEBUG("commFd=%d connected to hubd", handle->commFd);
     return VOS_RET_OK;
@@ -261,6 +229,12 @@ VosRet awaitEntityId(VosMsgHandle *handle) {
 
 }  // namespace
 
+int64_t vos::monotonicNs() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+}
+
 VosRet vos::receiveMessage(int32_t fd, VosMsgHeader **msgOut, uint32_t *timeoutMs, FirstStep firstStep) {
     if (msgOut == nullptr) {
         VOS_DBG_ERROR("buf is NULL!");
@@ -268,16 +242,14 @@ VosRet vos::receiveMessage(int32_t fd, VosMsgHeader **msgOut, uint32_t *timeoutM
     }
     *msgOut = nullptr;
     if (fd < 0) {
+        VOS_DBG_ERROR("bad read, rc=%d errno=%d", -1, EBADF);
         return VOS_RET_ERROR;
     }
-    // Zeroed by hand and without the zeroing flag: enlarging keeps the flags, and a length that a broken peer made up
-    // must not have gigabytes written before a single byte has come.
-    MemPtr<VosMsgHeader> msg{static_cast<VosMsgHeader *>(VOS_MALLOC_FLAGS(sizeof(VosMsgHeader), 0))};
+    auto msg = vos::allocZeroed<VosMsgHeader>();
     if (!msg) {
         VOS_DBG_ERROR("alloc of msg header failed");
         return VOS_RET_NO_RESOURCE;
     }
-    memset(msg.get(), 0, sizeof(VosMsgHeader));
     MessageReader reader{fd, timeoutMs, firstStep};
     VosRet ret = readHeader(reader, msg.get());
     if (ret != VOS_RET_OK) {
