@@ -252,12 +252,13 @@ TEST(Pvc, ReadsAndWritesDesignators) {
         int32_t vci;
     };
     const std::string longText = std::string(252, 'x') + "PVC:8/35";
-    for (const Case &c : {Case{"PVC:8/35", VOS_RET_OK, 8, 35}, Case{"PVC: 8/35", VOS_RET_OK, 8, 35},
-                          Case{"PVC:8-35", VOS_RET_BAD_ARG, -1, -1}, Case{"SVC:8/35", VOS_RET_BAD_VALUE, -1, -1},
-                          Case{"8/35", VOS_RET_BAD_VALUE, -1, -1}, Case{"PVC:256/35", VOS_RET_BAD_VALUE, 256, 35},
-                          Case{"PVC:4294967304/35", VOS_RET_BAD_VALUE, INT32_MAX, 35},
-                          Case{"PVC:0/31", VOS_RET_BAD_VALUE, 0, 31}, Case{"PVC:255/65535", VOS_RET_OK, 255, 65535},
-                          Case{nullptr, VOS_RET_BAD_ARG, -1, -1}, Case{longText.c_str(), VOS_RET_BAD_VALUE, -1, -1}}) {
+    for (const Case &c :
+         {Case{"PVC:8/35", VOS_RET_OK, 8, 35}, Case{"PVC: 8/35", VOS_RET_OK, 8, 35},
+          Case{"PVC:8-35", VOS_RET_BAD_ARG, -1, -1}, Case{"SVC:8/35", VOS_RET_BAD_VALUE, -1, -1},
+          Case{"8/35", VOS_RET_BAD_VALUE, -1, -1}, Case{"PVC:256/35", VOS_RET_BAD_VALUE, 256, 35},
+          Case{"PVC:4294967304/35", VOS_RET_BAD_VALUE, INT32_MAX, 35}, Case{"PVC:-1/35", VOS_RET_OK, -1, 35},
+          Case{"PVC:0/31", VOS_RET_BAD_VALUE, 0, 31}, Case{"PVC:255/65535", VOS_RET_OK, 255, 65535},
+          Case{nullptr, VOS_RET_BAD_ARG, -1, -1}, Case{longText.c_str(), VOS_RET_BAD_VALUE, -1, -1}}) {
         SCOPED_TRACE(c.text == nullptr ? "NULL" : c.text);
         int32_t vpi = 7;
         int32_t vci = 7;
@@ -269,9 +270,9 @@ TEST(Pvc, ReadsAndWritesDesignators) {
     EXPECT_EQ(util_atmVpiVciNumToStr(0, 35, buf, sizeof buf), VOS_RET_OK);
     EXPECT_STREQ(buf, "PVC: 0/35");
     vostest::Diagnostics diagnostics;
-    EXPECT_EQ(util_atmVpiVciNumToStr(-1, 35, buf, sizeof buf), VOS_RET_BAD_VALUE);
+    EXPECT_EQ(util_atmVpiVciNumToStr(256, 35, buf, sizeof buf), VOS_RET_BAD_VALUE);
     EXPECT_EQ(util_atmVpiVciNumToStr(0, 35, nullptr, 0), VOS_RET_BAD_ARG);
-    EXPECT_EQ(diagnostics.takeBodies(), (std::vector<std::string>{"invalid vpi/vci -1/35", "vpiVciStr is NULL"}));
+    EXPECT_EQ(diagnostics.takeBodies(), (std::vector<std::string>{"invalid vpi/vci 256/35", "vpiVciStr is NULL"}));
 }
 
 TEST(Mac, ValidatesMoreThanItConverts) {

@@ -112,7 +112,7 @@ int32_t uitl_strToHex(const char *str, uint8_t *out, uint32_t outLen);
  */
 int32_t util_xmlSpecialCharConvert(const char *in, char *out, uint32_t n);
 
-/** Whether vpi lies in 0..255 and vci in 32..65535 (ITU-T I.361 keeps the lower ones). */
+/** Whether vpi is below 256, negative or not, and vci in 32..65535 (ITU-T I.361 keeps the lower ones). */
 bool util_isValidVpiVci(int32_t vpi, int32_t vci);
 
 /** Reads "PVC:vpi/vci", an optional blank behind the colon; of a text longer than 255 characters only those count.

