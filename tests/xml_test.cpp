@@ -6,8 +6,10 @@
 #endif
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstring>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "support/files.h"
@@ -218,6 +220,32 @@ TEST(XmlParser, MatchesAnyPrefixOnceANamespaceIsBound) {
               (Events{"1 lan", "1 l:vlan", "2 ", "1 m:vlan", "2 ", "1 vlan", "2 ", "2 lan"}));
     EXPECT_EQ(parse("<x:lan y:name=\"b\" xmlns:l=\"urn:lan\" xmlns:k=\"urn:lan\"></x:lan>"),
               (Events{"1 x:lan", "5 y:name=b", "2 x:lan"}));
+}
+
+TEST(XmlParser, SharesItsTablesWithHandlersAndThreadsThatParse) {
+    static std::atomic<int> calls;
+    static const XmlNode rows[] = {{nullptr, "lan", nullptr, rows},
+                                   {&g_namespaces[0], "vlan",
+                                    [](const char *, int, const char *) {
+                                        const XmlTables tables{rows, g_namespaces};
+                                        EXPECT_EQ(parseGeneric(nullptr, "<lan/>", 6, &tables), 0);
+                                        calls++;
+                                        return 0;
+                                    },
+                                    nullptr},
+                                   {nullptr, nullptr, nullptr, nullptr}};
+    const std::string document = "<lan xmlns:l=\"urn:lan\"><l:vlan>x</l:vlan><l:vlan>y</l:vlan></lan>";
+    const auto parseOften = [&] {
+        const XmlTables tables{rows, g_namespaces};
+        for (int i = 0; i < 200; i++) {
+            EXPECT_EQ(parseGeneric(nullptr, document.data(), static_cast<uint32_t>(document.size()), &tables), 0);
+        }
+    };
+    std::thread other{parseOften};
+    parseOften();
+    other.join();
+    EXPECT_EQ(calls, 2 * 200 * 6);
+    EXPECT_EQ(g_namespaces[0].prefix, nullptr);
 }
 
 TEST(XmlParser, ReadsFilesWhoseRootClosesInTheFirstChunk) {

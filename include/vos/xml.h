@@ -10,7 +10,8 @@
  *  have 128 characters at most; a longer one in a document that parseGeneric() reads ends the process, so only
  *  documents from a trusted writer go there.
  *
- *  A context belongs to one thread at a time; nothing is shared between contexts, so a handler may parse again.
+ *  A context belongs to one thread at a time; nothing is shared between contexts, so a handler may parse again
+ *  and threads may parse by the same tables. Only what a table shows as bound prefix is then anybody's.
  */
 #ifndef VOS_XML_H
 #define VOS_XML_H

@@ -48,6 +48,8 @@ struct XmlContext {
     // The table-driven parser's.
     uint32_t traceFlags;
     XmlNamespace *namespaces;
+    size_t namespaceCount;
+    char **prefixes;  // what this document has bound each namespace to; NULL before the first
     void (*trace)(int event, const char *text);
     void (*reporter)(const char *format, ...);
     const XmlNode *table;  // where the next name is looked up; NULL below an unknown element

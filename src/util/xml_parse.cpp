@@ -56,7 +56,17 @@ bool xmlnsPrefix(const char *name) {
     return strncmp(name, kXmlnsPrefix, strlen(kXmlnsPrefix)) == 0;
 }
 
-bool nameCmp(const char *name, const XmlNode *row) {
+// What a namespace is bound to. The caller's row only shows it: handlers and other threads may be parsing by the same
+// table. Rows outside the table are all the caller's.
+const char *boundPrefix(const XmlContext *ctx, const XmlNamespace *ns) {
+    const auto offset = reinterpret_cast<uintptr_t>(ns) - reinterpret_cast<uintptr_t>(ctx->namespaces);
+    if (offset >= ctx->namespaceCount * sizeof *ns) {
+        return ns->prefix;
+    }
+    return ctx->prefixes == nullptr ? nullptr : ctx->prefixes[offset / sizeof *ns];
+}
+
+bool nameCmp(const XmlContext *ctx, const char *name, const XmlNode *row) {
     const char *colon = strchr(name, ':');
     if (colon == nullptr) {
         return strcmp(name, row->name) == 0;
@@ -64,7 +74,8 @@ bool nameCmp(const char *name, const XmlNode *row) {
     if (row->ns != nullptr && row->ns != XML_ANY_NAMESPACE) {
         // Callers rely on this test as it is: a bound prefix has no colon, so any prefix matches once one is bound.
         const auto length = static_cast<size_t>(colon - name) + 1;
-        if (row->ns->prefix == nullptr || strncmp(name, row->ns->prefix, length) == 0) {
+        const char *prefix = boundPrefix(ctx, row->ns);
+        if (prefix == nullptr || strncmp(name, prefix, length) == 0) {
             return false;
         }
     }
@@ -74,7 +85,7 @@ bool nameCmp(const char *name, const XmlNode *row) {
 // The first row of the current table for a name; NULL without.
 const XmlNode *findRow(const XmlContext *ctx, const char *name) {
     for (const XmlNode *row = ctx->table; row != nullptr && row->name != nullptr; row++) {
-        if (nameCmp(name, row)) {
+        if (nameCmp(ctx, name, row)) {
             return row;
         }
     }
@@ -110,14 +121,44 @@ void release(XmlBuffer *buffer) {
     *buffer = XmlBuffer{};
 }
 
+void unbind(const XmlContext *ctx, size_t i) {
+    char *shown = ctx->prefixes[i];
+    __atomic_compare_exchange_n(&ctx->namespaces[i].prefix, &shown, nullptr, false, __ATOMIC_RELAXED, __ATOMIC_RELAXED);
+    VOS_FREE(ctx->prefixes[i]);
+    ctx->prefixes[i] = nullptr;
+}
+
 void bindPrefix(XmlContext *ctx, const char *prefix, const char *uri) {
-    for (XmlNamespace *ns = ctx->namespaces; ns != nullptr && ns->uri != nullptr; ns++) {
-        if (strcmp(ns->uri, uri) == 0) {
-            VOS_FREE(ns->prefix);
-            ns->prefix = vosMem_strdup(prefix, __func__, __LINE__);
+    size_t i = 0;
+    while (i < ctx->namespaceCount && strcmp(ctx->namespaces[i].uri, uri) != 0) {
+        i++;
+    }
+    if (i == ctx->namespaceCount) {
+        return;
+    }
+    if (ctx->prefixes == nullptr) {
+        ctx->prefixes = vos::allocZeroed<char *>(ctx->namespaceCount * sizeof *ctx->prefixes).release();
+        if (ctx->prefixes == nullptr) {
             return;
         }
     }
+    unbind(ctx, i);
+    ctx->prefixes[i] = vosMem_strdup(prefix, __func__, __LINE__);
+    __atomic_store_n(&ctx->namespaces[i].prefix, ctx->prefixes[i], __ATOMIC_RELAXED);
+}
+
+void setNamespaces(XmlContext *ctx, XmlNamespace *namespaces) {
+    ctx->namespaces = namespaces;
+    while (namespaces != nullptr && namespaces[ctx->namespaceCount].uri != nullptr) {
+        ctx->namespaceCount++;
+    }
+}
+
+void unbindAll(XmlContext *ctx) {
+    for (size_t i = 0; ctx->prefixes != nullptr && i < ctx->namespaceCount; i++) {
+        unbind(ctx, i);
+    }
+    VOS_FREE(ctx->prefixes);
 }
 
 // Remembers what stands around an element that is being opened.
@@ -192,16 +233,11 @@ int parseGeneric(const char *path, const char *data, uint32_t dataLen, const Xml
     }
     ctx->table = tables->root;
     ctx->tables[0] = tables->root;
-    ctx->namespaces = tables->namespaces;
+    setNamespaces(ctx, tables->namespaces);
     ctx->reporter = parse_error;
     const bool read = path != nullptr ? readFile(ctx, path) : readMemory(ctx, data, dataLen);
     const bool sound = read && !ctx->tooDeep;
-    release(&ctx->value);
-    release(&ctx->data);
-    for (XmlNamespace *ns = tables->namespaces; ns != nullptr && ns->uri != nullptr; ns++) {
-        VOS_FREE(ns->prefix);
-        ns->prefix = nullptr;
-    }
+    unbindAll(ctx);
     xmlClose(ctx);
     return sound ? 0 : 1;
 }
@@ -319,7 +355,7 @@ void xmlTagEnd(XmlContext *ctx, const char *name, uint32_t len) {
     }
     if (len == 0) {
         VOS_DBG_DEBUG("xmlTagEnd shortform tag=%s xmllevel=%d", tag.text, ctx->level);
-    } else if (!nameCmp(tag.text, row)) {
+    } else if (!nameCmp(ctx, tag.text, row)) {
         VOS_DBG_DEBUG("xmlTagEnd tag=%s internal nodepointer error level=%d", tag.text, ctx->level);
         return;
     }

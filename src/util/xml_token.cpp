@@ -272,5 +272,10 @@ int xmlWrite(XmlContext *ctx, const char *data, uint32_t len, const char **stop)
 }
 
 void xmlClose(XmlContext *ctx) {
+    if (ctx == nullptr) {
+        return;
+    }
+    VOS_FREE(ctx->value.text);
+    VOS_FREE(ctx->data.text);
     VOS_FREE(ctx);
 }
