@@ -9,7 +9,9 @@ cd "$(dirname "$0")/.."
 root=$PWD
 build=$root/build/package
 suite=$(. /etc/os-release && echo "${VERSION_CODENAME:-stable}")
-mirror=${VOS_DEBIAN_MIRROR:-http://deb.debian.org/debian}
+# Where this machine has its own packages from.
+mirror=${VOS_DEBIAN_MIRROR:-$(apt-get indextargets --format '$(REPO_URI) $(RELEASE)' 'Created-By: Packages' 'Origin: Debian' |
+    awk -v suite="$suite" '$2 == suite {print $1; exit}')}
 
 say() { printf '== %s\n' "$1"; }
 fail() {
@@ -51,6 +53,7 @@ lintian --fail-on error,warning --suppress-tags initial-upload-closes-no-bugs --
 tree=$(mktemp -d /var/tmp/vos-tree.XXXXXX)
 trap 'umount -l "$tree/proc" 2> /dev/null || true; rm -rf --one-file-system "$tree"' EXIT
 say "a fresh Debian tree ($suite) with the packages"
+[ -n "$mirror" ] || fail "no package source of $suite is configured; name one: VOS_DEBIAN_MIRROR=URL"
 cache=$root/build/debootstrap
 mkdir -p "$cache"
 debootstrap --variant=minbase --include=gcc,libc6-dev,pkg-config --cache-dir="$cache" "$suite" "$tree" "$mirror" \

@@ -9,7 +9,7 @@ mkdir -p "$scratch"
 cd "$scratch"
 if [ ! -d node_modules/ndef ]; then
     [ -f package.json ] || echo '{"private": true}' > package.json
-    npm install --no-audit --no-fund --no-save ndef@0.2.0 > npm.log 2>&1 || { echo "the npm package ndef is out of reach"; exit 77; }
+    npm install --cache "$PWD/npm" --no-audit --no-fund --no-save ndef@0.2.0 > npm.log 2>&1 || { echo "the npm package ndef is out of reach"; exit 77; }
 fi
 "$vosctl" nfc url http://192.168.1.1/setup -o url.tag > /dev/null
 "$vosctl" nfc wifi home --auth wpa2 --encryption aes --key secret -o wifi.tag > /dev/null

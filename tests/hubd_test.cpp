@@ -534,7 +534,7 @@ TEST(HubProtection, HoldsAThousandClientsAndGivesTheirDescriptorsBack) {
     limit.rlim_cur = limit.rlim_max;
     setrlimit(RLIMIT_NOFILE, &limit);
     if (limit.rlim_max < 1200) {
-        GTEST_SKIP() << "this session may not open a thousand descriptors";
+        GTEST_SKIP() << "this account may not open a thousand descriptors";
     }
     const HubProcess hub;
     const Peer first{100};

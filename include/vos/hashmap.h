@@ -42,7 +42,8 @@ VosRet hashmap_create(HashMap **mapOut, uint32_t bucketCount);
 
 /** Adds a value under a copy of @p key, in front of any others of the same key.
  *
- *  @param keyLen  bytes of @p key; negative: up to its terminator. A key with a NUL inside is not found again.
+ *  @param keyLen  bytes of @p key; negative: up to its terminator. Of a key with a NUL inside the part in
+ *                 front may find the value, or nothing does.
  *  @return VOS_RET_OK; VOS_RET_BAD_ARG for NULL; VOS_RET_NO_RESOURCE, the map is as before then
  */
 VosRet hashmap_insert(HashMap *map, const char *key, int32_t keyLen, void *value);

@@ -2,9 +2,10 @@
  *  Memory manager: every allocation of the library and of its users.
  *
  *  A block carries a 12-byte header in front of the user area (flags, size, complement of the size), the user area
- *  padded to a multiple of 4 with 0xFD, and 8 guard bytes of 0xFD. Fresh memory is filled with 0x95 (blocks up to 65535
- *  bytes in all) or zero, freed memory with 0x97. A block whose header or guard is damaged is reported through the
- *  diagnostic channel when it is freed, and leaked on purpose; the process goes on.
+ *  padded to a multiple of 4 with 0xFD, and 8 guard bytes of 0xFD. Fresh memory is filled with zero when asked for,
+ *  else with 0x95 in blocks up to 65535 bytes in all and left as it comes in larger ones, freed memory with 0x97. A
+ *  block whose header or guard is damaged is reported through the diagnostic channel when it is freed, and leaked on
+ *  purpose; the process goes on.
  *
  *  Blocks come from the process heap or, with ALLOC_SHARED_MEM, from a pool in shared memory that several processes map
  *  at one address (vos/pool.h). Heap blocks may be allocated and freed by any thread. The pool takes no lock: processes

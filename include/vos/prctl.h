@@ -32,7 +32,7 @@ enum {
     PRCTL_STATUS_EXITED = 2   /**< ended and collected */
 };
 
-/** What to start, and how. */
+/** What to start, and how. Set the four descriptors: zeroes would hand on standard input. */
 typedef struct {
     const char *exe;          /**< full path; its last component becomes argv[0] */
     const char *args;         /**< arguments between blanks and tabs, or NULL; nothing is quoted */
@@ -64,7 +64,7 @@ typedef struct {
     uint32_t status;      /**< PRCTL_STATUS_… */
     int32_t signalNumber; /**< signal that ended it, or 0 */
     int32_t exitCode;     /**< exit value */
-    int32_t ptyFd;        /**< master of the pseudo-terminal, owned by the caller; -1 without; 0 after a collect */
+    int32_t ptyFd;        /**< master of the pseudo-terminal, owned by the caller; -1 without; 0 after any wait */
 } PrctlProcessResult;
 
 /** Whom to wait for. */
@@ -88,7 +88,7 @@ VOS_STATIC_ASSERT(sizeof(PrctlCollectRequest) == 12, "three 32-bit words");
 VOS_BEGIN_DECLS
 
 /** Starts a program. With PRCTL_SPAWN_AND_WAIT a child that outlives timeoutMs is killed and collected within 40 ms;
- * the result then shows signal 9, and a pseudo-terminal is closed.
+ * the result then shows signal 9. After a wait a pseudo-terminal is closed already.
  *
  *  In the child, in this order: standard descriptors, descriptor 3, closing up to maxFd, default signal dispositions,
  *  working directory, library path, user, limits, session, namespace, exec. A failing exec ends it with status 255.

@@ -96,7 +96,8 @@ VosRet UTIL_sendRequestToSnmpd(VosMsgHandle *handle, uint32_t msgType, uint32_t 
 VosRet UTIL_sendHeartbeat(VosMsgHandle *handle);
 /** Asks the hub to stop the watchdog (VOS_MSG_STOP_WATCHDOG); does not wait. */
 VosRet UTIL_stopWatchdog(VosMsgHandle *handle);
-/** Asks the hub for copies of an event; @p wordData and @p data say of which, as the hub understands them.
+/** Asks the hub for copies of an event; @p wordData and @p data say of which, as the hub understands them: the
+ *  development hub takes @p wordData for the type of messages that are sent to it as events.
  *  @return as UTIL_sendRequest() */
 VosRet UTIL_registerEvent(VosMsgHandle *handle, uint32_t wordData, const uint8_t *data, uint32_t dataLen);
 /** Withdraws UTIL_registerEvent().
@@ -115,10 +116,11 @@ VosRet UTIL_addEntityInfo(const void *info, VosMsgHandle *handle);
 /** Removes an entity from the hub's table, by name. Mind the order of the arguments.
  *  @return as UTIL_sendRequest(); VOS_RET_BAD_ARG for a NULL @p name, nothing is sent then */
 VosRet UTIL_delEntityInfo(const char *name, VosMsgHandle *handle);
-/** Asks the hub for the entity id of a running application. Mind the order of the arguments.
+/** Asks the hub for the entity id of a name, whether it runs or not (vosImg_isAppRunning()). Mind the order of the
+ *  arguments.
  *
- *  @return the entity id. A failure comes through the same value and reads like an id: a code of UTIL_sendRequest(),
- * and VOS_RET_BAD_ARG for a NULL @p name (nothing is sent then).
+ *  @return the entity id, 0 for an unknown name. A failure comes through the same value and reads like an id: a code of
+ *  UTIL_sendRequest(), and VOS_RET_BAD_ARG for a NULL @p name (nothing is sent then).
  */
 VosRet UTIL_getEidByAppName(const char *name, VosMsgHandle *handle);
 
@@ -129,7 +131,8 @@ VosRet UTIL_getEidByAppName(const char *name, VosMsgHandle *handle);
 /** Asks the hub whether an entity runs.
  *  @return 1; 0 when it does not, and when the hub cannot be asked or does not answer within five minutes */
 int vosImg_isAppRunning(VosMsgHandle *handle, VosEntityId eid);
-/** Asks the log-saving daemon (entity 30) to write the log to flash; does not wait for it.
+/** Asks the log-saving daemon (entity 30) to write the log to flash. Waits until the hub has told whether it runs, not
+ *  for the work: the reply comes later as a message.
  *  @return VOS_RET_OK, also when that daemon does not run; a code of vosMsg_send() */
 VosRet util_saveLogToFlash(VosMsgHandle *handle);
 /** Whether a configuration file looks like one: always 1. */

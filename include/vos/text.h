@@ -80,9 +80,9 @@ VosRet util_getBaseDir(char *buf);
  *  A value outside the range of the platform's long fails; one inside it is cut to the result's width.
  *
  *  @param endp    may be NULL; receives where reading stopped
- *  @param result  the number; 0 on failure, but untouched by util_strtoul() for a NULL text
+ *  @param result  the number; 0 on failure, but untouched by util_strtoul() and oal_strtoul() for a NULL text
  *  @return VOS_RET_OK; VOS_RET_BAD_ARG for a text that is no number, for NULL and, for the unsigned forms, for a minus
- *          sign; util_strtoul() gives VOS_RET_BAD_VALUE for a NULL text
+ *          sign; util_strtoul() and oal_strtoul() give VOS_RET_BAD_VALUE for a NULL text
  */
 VosRet util_strtol(const char *str, char **endp, int32_t base, int32_t *result);
 VosRet util_strtol64(const char *str, char **endp, int32_t base, int64_t *result);

@@ -109,9 +109,9 @@ void utilTmr_executeExpiredEvents(void *tmrHandle);
 void utilTmr_dumpEvents(const void *tmrHandle);
 
 /** @name Delayed messages
- *  Timers for daemons that wait for messages only: the hub is told of the delay and sends a message when it has passed,
- *  upon which the daemon calls utilMsgTmr_executeExpiredEvents(). The request's wordData is the low 32 bits of
- *  func | ctxData.
+ *  Timers for daemons that wait for messages only: the hub is told of the delay and sends a message when it has passed
+ *  (the development hub an event of type VOS_MSG_REGISTER_DELAYED_MSG with the request's wordData), upon which the
+ *  daemon calls utilMsgTmr_executeExpiredEvents(). The request's wordData is the low 32 bits of func | ctxData.
  *  @{ */
 
 /** utilTmr_set(), then asks the hub for a message after @p ms milliseconds and waits for its answer.
