@@ -223,9 +223,9 @@ std::string dump(const std::string &bytes) {
     for (size_t at = 0; at < bytes.size(); at += 16) {
         std::string text;
         out += format("  %04zx ", at);
-        for (const unsigned char byte : bytes.substr(at, 16)) {
-            out += format(" %02x", byte);
-            text += byte > 0x20 && byte < 0x7F ? static_cast<char>(byte) : '.';
+        for (const char byte : bytes.substr(at, 16)) {
+            out += format(" %02x", static_cast<unsigned>(static_cast<uint8_t>(byte)));
+            text += byte > 0x20 && byte < 0x7F ? byte : '.';
         }
         out += "  " + text + "\n";
     }
