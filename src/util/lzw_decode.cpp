@@ -120,7 +120,7 @@ inline void Run<Width>::takeBytes(uint64_t window) {
         pair = pair.movedBy(2);
         next += 2;
         slot += 2;
-        bitPosition += 2 * Width;
+        bitPosition += size_t{2} * Width;
     } else {
         learned = pair.withPrefix(code);
         pair = pair.movedBy(1);
