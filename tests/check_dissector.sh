@@ -40,6 +40,21 @@ replies=$(read_capture -T fields -E separator=, -e vos.src -e vos.word -e _ws.co
 echo "$replies"
 [[ $replies == "20,20,VOS_MSG_GET_EID_BY_APP_NAME reply = 20, 0 bytes" ]]
 
+# The same from a machine of the other byte order: an event with four bytes of payload, then one without any.
+# shellcheck disable=SC2059 # the words are the format
+number() { for word; do printf "\\x${word:0:2}\\x${word:2:2}\\x${word:4:2}\\x${word:6:2}"; done; }
+number a1b23c4d 00020004 00000000 00000000 00040000 00000093 > big.pcap
+for payload in 00000102 ""; do
+    length=$((${#payload} / 2))
+    captured=$(printf %08x $((40 + length)))
+    # shellcheck disable=SC2086 # no payload is no word
+    number 00000000 00000000 "$captured" "$captured" 00000000 00000000 \
+        10002c07 00000004 00000102 00010000 00000000 00000000 00000000 "0000000$length" $payload >> big.pcap
+done
+big=$(HOME=$scratch tshark -X lua_script:vos.lua -r big.pcap -T fields -E separator=, -e vos.dst -e _ws.col.Info 2> tshark.log)
+echo "$big"
+[[ $big == "258,VOS_MSG_SAVE_LOG_TO_FLASH event, 4 bytes"$'\n'"258,VOS_MSG_SAVE_LOG_TO_FLASH event, 0 bytes" ]]
+
 # A capture that ends inside a header is no reason to stumble.
 head -c 60 trace.pcap > cut.pcap
 HOME=$scratch tshark -X lua_script:vos.lua -r cut.pcap > cut.log 2>&1 || true

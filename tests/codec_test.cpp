@@ -275,7 +275,14 @@ TEST(CodecTool, StreamsAcrossPieces) {
         EXPECT_EQ(system((command + " > " + result).c_str()), 0) << command;
         EXPECT_TRUE(vostest::readText(result) == text) << command;
     }
-    EXPECT_NE(system(("echo TQ==TQ== | " + codec + "b64 -d > " + result + " 2>&1").c_str()), 0);
+    for (const std::string &damaged : {
+             std::string{"echo TQ==TQ== | "} + codec + "b64 -d",
+             codec + "lzw " + plain + " | head -c 1000 | " + codec + "lzw -d",
+             codec + "lzw " + plain + " | tr '<' '\\377' | " + codec + "lzw -d",
+             codec + "lzw -d < /dev/null",
+         }) {
+        EXPECT_EQ(WEXITSTATUS(system((damaged + " > " + result + " 2>&1").c_str())), 1) << damaged;
+    }
 }
 #endif
 

@@ -61,6 +61,7 @@ TEST_F(LogToolTest, ShowsSettingsFilesAndTheRing) {
     EXPECT_THAT(shown.out, HasSubstr("process " + std::to_string(getpid()) + "\n"));
     EXPECT_THAT(shown.out, HasSubstr("oldest first:\n    <main:2>\n    <main:3>\n"));
     EXPECT_THAT(shown.out, EndsWith("    <main:32>\n    <main:33>\n"));
+    EXPECT_THAT(vosctl("log EID4711 --follow >/dev/full").err, HasSubstr("cannot write the result: No space"));
 
     memset(segment_->callSites, '\033', sizeof segment_->callSites);
     segment_->callSiteNext = 0xFFFFFFFF;

@@ -28,7 +28,8 @@ TEST(VosctlLocal, PrintsWhatTheLibraryFinds) {
           Case{"run -q -- echo one two", "^one two\n$"},
           Case{"run -q --limit-nofile 33 --dir / -- /bin/sh /proc/self/fd/0", "^33\n/\n$", "ulimit -n; pwd"},
           Case{"xml -", "^element +r\n +attribute a\n +value +1\n +element +b\n +end +\n +text +t\nend +r\n$",
-               "<r a=\"1\"><b/>t</r>"}}) {
+               "<r a=\"1\"><b/>t</r>"},
+          Case{"xml -", "text +\\.\\[31m\n", "<r>\033[31m</r>"}}) {
         SCOPED_TRACE(c.arguments);
         const Outcome outcome =
             vostest::shell("printf '%s' '" + std::string{c.input} + "' | '" VOS_TEST_BIN_DIR "/vosctl' " + c.arguments);
@@ -44,22 +45,44 @@ TEST(VosctlLocal, SaysInOneLineWhatIsWrong) {
         int status;
         const char *advice;
     };
-    for (const Case &c :
-         {Case{"if none0", 1, "there is no interface 'none0'"},
-          Case{"resolve x --server 127.0.0.1", 1, "no IPv4 address of 'x' from 127.0.0.1"},
-          Case{"resolve x --server ten", 2, "'ten' is no IP address"},
-          Case{"resolve x -6 --server 127.0.0.1", 2, "over IPv6 only"}, Case{"nfc wifi home --auth none", 2, "--auth"},
-          Case{"nfc", 2, "subcommand"}, Case{"run --timeout 10 -- sleep 100", 1, "was ended by signal 9"},
-          Case{"run -- false", 1, "exited with 1"}, Case{"run -- nonesuch", 1, "not in PATH"},
-          Case{"run -- echo 'two words'", 2, "split at blanks"}, Case{"run", 2, "command"},
-          Case{"xml /absent", 1, "cannot read /absent"}, Case{"xml /dev/null", 1, "not closed"},
-          Case{"nfc url http://a.b >/dev/full", 1, "cannot write the result: No space"}}) {
+    for (const Case &c : {Case{"if none0", 1, "there is no interface 'none0'"},
+                          Case{"resolve x --server 127.0.0.1", 1, "no IPv4 address of 'x' from 127.0.0.1"},
+                          Case{"resolve x --server ten", 2, "'ten' is no IP address"},
+                          Case{"resolve x -6 --server 127.0.0.1", 2, "over IPv6 only"},
+                          Case{"nfc wifi home --auth none", 2, "--auth"},
+                          Case{"nfc", 2, "subcommand"},
+                          Case{"run --timeout 10 -- sleep 100", 1, "was ended by signal 9"},
+                          Case{"run -- false", 1, "exited with 1"},
+                          Case{"run -- nonesuch", 1, "not in PATH"},
+                          Case{"run -- echo 'two words'", 2, "split at blanks"},
+                          Case{"run", 2, "command"},
+                          Case{"run --dir /etc/passwd -- true", 1, "'/etc/passwd' is no directory to start in"},
+                          Case{"run --netns none0 -- true", 1, "cannot enter the network namespace 'none0'"},
+                          Case{"nfc wifi home --key $(printf %0218d 1)", 2, "at most 221 characters in all"},
+                          Case{"load --interval 0", 2, "--interval: Value 0 not in range 1 to 4294967295"},
+                          Case{"load --watch --count 0", 2, "--count: Value 0 not in range 1 to 4294967295"},
+                          Case{"load --watch --interval 1 >/dev/full", 1, "cannot write the result: No space"},
+                          Case{"xml /absent", 1, "cannot read /absent"},
+                          Case{"xml /dev/null", 1, "not closed"},
+                          Case{"nfc url http://a.b >/dev/full", 1, "cannot write the result: No space"}}) {
         SCOPED_TRACE(c.arguments);
         const Outcome outcome = vosctl(c.arguments);
         EXPECT_EQ(outcome.status, c.status);
         EXPECT_THAT(outcome.err, HasSubstr(c.advice));
         EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
     }
+}
+
+TEST(VosctlLocal, PassesStopSignalsToTheProgramThatItRuns) {
+    const vostest::TempDir directory;
+    const std::string script = directory / "script";
+    const std::string fifo = directory / "fifo";
+    vostest::writeText(script, "trap 'exit 3' TERM; echo ready; while :; do sleep 0.01; done");
+    const Outcome outcome =
+        vostest::shell("mkfifo " + fifo + "; '" VOS_TEST_BIN_DIR "/vosctl' run --timeout 20000 -- /bin/sh " + script +
+                       " >" + fifo + " & read ready <" + fifo + "; kill $!; wait $!");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, HasSubstr(" exited with 3\n"));
 }
 
 TEST(VosctlLocal, WritesATagIntoAFile) {

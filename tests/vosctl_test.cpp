@@ -1,13 +1,22 @@
 // vosctl against a real hub: what each command prints, its exit status and its advice.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
 
+#include <chrono>
+#include <csignal>
 #include <cstdio>
+#include <filesystem>
 #include <future>
+#include <optional>
 #include <string>
+#include <utility>
 
+#include "../tools/common/hub_protocol.h"
 #include "support/files.h"
 #include "support/hub_process.h"
+#include "support/hub_script.h"
 #include "support/shell.h"
 #include "vos/mem.h"
 #include "vos/msg.h"
@@ -27,6 +36,7 @@ constexpr uint32_t kPatienceMs = 10000;
 /** A daemon of this test. */
 class Peer {
   public:
+    explicit Peer(VosEntityId eid) { EXPECT_EQ(vosMsg_init(eid, &handle_), VOS_RET_OK); }
     explicit Peer(const char *name) { EXPECT_EQ(vosMsg_initByName(name, &handle_), VOS_RET_OK); }
     ~Peer() { vosMsg_cleanup(&handle_); }
     Peer(const Peer &) = delete;
@@ -88,8 +98,15 @@ TEST(Vosctl, SaysInOneLineWhatIsWrongWithTheCommandLine) {
              Case{"event 5 1 --data a --hex 00", "--data excludes --hex; see 'vosctl event --help'"},
              Case{"event 5 1 --file /tmp/none", "--file: Path does not exist: /tmp/none; see 'vosctl event --help'"},
              Case{"ping echo -c 0", "--count: Value 0 not in range 1 to 100000000; see 'vosctl ping --help'"},
-             Case{"monitor --count=-1", "Could not convert: --count = -1; see 'vosctl monitor --help'"},
-             Case{"register ECHO --count=-1", "Could not convert: --count = -1; see 'vosctl register --help'"},
+             Case{"monitor --count=-1", "--count: Value -1 not in range 1 to 4294967295; see 'vosctl monitor --help'"},
+             Case{"register ECHO --count=-1",
+                  "--count: Value -1 not in range 1 to 4294967295; see 'vosctl register --help'"},
+             Case{"monitor -c 0", "--count: Value 0 not in range 1 to 4294967295; see 'vosctl monitor --help'"},
+             Case{"monitor --pcap ''", "--pcap: the name is empty; see 'vosctl monitor --help'"},
+             Case{"ping echo --size 4294967295",
+                  "--size: Value 4294967295 not in range 0 to 268435456; see 'vosctl ping --help'"},
+             Case{"request 5 1 --srpc --data 1234567",
+                  "--srpc needs at least 8 bytes of payload; see 'vosctl request --help'"},
              Case{"list everything", "The following argument was not expected: everything; see 'vosctl list --help'"},
          }) {
         SCOPED_TRACE(c.arguments);
@@ -102,12 +119,22 @@ TEST(Vosctl, SaysInOneLineWhatIsWrongWithTheCommandLine) {
 
 TEST(Vosctl, SaysInOneLineWhyTheWorkFailed) {
     const std::string noHub = "no hub answers at /var/hubd_messaging_server_addr; start one with 'vos-hubd'";
-    for (const char *command : {"list", "ping 20", "request 5 1", "event 5 1", "monitor"}) {
+    const vostest::TempDir dir;
+    const std::string capture = dir / "capture";
+    vostest::writeText(capture, "kept");
+    for (const std::string &command :
+         {std::string{"list"}, std::string{"ping 20"}, std::string{"event 5 1"}, "monitor --pcap " + capture}) {
         SCOPED_TRACE(command);
         const Outcome outcome = vosctl(command);
         EXPECT_EQ(outcome.status, 1);
         EXPECT_EQ(outcome.err, "vosctl: " + noHub + "\n");
     }
+    EXPECT_EQ(vostest::readText(capture), "kept");
+    ASSERT_EQ(symlink(VOS_MSG_HUB_SOCKET_PATH, VOS_MSG_HUB_SOCKET_PATH), 0);
+    EXPECT_EQ(vosctl("list").err,
+              "vosctl: cannot connect to the hub at /var/hubd_messaging_server_addr: Too many levels "
+              "of symbolic links\n");
+    unlink(VOS_MSG_HUB_SOCKET_PATH);
     const HubProcess hub;
     const Peer deaf{"deaf"};
     const std::string who = "; 'vosctl list' shows who is there";
@@ -122,6 +149,9 @@ TEST(Vosctl, SaysInOneLineWhyTheWorkFailed) {
              Case{"ping 4660", "nobody holds the id of 4660" + who},
              Case{"request deaf ECHO --timeout 20",
                   "no reply from deaf (" + deaf.eid() + ") within 20 ms; a slow peer needs a longer --timeout"},
+             Case{"event 5 1 --file /dev/zero",
+                  "'/dev/zero' is longer than a payload, 268435456 bytes; give --file a shorter file"},
+             Case{"list >/dev/full", "cannot write the result: No space left on device"},
              Case{"event 5 1 --file /", "cannot read '/': Is a directory; give --file a readable file"},
          }) {
         SCOPED_TRACE(c.arguments);
@@ -204,6 +234,103 @@ TEST(Vosctl, MeasuresEveryRoundTripOfAPing) {
     EXPECT_EQ(vosctl("ping 20").status, 0);
 }
 
+TEST(Vosctl, TakesNoOtherReplyForAnAnswer) {
+    const HubProcess hub;
+    const std::string noResult = "/tmp/cli_remote_result is no regular file that can be read; remove it and try again";
+    struct Case {
+        const char *arguments;
+        int comebacks;         // of the peer, which leaves the repeated request unanswered
+        const char *prepared;  // in the shell before the peer answers with half of the payload
+        uint32_t result;
+        std::string err;
+    };
+    for (const Case &c : {
+             Case{"ping 6000 -c 1", 0, "true", VOS_RET_BAD_ARG,
+                  "6000 does not answer pings: its reply has the result VOS_RET_BAD_ARG (9003) and 0 bytes, not 0 and "
+                  "the payload sent"},
+             Case{"ping 6000 --size 8", 0, "true", VOS_RET_OK,
+                  "6000 does not answer pings: its reply has the result VOS_RET_OK (0) and 4 bytes, not 0 and the "
+                  "payload sent"},
+             Case{"ping 6000 --timeout 200", 1, nullptr, VOS_RET_OK,
+                  "6000 came back and left the repeated request unanswered; try again"},
+             Case{
+                 "request 6000 1", 17, nullptr, VOS_RET_OK,
+                 "6000 comes back again and again without an answer (VOS_RET_ERROR (9002)); 'vosctl monitor' shows its "
+                 "launches"},
+             Case{"cli 6000 -- x", 0, "mkfifo /tmp/cli_remote_result", VOS_RET_OK, noResult},
+             Case{"cli 6000 -- x", 0, "ln -s /etc/passwd /tmp/cli_remote_result", VOS_RET_OK, noResult},
+             Case{"cli 6000 -- x", 0, "mkdir /tmp/cli_remote_result", VOS_RET_OK, noResult},
+         }) {
+        SCOPED_TRACE(c.err + c.arguments);
+        std::optional<Peer> peer{6000U};
+        auto running = std::async(std::launch::async, shell,
+                                  "timeout 5 '" VOS_TEST_BIN_DIR "/vosctl' " + std::string{c.arguments});
+        const auto request = peer->receive();
+        for (int i = 1; i <= c.comebacks; i++) {
+            peer.reset();
+            peer.emplace(6000U);
+            if (i < 17) {
+                peer->receive();  // the last time it is not asked any more
+            }
+        }
+        if (c.prepared != nullptr) {
+            EXPECT_EQ(system(c.prepared), 0);
+            request->dataLength /= 2;
+            peer->echo(*request, c.result);
+        }
+        const Outcome outcome = running.get();
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_EQ(outcome.err, "vosctl: " + c.err + "\n");
+    }
+    std::filesystem::remove_all("/tmp/cli_remote_result");
+}
+
+// A monitor of a hub that the test plays, behind its three questions.
+struct Monitor {
+    explicit Monitor(const std::string &arguments) : running{inBackground("monitor " + arguments)} {
+        hub.acceptOnly();
+        hub.send(vostest::message(VOS_MSG_LAUNCHED, EID_HUBD, 6000));
+        for (int question = 0; question < 3; question++) {
+            hub.send(vostest::message(hub.read()->header.type, EID_HUBD, 6000, VOS_MSG_FLAG_RESPONSE));
+        }
+    }
+    static vostest::WireMessage copy(uint32_t type, uint32_t lost) {
+        const hubproto::MonitorRecord record{.realtimeNs = 0, .verdict = 0, .lost = lost};
+        return vostest::message(
+            hubproto::kMonitorCopy, EID_HUBD, 6000, VOS_MSG_FLAG_EVENT, 0,
+            std::string{reinterpret_cast<const char *>(&record), sizeof record} + vostest::message(type, 1, 2).bytes());
+    }
+
+    vostest::HubScript hub;
+    std::future<Outcome> running;
+};
+
+TEST(Vosctl, MonitorCountsWhatIsLostBeforeMessagesThatItDoesNotShow) {
+    Monitor monitor{"--type 2 -c 2 --json"};
+    for (const auto &[type, lost] : {std::pair{1, 4}, {2, 1}, {2, 0}}) {
+        monitor.hub.send(Monitor::copy(static_cast<uint32_t>(type), static_cast<uint32_t>(lost)));
+    }
+    EXPECT_THAT(monitor.running.get().out, ContainsRegex("\"lost\":5,.*\n.*\"lost\":0,"));
+}
+
+TEST(Vosctl, MonitorStopsInTheMiddleOfAMessageAndOfALaunch) {
+    {
+        Monitor monitor{""};
+        monitor.hub.sendBytes(Monitor::copy(1, 0).bytes().substr(0, 50));
+        for (int unread = 1; unread > 0; ioctl(monitor.hub.fd(), SIOCOUTQ, &unread)) {
+        }
+        kill(static_cast<pid_t>(monitor.hub.announcement().header.wordData), SIGTERM);
+        EXPECT_EQ(monitor.running.wait_for(std::chrono::seconds{10}), std::future_status::ready);
+        monitor.hub.hangUp();
+        EXPECT_EQ(monitor.running.get().status, 0);
+    }
+    vostest::HubScript hub;
+    auto running = inBackground("monitor");
+    hub.acceptOnly();
+    kill(static_cast<pid_t>(hub.announcement().header.wordData), SIGTERM);
+    EXPECT_EQ(running.get().status, 128 + SIGTERM);
+}
+
 TEST(Vosctl, ListsClientsWithHeartbeatsAndWatchdog) {
     const HubProcess hub;
     Peer quiet{"quiet"};
@@ -215,6 +342,7 @@ TEST(Vosctl, ListsClientsWithHeartbeatsAndWatchdog) {
     EXPECT_THAT(outcome.out, ContainsRegex(quiet.eid() + " +quiet +" + std::to_string(getpid()) + " .* 0 +never  on "));
     EXPECT_THAT(outcome.out, ContainsRegex(beating.eid() + " +beating .* 1 +0\\.[0-9] s  stopped "));
     EXPECT_THAT(outcome.out, ContainsRegex("\nhub: up [0-9.]+ s, 3 clients, "));
+    EXPECT_EQ(vosctl("list >&-").status, 0) << "the hub's socket does not become standard output";
 }
 
 TEST(Vosctl, MonitorsWhatPassesTheFilters) {

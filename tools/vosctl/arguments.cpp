@@ -43,6 +43,10 @@ Bytes readFile(const std::string &path) {
     std::array<std::byte, 65536> block;
     size_t got = 0;
     while (in && (got = fread(block.data(), 1, block.size(), in.get())) > 0) {
+        if (got > kMaxPayload - contents.size()) {
+            throw Failure{"'" + path + "' is longer than a payload, " + std::to_string(kMaxPayload) +
+                          " bytes; give --file a shorter file"};
+        }
         contents.insert(contents.end(), block.begin(), block.begin() + static_cast<ptrdiff_t>(got));
     }
     if (!in || ferror(in.get()) != 0) {
@@ -78,6 +82,10 @@ CLI::Option *addEntity(CLI::App &app, const std::string &name, std::string &valu
 
 CLI::Option *addType(CLI::App &app, const std::string &name, std::string &value) {
     return app.add_option(name, value, "message type: number or VOS_MSG_ name")->type_name("TYPE");
+}
+
+CLI::Option *addCount(CLI::App &app, const std::string &name, uint32_t &value, const std::string &description) {
+    return app.add_option(name, value, description)->type_name("N")->check(CLI::Range(1U, UINT32_MAX));
 }
 
 CLI::Option *addTimeout(CLI::App &app, uint32_t &value) {

@@ -20,7 +20,12 @@ uint32_t parseType(const std::string &text);
 
 CLI::Option *addEntity(CLI::App &app, const std::string &name, std::string &value);
 CLI::Option *addType(CLI::App &app, const std::string &name, std::string &value);
+/** How often, at least once; without the option `value` stays as it is. */
+CLI::Option *addCount(CLI::App &app, const std::string &name, uint32_t &value, const std::string &description);
 CLI::Option *addTimeout(CLI::App &app, uint32_t &value);
+
+/** The longest payload that is sent, far above what hubs let through. */
+constexpr uint32_t kMaxPayload = 256U << 20;
 
 /** --data TEXT, --hex HEX or --file F. */
 struct PayloadOptions {

@@ -1,13 +1,17 @@
 // vosctl cli: runs a command in a daemon and prints what it wrote.
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
+#include <cerrno>
 #include <cstdio>
-#include <fstream>
 #include <memory>
 
 #include "arguments.h"
 #include "command.h"
 #include "common/msg_names.h"
+#include "output.h"
 #include "vos/cli.h"
 
 namespace {
@@ -27,15 +31,34 @@ vosctl::Bytes commandLine(const std::vector<std::string> &words) {
     return line;
 }
 
-void printOutput(const std::string &daemon) {
-    std::ifstream file{UTIL_CLI_RESULT_FILE, std::ios::binary};
-    if (!file) {
+struct Close {
+    void operator()(FILE *file) const { fclose(file); }
+};
+using File = std::unique_ptr<FILE, Close>;
+
+// Anybody may put anything there: a link, or a FIFO that nobody writes into, is no result.
+File openResult(const std::string &daemon) {
+    const int fd = open(UTIL_CLI_RESULT_FILE, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0 && errno == ENOENT) {
         throw vosctl::Failure{daemon + " answered without running the command: there is no " UTIL_CLI_RESULT_FILE
                                        "; 'vosctl monitor' shows what it answers"};
     }
-    const std::string output{std::istreambuf_iterator<char>{file}, {}};
-    fwrite(output.data(), 1, output.size(), stdout);
-    fflush(stdout);  // before anything on standard error
+    File file{fd >= 0 ? fdopen(fd, "rb") : nullptr};
+    struct stat status {};
+    if (!file || fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
+        throw vosctl::Failure{UTIL_CLI_RESULT_FILE " is no regular file that can be read; remove it and try again"};
+    }
+    return file;
+}
+
+void printOutput(const std::string &daemon) {
+    const File file = openResult(daemon);
+    std::array<char, 65536> block;
+    size_t got = 0;
+    while ((got = fread(block.data(), 1, block.size(), file.get())) > 0) {
+        fwrite(block.data(), 1, got, stdout);
+    }
+    vosctl::flushOutput();  // before anything on standard error
 }
 
 void run(const Options &options) {

@@ -199,6 +199,45 @@ void encodeLzw(Input &input) {
     write(std::string_view{stream}.substr(0, static_cast<size_t>(encoded) + static_cast<size_t>(flushed)));
 }
 
+// Code `width` bits wide, most significant bit first.
+uint32_t codeAt(const std::string &stream, size_t bit, uint32_t width) {
+    uint32_t window = 0;
+    for (size_t i = bit / 8; i < bit / 8 + 4; i++) {
+        window = window << 8 | (i < stream.size() ? raw(stream)[i] : 0);
+    }
+    return window << bit % 8 >> (32 - width);
+}
+
+// Whether every code means something up to the end code. The decoder does not tell why it stopped.
+bool isWholeLzw(const std::string &stream) {
+    constexpr uint32_t kClear = 256;
+    constexpr uint32_t kEnd = 257;
+    constexpr uint32_t kMaxWidth = 12;
+    uint32_t width = 9;
+    uint32_t free = kEnd + 1;  // the code that the next string gets
+    bool first = true;         // of a table: there is no string to go on from
+    for (size_t bit = 0; bit + width <= stream.size() * 8;) {
+        const uint32_t code = codeAt(stream, bit, width);
+        bit += width;
+        if (code == kEnd) {
+            return true;
+        }
+        if (code == kClear) {
+            width = 9;
+            free = kEnd + 1;
+            first = true;
+            continue;
+        }
+        if (code > free || (code == free && first)) {
+            return false;
+        }
+        free += !first && free < 1U << width ? 1 : 0;
+        first = false;
+        width += free >= (1U << width) - 1 && width < kMaxWidth ? 1 : 0;
+    }
+    return false;
+}
+
 void decodeLzw(Input &input) {
     const std::string stream = input.readAll(UINT32_MAX);
     void *state = nullptr;
@@ -209,6 +248,9 @@ void decodeLzw(Input &input) {
         write({reinterpret_cast<const char *>(out.data()), static_cast<size_t>(std::max(count, 0))});
     }
     utilLzw_cleanupDecoder(&state);
+    if (!isWholeLzw(stream)) {
+        input.refuse("the stream is damaged or ends early");
+    }
 }
 
 // Converts character by character: `convert(bytes, left)` writes one and gives its bytes, below 1 for what it cannot

@@ -8,7 +8,9 @@
 #include <string>
 #include <thread>
 
+#include "arguments.h"
 #include "command.h"
+#include "output.h"
 #include "vos/load.h"
 
 namespace {
@@ -16,7 +18,7 @@ namespace {
 struct Options {
     bool watch = false;
     uint32_t intervalMs = 1000;
-    uint32_t count = 0;
+    uint32_t count = 0;  // 0: without end
 };
 
 struct Sample {
@@ -79,7 +81,7 @@ void printLine(const Sample &sample) {
     strftime(clock, sizeof clock, "%T", localtime_r(&now, &local));
     printf("%s  cpu %3" PRIu32 " %% |%s|  memory %3" PRIu32 " %% |%s|\n", clock, sample.cpuPercent(),
            bar(sample.cpuPercent()).c_str(), sample.memoryPercent(), bar(sample.memoryPercent()).c_str());
-    fflush(stdout);
+    vosctl::flushOutput();
 }
 
 void run(const Options &options) {
@@ -100,9 +102,9 @@ const vosctl::Command kCommand{
         app.add_flag("--watch", options->watch, "plot a line for each interval until interrupted");
         app.add_option("--interval", options->intervalMs, "milliseconds between two looks")
             ->type_name("MS")
-            ->check(CLI::PositiveNumber)
+            ->check(CLI::Range(1U, UINT32_MAX))
             ->capture_default_str();
-        app.add_option("--count", options->count, "end --watch after this many lines")->type_name("N");
+        vosctl::addCount(app, "--count", options->count, "end --watch after this many lines");
         app.callback([options] { run(*options); });
     }};
 

@@ -6,11 +6,13 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <utility>
 
 #include "arguments.h"
 #include "command.h"
 #include "common/message_line.h"
 #include "common/msg_names.h"
+#include "output.h"
 #include "pcap.h"
 #include "stop_signals.h"
 
@@ -141,7 +143,10 @@ std::optional<Seen> decode(const VosMsgHeader &msg) {
 
 Sink sinkFor(const Options &options) {
     if (options.pcap.empty()) {
-        return options.json ? printJson : printText;
+        return [print = options.json ? printJson : printText](const Seen &seen) {
+            print(seen);
+            vosctl::flushOutput();
+        };
     }
     auto file = std::make_shared<vosctl::PcapFile>(options.pcap);
     return [file](const Seen &seen) { file->write(seen.record, seen.header, seen.payload); };
@@ -152,35 +157,36 @@ void run(const Options &options) {
     if (!filter.anyType) {
         filter.type = vosctl::parseType(options.type);
     }
-    const Sink sink = sinkFor(options);
-    setvbuf(stdout, nullptr, _IOLBF, 0);
-    const vosctl::StopSignals signals;
-
     vosctl::Hub hub;
     if (!filter.anyEntity) {
         filter.entity = hub.find(options.entity).eid;
     }
     hub.ask(hubproto::kMonitorAttach);
     Names names{hub};
+    const Sink sink = sinkFor(options);  // a capture that is there stays until its successor has a hub
+    uint32_t lost = 0;                   // also in front of messages that are not shown
     uint64_t shown = 0;
-    while (!signals.stopped() && (options.count == 0 || shown < options.count)) {
-        if (!signals.waitFor(hub.fd())) {
-            continue;
-        }
+    vosctl::untilStopped(hub, [&] {
         const vosctl::MessagePtr msg = hub.receive();
         if (msg->type == VOS_MSG_LAUNCHED) {
             names.learn(*msg);
         }
         std::optional<Seen> seen = decode(*msg);
-        // The monitor's own questions are no traffic worth seeing.
-        if (!seen || seen->header.src == hub.eid() || seen->header.dst == hub.eid() || !filter.passes(seen->header)) {
-            continue;
+        if (!seen) {
+            return true;
         }
+        lost += seen->record.lost;
+        // The monitor's own questions are no traffic worth seeing.
+        if (seen->header.src == hub.eid() || seen->header.dst == hub.eid() || !filter.passes(seen->header)) {
+            return true;
+        }
+        seen->record.lost = std::exchange(lost, 0);
         seen->srcName = names.of(seen->header.src);
         seen->dstName = names.of(seen->header.dst);
         sink(*seen);
         shown++;
-    }
+        return options.count == 0 || shown < options.count;
+    });
 }
 
 const vosctl::Command kCommand{
@@ -188,10 +194,11 @@ const vosctl::Command kCommand{
         auto options = std::make_shared<Options>();
         vosctl::addType(app, "--type", options->type);
         vosctl::addEntity(app, "--entity", options->entity);
-        app.add_option("-c,--count", options->count, "stop after so many messages")->type_name("N");
+        vosctl::addCount(app, "-c,--count", options->count, "stop after so many messages");
         CLI::Option *json = app.add_flag("--json", options->json, "one JSON object a line, payload in hexadecimal");
         app.add_option("--pcap", options->pcap, "write a capture for Wireshark instead; - for standard output")
             ->type_name("FILE")
+            ->check([](const std::string &file) { return file.empty() ? "the name is empty" : ""; })
             ->excludes(json);
         app.callback([options] { run(*options); });
     }};

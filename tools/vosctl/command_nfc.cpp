@@ -53,6 +53,11 @@ void setUpWifi(CLI::App &app, const std::shared_ptr<Options> &options) {
     app.add_option("--key", options->key, "network key")->type_name("TEXT");
     addOutput(app, *options);
     app.callback([options] {
+        constexpr size_t kMaxTexts = 221;  // the rest of a short record's 255 bytes goes to the attributes
+        if (options->ssid.size() + options->key.size() > kMaxTexts) {
+            throw vosctl::Failure{"name and key are longer than a tag holds; give at most 221 characters in all",
+                                  vosctl::Exit::usage};
+        }
         uint8_t *buffer = nullptr;
         uint32_t length = 0;
         UTIL_nfcGenWifiNdefData(options->ssid.c_str(), options->auth.c_str(), options->encryption.c_str(),

@@ -8,6 +8,7 @@
 
 #include "arguments.h"
 #include "command.h"
+#include "common/msg_names.h"
 
 namespace {
 
@@ -26,34 +27,47 @@ double percentile(const std::vector<double> &sorted, double percent) {
     return sorted[std::max<size_t>(rank, 1) - 1];
 }
 
+void requireEcho(const VosMsgHeader &request, const VosMsgHeader *reply, const std::string &peer) {
+    if (reply == nullptr) {
+        throw vosctl::Failure{peer + " came back and left the repeated request unanswered; try again"};
+    }
+    if (reply->wordData != VOS_RET_OK || !std::ranges::equal(vosctl::payloadOf(request), vosctl::payloadOf(*reply))) {
+        throw vosctl::Failure{peer + " does not answer pings: its reply has the result " +
+                              msgnames::retText(reply->wordData) + " and " + std::to_string(reply->dataLength) +
+                              " bytes, not 0 and the payload sent"};
+    }
+}
+
 void run(const Options &options) {
     vosctl::Hub hub;
     const vosctl::Entity peer = hub.find(options.entity);
     const vosctl::MessagePtr request =
         hub.build(peer.eid, hubproto::kEcho, VOS_MSG_FLAG_REQUEST, 0, vosctl::Bytes(options.size));
     std::vector<double> times;
-    times.reserve(options.count);
     for (uint32_t i = 0; i < options.count; i++) {
         const auto start = std::chrono::steady_clock::now();
-        hub.request(*request, peer.text, options.timeoutMs);
+        const vosctl::MessagePtr reply = hub.request(*request, peer.text, options.timeoutMs);
         times.push_back(Micros{std::chrono::steady_clock::now() - start}.count());
+        requireEcho(*request, reply.get(), peer.text);
     }
     std::ranges::sort(times);
     printf("%u requests of %u bytes to %s: min %.1f median %.1f p99 %.1f max %.1f us\n", options.count, options.size,
            peer.text.c_str(), times.front(), percentile(times, 50), percentile(times, 99), times.back());
 }
 
-const vosctl::Command kCommand{
-    "ping", "measure round trips to an entity", [](CLI::App &app) {
-        auto options = std::make_shared<Options>();
-        vosctl::addEntity(app, "entity", options->entity)->required();
-        app.add_option("-c,--count", options->count, "how many requests")
-            ->type_name("N")
-            ->check(CLI::Range(1U, 100'000'000U))
-            ->capture_default_str();
-        app.add_option("--size", options->size, "payload bytes")->type_name("N")->capture_default_str();
-        vosctl::addTimeout(app, options->timeoutMs);
-        app.callback([options] { run(*options); });
-    }};
+const vosctl::Command kCommand{"ping", "measure round trips to an entity", [](CLI::App &app) {
+                                   auto options = std::make_shared<Options>();
+                                   vosctl::addEntity(app, "entity", options->entity)->required();
+                                   app.add_option("-c,--count", options->count, "how many requests")
+                                       ->type_name("N")
+                                       ->check(CLI::Range(1U, 100'000'000U))
+                                       ->capture_default_str();
+                                   app.add_option("--size", options->size, "payload bytes")
+                                       ->type_name("N")
+                                       ->check(CLI::Range(0U, vosctl::kMaxPayload))
+                                       ->capture_default_str();
+                                   vosctl::addTimeout(app, options->timeoutMs);
+                                   app.callback([options] { run(*options); });
+                               }};
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include "arguments.h"
 #include "command.h"
 #include "common/message_line.h"
+#include "output.h"
 #include "stop_signals.h"
 
 namespace {
@@ -24,32 +25,29 @@ void print(const VosMsgHeader &event) {
     const std::string line =
         msgline::messageLine(realtimeNs(), event, vosctl::payloadOf(event), hubproto::Verdict::delivered, "", "vosctl");
     printf("%s\n", line.c_str());
+    vosctl::flushOutput();
 }
 
 void run(const Options &options) {
     const uint32_t type = vosctl::parseType(options.type);
-    setvbuf(stdout, nullptr, _IOLBF, 0);
-    const vosctl::StopSignals signals;
     vosctl::Hub hub;
     hub.registerFor(type);
-    for (uint64_t shown = 0; !signals.stopped() && (options.count == 0 || shown < options.count);) {
-        if (!signals.waitFor(hub.fd())) {
-            continue;
-        }
+    uint64_t shown = 0;
+    vosctl::untilStopped(hub, [&] {
         const vosctl::MessagePtr msg = hub.receive();
         if (msg->type == type) {
             print(*msg);
             shown++;
         }
-    }
+        return options.count == 0 || shown < options.count;
+    });
 }
 
-const vosctl::Command kCommand{
-    "register", "show events of one type as they come", [](CLI::App &app) {
-        auto options = std::make_shared<Options>();
-        vosctl::addType(app, "type", options->type)->required();
-        app.add_option("-c,--count", options->count, "stop after so many events")->type_name("N");
-        app.callback([options] { run(*options); });
-    }};
+const vosctl::Command kCommand{"register", "show events of one type as they come", [](CLI::App &app) {
+                                   auto options = std::make_shared<Options>();
+                                   vosctl::addType(app, "type", options->type)->required();
+                                   vosctl::addCount(app, "-c,--count", options->count, "stop after so many events");
+                                   app.callback([options] { run(*options); });
+                               }};
 
 }  // namespace

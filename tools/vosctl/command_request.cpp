@@ -9,6 +9,8 @@
 
 namespace {
 
+constexpr size_t kSrpcHead = 8;  // what every procedure's arguments begin with
+
 struct Options {
     std::string entity;
     std::string type;
@@ -23,6 +25,10 @@ vosctl::MessagePtr build(const Options &options, uint16_t flags, std::unique_ptr
                          vosctl::Entity &peer) {
     const uint32_t type = vosctl::parseType(options.type);
     const vosctl::Bytes payload = options.payload.read();
+    if (options.srpc && payload.size() < kSrpcHead) {
+        throw vosctl::Failure{"--srpc needs at least " + std::to_string(kSrpcHead) + " bytes of payload",
+                              vosctl::Exit::usage};
+    }
     hub = std::make_unique<vosctl::Hub>();
     peer = hub->find(options.entity);
     return hub->build(peer.eid, type, flags, options.word, payload);

@@ -1,6 +1,8 @@
 // vosctl run: the process spawner from the shell.
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -10,6 +12,7 @@
 
 #include "command.h"
 #include "common/msg_names.h"
+#include "vos/netns.h"
 #include "vos/prctl.h"
 
 namespace {
@@ -60,6 +63,84 @@ std::string joined(const std::vector<std::string> &words) {
     return text;
 }
 
+// In a child, because the caller's own namespaces stay; quietly, because the failure is reported in one line.
+bool canEnter(const std::string &netns) {
+    const pid_t child = fork();
+    if (child == 0) {
+        close(STDERR_FILENO);
+        _exit(netns_switch(netns.c_str()));
+    }
+    int status = -1;
+    return child > 0 && waitpid(child, &status, 0) == child && status == 0;
+}
+
+// The spawner starts the program elsewhere rather than not at all.
+void requirePlaces(const Options &options) {
+    std::error_code error;
+    if (!options.directory.empty() &&
+        (!std::filesystem::is_directory(options.directory, error) || access(options.directory.c_str(), X_OK) != 0)) {
+        throw vosctl::Failure{"'" + options.directory + "' is no directory to start in; give another --dir"};
+    }
+    if (!options.netns.empty() && !canEnter(options.netns)) {
+        throw vosctl::Failure{"cannot enter the network namespace '" + options.netns +
+                              "'; 'ip netns' shows those there are, only root may enter"};
+    }
+}
+
+volatile sig_atomic_t g_child = 0;
+volatile sig_atomic_t g_early = 0;  // a stop signal that came before the child
+
+void passOn(int signalNumber, siginfo_t *info, void *) {
+    if (g_child == 0) {
+        g_early = signalNumber;
+    } else if (info->si_code != SI_KERNEL || getpgid(g_child) != getpgrp()) {  // else its terminal has told it
+        kill(g_child, signalNumber);
+    }
+}
+
+// The program gets the stop signals from here on, and its end is awaited all the same.
+void passOnStopSignals() {
+    struct sigaction action {};
+    action.sa_flags = SA_SIGINFO | SA_RESTART;
+    action.sa_sigaction = passOn;
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+}
+
+VosRet collect(int32_t pid, uint32_t timeoutMs, PrctlProcessResult *result) {
+    PrctlCollectRequest request{.collectMode = timeoutMs != 0 ? PRCTL_COLLECT_PID_TIMEOUT : PRCTL_COLLECT_PID,
+                                .pid = pid,
+                                .timeoutMs = timeoutMs};
+    VosRet ret = prctl_collectProcess(&request, result);
+    if (ret == VOS_RET_TIMEOUT) {
+        prctl_signalProcess(pid, SIGKILL);
+        request.collectMode = PRCTL_COLLECT_PID;
+        ret = prctl_collectProcess(&request, result);
+    }
+    return ret;
+}
+
+VosRet runToItsEnd(const PrctlSpawnRequest &request, uint32_t timeoutMs, PrctlProcessResult *result) {
+    passOnStopSignals();
+    fflush(stdout);
+    const pid_t self = getpid();
+    const VosRet ret = prctl_spawnProcess(&request, result);
+    if (getpid() != self) {
+        _exit(126);  // the child could not be prepared
+    }
+    if (ret != VOS_RET_OK) {
+        return ret;
+    }
+    if (result->pid < 0) {
+        return VOS_RET_NO_RESOURCE;  // no process could be had
+    }
+    g_child = result->pid;
+    if (g_early != 0) {
+        kill(result->pid, g_early);
+    }
+    return collect(result->pid, timeoutMs, result);
+}
+
 std::string describe(const PrctlProcessResult &result) {
     const bool killed = result.signalNumber != 0;
     return "process " + std::to_string(result.pid) + (killed ? " was ended by signal " : " exited with ") +
@@ -75,8 +156,6 @@ void run(const Options &options) {
     request.args = args.c_str();
     request.workDir = orNull(options.directory);
     request.extraLibPath = orNull(options.libraryPath);
-    request.spawnMode = options.timeoutMs != 0 ? PRCTL_SPAWN_AND_WAIT : 0;
-    request.timeoutMs = options.timeoutMs;
     request.stdinFd = STDIN_FILENO;
     request.stdoutFd = STDOUT_FILENO;
     request.stderrFd = STDERR_FILENO;
@@ -89,17 +168,9 @@ void run(const Options &options) {
     request.disableCore = options.noCore ? 1 : 0;
     request.detach = options.detach ? 1 : 0;
     request.netnsName = orNull(options.netns);
-    fflush(stdout);
-    const pid_t self = getpid();
+    requirePlaces(options);
     PrctlProcessResult result{};
-    VosRet ret = prctl_spawnProcess(&request, &result);
-    if (getpid() != self) {
-        _exit(126);  // the child could not be prepared
-    }
-    if (ret == VOS_RET_OK && options.timeoutMs == 0) {
-        const PrctlCollectRequest collect{.collectMode = PRCTL_COLLECT_PID, .pid = result.pid, .timeoutMs = 0};
-        ret = prctl_collectProcess(&collect, &result);
-    }
+    const VosRet ret = runToItsEnd(request, options.timeoutMs, &result);
     if (ret != VOS_RET_OK) {
         throw vosctl::Failure{"cannot run " + exe + ": " + msgnames::retText(ret)};
     }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "command.h"
+#include "common/message_line.h"
 #include "vos/xml.h"
 
 namespace {
@@ -17,7 +18,7 @@ struct Printer {
     std::string pending;  // a value or text whose end has not come yet
 
     void line(const char *kind, const std::string &text) const {
-        printf("%*s%-9s %s\n", 2 * level, "", kind, text.c_str());
+        printf("%*s%-9s %s\n", 2 * level, "", kind, msgline::printable(text).c_str());
     }
     void part(const char *kind, const char *text, uint32_t len, int partial) {
         pending.append(text, len);

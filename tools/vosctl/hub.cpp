@@ -1,6 +1,13 @@
 // Connects to the hub and turns the library's return codes into advice.
 #include "hub.h"
 
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <limits>
 
@@ -17,12 +24,41 @@ Failure connectionLost(VosRet ret) {
             "); its output says why, 'vos-hubd' starts it again"};
 }
 
-Failure failureOf(VosRet ret, const std::string &peer, uint32_t timeoutMs) {
-    if (ret == VOS_RET_TIMEOUT) {
-        return {"no reply from " + peer + " within " + std::to_string(timeoutMs) +
-                " ms; a slow peer needs a longer --timeout"};
+bool isOpen(int fd) {
+    pollfd state{.fd = fd, .events = 0, .revents = 0};
+    return poll(&state, 1, 0) == 0;  // an end is told without being asked for
+}
+
+Failure failureOf(VosRet ret, int fd, const std::string &peer, uint32_t timeoutMs) {
+    switch (ret) {
+        case VOS_RET_TIMEOUT:
+            return {"no reply from " + peer + " within " + std::to_string(timeoutMs) +
+                    " ms; a slow peer needs a longer --timeout"};
+        case VOS_RET_NO_RESOURCE:
+            return {"no memory for the reply from " + peer};
+        default:
+            return ret != VOS_RET_PEER_GONE && isOpen(fd)
+                       ? Failure{peer + " comes back again and again without an answer (" + msgnames::retText(ret) +
+                                 "); 'vosctl monitor' shows its launches"}
+                       : connectionLost(ret);
     }
-    return connectionLost(ret);
+}
+
+// Why no handle could be had; the library does not tell.
+Failure notConnected() {
+    const std::string path = VOS_MSG_HUB_SOCKET_PATH;
+    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = VOS_MSG_HUB_SOCKET_PATH};
+    const bool connected = fd >= 0 && connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+    const int error = errno;
+    close(fd);
+    if (connected || error == EAGAIN) {
+        return {"the hub at " + path + " does not answer; its output says why, 'vos-hubd' starts it again"};
+    }
+    if (error == ENOENT || error == ECONNREFUSED) {
+        return {"no hub answers at " + path + "; start one with 'vos-hubd'"};
+    }
+    return {"cannot connect to the hub at " + path + ": " + strerror(error)};
 }
 
 }  // namespace
@@ -37,7 +73,7 @@ std::string fieldText(std::span<const char> field) {
 
 Hub::Hub() {
     if (vosMsg_initByName("vosctl", &handle_) != VOS_RET_OK) {
-        throw Failure{"no hub answers at " VOS_MSG_HUB_SOCKET_PATH "; start one with 'vos-hubd'"};
+        throw notConnected();
     }
 }
 
@@ -78,7 +114,7 @@ MessagePtr Hub::request(const VosMsgHeader &msg, const std::string &peer, uint32
     const VosRet ret = vosMsg_sendAndGetReplyBufWithTimeout(handle_, &msg, &received, timeoutMs);
     MessagePtr reply{received};
     if (ret != VOS_RET_OK) {
-        throw failureOf(ret, peer, timeoutMs);
+        throw failureOf(ret, fd(), peer, timeoutMs);
     }
     // The hub answers in the place of a peer that is not there.
     if (msg.dst != EID_HUBD && reply && reply->wordData == VOS_RET_PEER_GONE && reply->dataLength == 0) {
@@ -91,6 +127,9 @@ MessagePtr Hub::receive() {
     VosMsgHeader *received = nullptr;
     const VosRet ret = vosMsg_receive(handle_, &received);
     MessagePtr msg{received};
+    if (ret == VOS_RET_NO_RESOURCE) {
+        throw Failure{"no memory for a message from the hub"};
+    }
     if (ret != VOS_RET_OK) {
         throw connectionLost(ret);
     }
@@ -132,7 +171,8 @@ void Hub::registerFor(uint32_t type) {
 std::vector<hubproto::ClientRow> Hub::clients() {
     const MessagePtr reply = ask(hubproto::kListClients);
     std::vector<hubproto::ClientRow> rows(reply->dataLength / sizeof(hubproto::ClientRow));
-    memcpy(rows.data(), payloadOf(*reply).data(), rows.size() * sizeof(hubproto::ClientRow));
+    const ByteView payload = payloadOf(*reply).first(rows.size() * sizeof(hubproto::ClientRow));
+    std::ranges::copy(payload, std::as_writable_bytes(std::span{rows}).begin());
     return rows;
 }
 

@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "command.h"
+#include "output.h"
 
 namespace vosctl {
 
@@ -30,7 +31,7 @@ off_t printFrom(int fd, off_t offset) {
         fwrite(block.data(), 1, static_cast<size_t>(got), stdout);
         offset += got;
     }
-    fflush(stdout);
+    flushOutput();
     return offset;
 }
 

@@ -1,13 +1,15 @@
 // vosctl: talks to the hub, to daemons and to the library's families from the command line.
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
+#include <exception>
+#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "command.h"
+#include "common/standard_descriptors.h"
+#include "output.h"
 
 namespace {
 
@@ -41,6 +43,7 @@ Command::Command(const char *commandName, const char *commandSummary, SetUp comm
 
 // NOLINTNEXTLINE(bugprone-exception-escape): without memory for its command line the program may end
 int main(int argc, char **argv) {
+    vostool::openMissingStandardDescriptors();
     CLI::App app{"Talks to the hub and to what runs on it.", "vosctl"};
     app.set_version_flag("--version", VOSCTL_VERSION);
     app.require_subcommand(1);
@@ -50,9 +53,7 @@ int main(int argc, char **argv) {
     }
     try {
         app.parse(argc, argv);
-        if (fflush(stdout) != 0 || ferror(stdout) != 0) {
-            throw vosctl::Failure{std::string{"cannot write the result: "} + strerror(errno)};
-        }
+        vosctl::flushOutput();
     } catch (const CLI::ParseError &error) {
         if (error.get_exit_code() == 0) {
             return app.exit(error);  // --help, --version
@@ -62,6 +63,10 @@ int main(int argc, char **argv) {
                     vosctl::Exit::usage);
     } catch (const vosctl::Failure &failure) {
         return fail(app, failure.text, failure.status);
+    } catch (const std::bad_alloc &) {
+        return fail(app, "out of memory", vosctl::Exit::failed);
+    } catch (const std::exception &error) {
+        return fail(app, error.what(), vosctl::Exit::failed);
     }
     return 0;
 }

@@ -34,7 +34,6 @@ struct PacketHeader {
     uint32_t length;
 };
 
-// Small numbers, by which a reader tells the byte order of everything behind them.
 struct Fate {
     uint32_t verdict;
     uint32_t lost;

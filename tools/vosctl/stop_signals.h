@@ -1,21 +1,14 @@
 // SIGINT and SIGTERM end a command that otherwise runs for ever.
 #pragma once
 
-#include <csignal>
+#include <functional>
+
+#include "hub.h"
 
 namespace vosctl {
 
-class StopSignals {
-  public:
-    StopSignals();
-
-    bool stopped() const;
-    /** Waits until `fd` can be read or a stop signal arrives, and says whether it can. Signals are delivered only in
-     *  here, so none is missed between a look at stopped() and the wait. */
-    bool waitFor(int fd) const;
-
-  private:
-    sigset_t waitMask_;
-};
+/** Calls `step` until it returns false or a stop signal arrives. The signal ends every wait for the hub, also one in
+ * the middle of a message; what `step` has begun with a whole message is finished. */
+void untilStopped(const Hub &hub, const std::function<bool()> &step);
 
 }  // namespace vosctl

@@ -81,13 +81,28 @@ local function payload(tree, range, message, number)
     end
 end
 
+-- Everything is in the byte order of the machine that captured. The payload's length stands outside the packet too; a
+-- message without payload has small numbers, flags before all, which are large in the other order.
+local function is_little(buffer)
+    local length, present = buffer(FATE + 28, 4), buffer:reported_len() - FATE - HEADER
+    local little, big = length:le_uint() == present, length:uint() == present
+    if little ~= big then
+        return little
+    end
+    for _, range in ipairs({ buffer(FATE + 12, 2), buffer(0, 4), buffer(FATE + 8, 4), buffer(FATE + 4, 4) }) do
+        if range:le_uint() ~= range:uint() then
+            return range:le_uint() < range:uint()
+        end
+    end
+    return true
+end
+
 function vos.dissector(buffer, info, root)
     if buffer:len() < FATE + HEADER then
         return 0
     end
     info.cols.protocol = "VOS"
-    -- Everything is in the byte order of the machine that captured; the first number is small and tells it.
-    local little = buffer(0, 4):le_uint() <= 0xffff
+    local little = is_little(buffer)
     local function number(tree, field, range)
         return little and tree:add_le(field, range) or tree:add(field, range)
     end
@@ -122,9 +137,9 @@ function vos.dissector(buffer, info, root)
     end
 
     local kind = "message"
-    for bit, word in pairs({ [1] = "event", [2] = "request", [4] = "reply" }) do
-        if flags % (2 * bit) >= bit then
-            kind = word
+    for _, known in ipairs({ { 0x01, "event" }, { 0x02, "request" }, { RESPONSE, "reply" } }) do
+        if flags % (2 * known[1]) >= known[1] then
+            kind = known[2]
         end
     end
     local outcome = flags % (2 * RESPONSE) >= RESPONSE and " = " .. word or ""
