@@ -599,20 +599,50 @@ TEST(HubLife, EndsCleanlyAndReplacesOnlyADeadHubsSocket) {
     EXPECT_TRUE(stillServed.receive());
 }
 
-TEST(HubLife, EndsAlthoughNobodyReadsTheTrace) {
+/** A vos-hubd whose child `prepare()` sets its descriptors up; to be awaited with waitpid(). */
+template <typename Prepare>
+pid_t startHub(Prepare prepare) {
+    const pid_t hub = fork();
+    if (hub == 0) {
+        prepare();
+        execl(VOS_TEST_BIN_DIR "/vos-hubd", "vos-hubd", "--trace", nullptr);
+        _exit(127);
+    }
+    return hub;
+}
+
+int endOf(pid_t hub) {
+    kill(hub, SIGTERM);
+    int status = -1;
+    EXPECT_EQ(waitpid(hub, &status, 0), hub);
+    return status;
+}
+
+TEST(HubLife, GoesOnAlthoughNobodyReadsItsReportAndEndsAlthoughNobodyReadsTheTrace) {
     int trace[2];
     int report[2];
     ASSERT_EQ(pipe(trace) + pipe(report), 0);
     fcntl(trace[1], F_SETPIPE_SZ, 2 * PIPE_BUF);
-    const pid_t hub = fork();
-    if (hub == 0) {
+    fcntl(report[1], F_SETPIPE_SZ, PIPE_BUF);
+    const pid_t hub = startHub([&] {
         dup2(trace[1], STDOUT_FILENO);
         dup2(report[1], STDERR_FILENO);
-        execl(VOS_TEST_BIN_DIR "/vos-hubd", "vos-hubd", "--trace", nullptr);
-        _exit(127);
+    });
+    char text[PIPE_BUF + 1] = "";
+    EXPECT_EQ(read(report[0], text, 1), 1) << "it says that it listens";
+    const auto refused = [] {
+        const Peer peer;
+        peer.send(announcement(EID_HUBD, std::string(50, 'n')));
+        EXPECT_FALSE(peer.receive());
+    };
+    for (int i = 0; i < PIPE_BUF / 50; i++) {
+        refused();
     }
-    char first = 0;
-    EXPECT_EQ(read(report[0], &first, 1), 1) << "it says that it listens";
+    EXPECT_GT(read(report[0], text, PIPE_BUF), 0);
+    refused();
+    EXPECT_GT(read(report[0], text, PIPE_BUF), 0);
+    EXPECT_THAT(text, HasSubstr(" lines before this one are lost\nvos-hubd: disconnecting"));
+
     const Peer peer{VosEntityId{9}};
     for (int i = 0; i < 200; i++) {
         peer.send(message(kType, 9, 9, kEvent));
@@ -620,14 +650,28 @@ TEST(HubLife, EndsAlthoughNobodyReadsTheTrace) {
     for (int waiting = 0; waiting <= PIPE_BUF; ioctl(trace[0], FIONREAD, &waiting)) {
         std::this_thread::yield();
     }
-    kill(hub, SIGTERM);
-    int status = -1;
-    EXPECT_EQ(waitpid(hub, &status, 0), hub);
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(endOf(hub), 0);
     EXPECT_FALSE(std::filesystem::exists(VOS_MSG_HUB_SOCKET_PATH));
     for (const int fd : {trace[0], trace[1], report[0], report[1]}) {
         close(fd);
     }
+}
+
+TEST(HubLife, NeedsNoStandardDescriptors) {
+    const pid_t hub = startHub([] {
+        for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+            close(fd);
+        }
+    });
+    while (!std::filesystem::exists(VOS_MSG_HUB_SOCKET_PATH)) {
+        std::this_thread::yield();
+    }
+    for (const VosEntityId eid : {300U, 301U}) {
+        const Peer peer{eid};
+        EXPECT_EQ(peer.eid(), eid);
+        EXPECT_TRUE(peer.drain().empty());
+    }
+    EXPECT_EQ(endOf(hub), 0);
 }
 
 TEST(HubLife, RefusesWrongCommandLinesInOneLine) {

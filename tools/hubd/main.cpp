@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 
+#include "common/standard_descriptors.h"
 #include "hub.h"
 #include "log.h"
 
@@ -38,6 +39,7 @@ void addOptions(CLI::App &app, hubd::Options &options) {
 
 // NOLINTNEXTLINE(bugprone-exception-escape): without memory for its command line the program may end
 int main(int argc, char **argv) {
+    vostool::openMissingStandardDescriptors();
     hubd::Options options;
     CLI::App app{"Routes messages between daemons; stands in for the firmware's hub.", "vos-hubd"};
     addOptions(app, options);
