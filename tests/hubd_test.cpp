@@ -14,6 +14,7 @@
 #include <csignal>
 #include <cstring>
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -111,10 +112,10 @@ class Peer {
         memcpy(&value, payload.data(), std::min(payload.size(), sizeof value));
         return value;
     }
-    std::vector<hubproto::ClientRow> askForClients() const {
-        const std::string payload = ask(hubproto::kListClients).payload;
-        std::vector<hubproto::ClientRow> rows(payload.size() / sizeof(hubproto::ClientRow));
-        memcpy(rows.data(), payload.data(), rows.size() * sizeof rows[0]);
+    std::vector<hubproto::ClientRow> askForClients() const { return rowsOf(ask(hubproto::kListClients)); }
+    static std::vector<hubproto::ClientRow> rowsOf(const WireMessage &list) {
+        std::vector<hubproto::ClientRow> rows(list.payload.size() / sizeof(hubproto::ClientRow));
+        memcpy(rows.data(), list.payload.data(), rows.size() * sizeof rows[0]);
         return rows;
     }
 
@@ -486,33 +487,78 @@ TEST(HubProtection, GivesUpAReaderThatDoesNotReadAndNobodyElse) {
     EXPECT_EQ(hub.stop(SIGTERM), 0);
 }
 
-TEST(HubProtection, HoldsAFlooderBackUntilAWorkingReaderCatchesUp) {
+TEST(HubProtection, HoldsFloodersBackUntilAWorkingReaderCatchesUp) {
     const HubProcess hub{{"--queue-limit", "1000000", "--longest-pause", "20000"}};
-    const Peer flooder{100};
-    const Peer reader{101};
     const Peer watcher{1};
-    constexpr uint32_t kEvents = 6000;
+    const Peer reader{100};
+    constexpr uint32_t kFlooders = 20;
+    constexpr uint32_t kBurst = 100;
+    constexpr uint32_t kEvents = 3000;
+    std::vector<Peer> flooders;
+    for (uint32_t i = 0; i < kFlooders; i++) {
+        flooders.emplace_back(101 + i);
+    }
+    const auto event = [](const Peer &from, uint32_t number) {
+        return message(kType, from.eid(), 100, kEvent, number, std::string(1000, 'x')).bytes();
+    };
+    for (const Peer &flooder : flooders) {
+        std::string burst;
+        for (uint32_t i = 0; i < kBurst; i++) {
+            burst += event(flooder, i);
+        }
+        flooder.sendBytes(burst);
+    }
     std::thread flood{[&] {
-        for (uint32_t i = 0; i < kEvents; i++) {
-            flooder.send(message(kType, 100, 101, kEvent, i, std::string(1000, 'x')));
+        for (uint32_t i = kBurst; i < kEvents; i++) {
+            flooders[0].sendBytes(event(flooders[0], i));
         }
     }};
-    // Reading begins when the hub takes nothing more from the flooder, or has given the reader up.
+    // Reading begins when the hub takes nothing more from the flooders, or has given the reader up.
     uint64_t taken = 0;
     for (int same = 0; same < 200;) {
         const auto rows = watcher.askForClients();
-        if (rows.size() < 3) {
+        if (rows.size() < kFlooders + 2) {
             break;
         }
-        same = rows[1].messagesIn == taken && rows[2].queuedBytes > 0 ? same + 1 : 0;
-        taken = rows[1].messagesIn;
+        uint64_t now = 0;
+        for (const auto &row : rows) {
+            now += row.eid > 100 ? row.messagesIn : 0;
+        }
+        same = now == taken && rows[1].queuedBytes > 0 ? same + 1 : 0;
+        taken = now;
     }
     uint32_t inOrder = 0;
-    for (auto msg = reader.receive(); msg && msg->header.wordData == inOrder && ++inOrder < kEvents;) {
-        msg = reader.receive();
+    std::map<VosEntityId, uint32_t> numbers;
+    for (auto msg = reader.receive(); msg && msg->header.wordData == numbers[msg->header.src]++;) {
+        msg = ++inOrder < kEvents + (kFlooders - 1) * kBurst ? reader.receive() : std::nullopt;
     }
     flood.join();
-    EXPECT_EQ(inOrder, kEvents);
+    EXPECT_EQ(inOrder, kEvents + (kFlooders - 1) * kBurst);
+}
+
+TEST(HubProtection, ServesARequesterInTurnsAndNoFasterThanItReads) {
+    const HubProcess hub{{"--queue-limit", "1000000", "--longest-pause", "20000"}};
+    const Peer greedy{100};
+    const Peer modest{101};
+    constexpr uint32_t kRequests = 2000;
+    EXPECT_TRUE(greedy.drain().empty());
+    kill(hub.pid(), SIGSTOP);
+    waitpid(hub.pid(), nullptr, WUNTRACED);
+    std::string requests;
+    for (uint32_t i = 0; i < kRequests; i++) {
+        requests += message(hubproto::kListClients, 100, EID_HUBD, kRequest).bytes();
+    }
+    greedy.sendBytes(requests);
+    modest.send(message(hubproto::kListClients, 101, EID_HUBD, kRequest));
+    kill(hub.pid(), SIGCONT);
+    const auto rows = Peer::rowsOf(modest.receive().value_or(WireMessage{}));
+    ASSERT_EQ(rows.size(), 2U);
+    EXPECT_LT(rows[0].messagesIn, 300U) << "the others have their turn in between";
+    uint32_t answered = 0;
+    for (auto list = greedy.receive(); list && Peer::rowsOf(*list).at(0).messagesIn == 3 + answered;) {
+        list = ++answered < kRequests ? greedy.receive() : std::nullopt;
+    }
+    EXPECT_EQ(answered, kRequests);
 }
 
 TEST(HubProtection, DisconnectsOnlyTheSenderOfABrokenFrame) {

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "byte_queue.h"
 #include "framing.h"
 #include "internal/guards.h"
-#include "out_queue.h"
 #include "vos/msg_types.h"
 
 namespace hubd {
@@ -32,7 +32,9 @@ struct Client {
     std::string path;
 
     Partial partial;
-    OutQueue queue;
+    ByteQueue kept;     // read from it, to be served when its turn comes; nothing more is read before
+    ByteQueue queue;    // to be sent to it
+    uint64_t turn = 0;  // the hub's round in which it was served last
     std::vector<PendingRequest> pending;
 
     uint64_t messagesIn = 0;

@@ -15,8 +15,9 @@ class Router {
         : ids_{ids}, outbox_{outbox}, congestion_{congestion}, observers_{observers} {}
 
     /** Routes a message that is not for the hub. Messages in a row for the same destination leave with one system call,
-     *  at the latest with flush(); the frame's bytes stay valid until then. */
-    void route(Client &from, const Frame &frame);
+     *  at the latest with flush(); the frame's bytes stay valid until then.
+     *  @return false when it has to wait: nothing was done with it, its sender is paused */
+    bool route(Client &from, const Frame &frame);
     void flush();
 
     /** A message of the hub's own; `header.dataLength` follows the payload. */
