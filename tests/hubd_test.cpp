@@ -346,6 +346,24 @@ TEST(HubServices, KnowEntities) {
     EXPECT_EQ(idOf("led"), a.eid());
     EXPECT_EQ(idOf("guardd"), VosEntityId{EID_GUARDD});
     EXPECT_EQ(idOf("nobody"), 0U);
+    const std::string longName(3900, 'n');
+    const Peer longNamed{0, longName};
+    EXPECT_EQ(idOf(longName.substr(0, 63).c_str()), longNamed.eid()) << "names end there";
+    EXPECT_EQ(idOf(longName.c_str()), longNamed.eid());
+    const Peer usurper{5000, "led"};
+    EXPECT_EQ(idOf("led"), a.eid()) << "who got its id by the name is first";
+    const Peer named{5001, "by id"};
+    const Peer unnamed{5002};
+    EXPECT_EQ(idOf("by id"), 5001U);
+    EXPECT_EQ(idOf("daemon"), 5002U) << "the name of its program";
+    const Peer first{0, "double"};
+    {
+        const Peer second{0, "double"};
+        EXPECT_EQ(idOf("double"), second.eid());
+    }
+    while (a.askForClients().size() > 6) {
+    }
+    EXPECT_EQ(idOf("double"), first.eid()) << "the one that is still there";
     EXPECT_EQ(a.askResult(VOS_MSG_IS_APP_RUNNING, a.eid()), VOS_RET_OK);
     EXPECT_EQ(a.askResult(VOS_MSG_IS_APP_RUNNING, EID_HUBD), VOS_RET_OK);
     EXPECT_EQ(a.askResult(VOS_MSG_IS_APP_RUNNING, EID_GUARDD), VOS_RET_PEER_GONE);
@@ -358,7 +376,7 @@ TEST(HubServices, KnowEntities) {
     for (const Case &c :
          {Case{"meter", 7000, VOS_RET_OK}, Case{"meter", 7001, VOS_RET_OK}, Case{"other", 7001, VOS_RET_BAD_ARG},
           Case{"other", EID_HUBD, VOS_RET_BAD_ARG}, Case{"guardd", 7002, VOS_RET_BAD_ARG},
-          Case{"", 7003, VOS_RET_BAD_ARG}, Case{"free", 0, VOS_RET_OK}}) {
+          Case{"", 7003, VOS_RET_BAD_ARG}, Case{"free", 0, VOS_RET_OK}, Case{"by id", 0, VOS_RET_OK}}) {
         SCOPED_TRACE(testing::Message() << c.name << " " << c.eid);
         hubproto::EntityDescription description{};
         strcpy(description.name, c.name);
@@ -368,6 +386,7 @@ TEST(HubServices, KnowEntities) {
         EXPECT_EQ(a.askResult(VOS_MSG_ADD_ENTITY_INFO, 0, bytes + "x"), VOS_RET_BAD_ARG);
     }
     EXPECT_EQ(idOf("meter"), 7001U);
+    EXPECT_EQ(idOf("by id"), 5001U) << "who runs keeps its id";
     EXPECT_EQ(Peer(0, "meter").eid(), 7001U);
     EXPECT_EQ(Peer(0, "free").eid(), idOf("free"));
     const auto forget = [&](const std::string &name) { return a.askResult(VOS_MSG_DEL_ENTITY_INFO, 0, name); };

@@ -51,11 +51,10 @@ struct Client {
     bool slow = false;     // did not catch up during a pause of its senders
     uint32_t watched = 0;  // what the poller watches for
 
-    /** "echo (eid 65536, pid 4711)" for report lines; what follows must not be lost behind a long name. */
+    /** "echo (eid 65536, pid 4711)" for report lines. */
     std::string describe() const {
-        constexpr size_t kShownName = 63;  // longer ones do not come from the library
         const std::string process = "pid " + std::to_string(credentials.pid);
-        return eid == 0 ? process : name.substr(0, kShownName) + " (eid " + std::to_string(eid) + ", " + process + ")";
+        return eid == 0 ? process : name + " (eid " + std::to_string(eid) + ", " + process + ")";
     }
 };
 

@@ -243,6 +243,7 @@ void Hub::end(Client &client, const std::string &why) {
     }
     if (client.eid != 0) {
         ids_.erase(client.eid);
+        directory_.leave(client.name, client.eid);
         if (!client.pending.empty()) {
             directory_.retire(client.name, client.eid);  // late replies must not reach its successor
         }
