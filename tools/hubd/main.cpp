@@ -32,7 +32,7 @@ void addOptions(CLI::App &app, hubd::Options &options) {
         ->capture_default_str();
     app.add_option("--plugin-tmp-dir", options.pluginTmpDir, "where plug-ins get their temporary directories")
         ->capture_default_str();
-    app.footer("Exit status: 0 after SIGTERM or SIGINT, 1 when the hub cannot run, 2 for a wrong command line.");
+    app.footer("Exit status: 0 after SIGTERM, SIGINT, SIGHUP, 1 when the hub cannot run, 2 for a wrong command line.");
 }
 
 }  // namespace
