@@ -47,7 +47,7 @@ struct Client {
 
     bool deaf = false;     // its end of the socket is closed: nothing can be sent any more, what it sent is still read
     bool leaving = false;  // about to be disconnected
-    bool paused = false;   // not read for a moment, because it floods its destination
+    uint32_t pauses = 0;   // not read for a moment, because it floods so many destinations
     bool slow = false;     // did not catch up during a pause of its senders
     uint32_t watched = 0;  // what the poller watches for
 

@@ -25,11 +25,10 @@ bool Congestion::mustWait(Client &from, Client &to, size_t size) {
     if (waiting == 0 || to.slow || to.leaving || (waiting < highWater_ && waiting + size <= queueLimit_)) {
         return false;
     }
-    if (!from.paused) {
-        from.paused = true;
-        poller_.update(from);
-        pauses_.push_back({&from, &to, monotonicNs() + longestPauseNs_});
-    }
+    // An event's sender waits for all of its receivers at once, not for one after the other.
+    from.pauses++;
+    poller_.update(from);
+    pauses_.push_back({&from, &to, monotonicNs() + longestPauseNs_});
     return true;
 }
 
@@ -39,7 +38,7 @@ void Congestion::resumeIf(Predicate predicate) {
         if (!predicate(pause)) {
             return false;
         }
-        pause.sender->paused = false;
+        pause.sender->pauses--;
         poller_.update(*pause.sender);
         return true;
     });

@@ -18,7 +18,7 @@ namespace hubd {
 namespace {
 
 constexpr int kAcceptsInARow = 64;
-constexpr int kFramesInATurn = 256;
+constexpr uint64_t kSendsInATurn = 256;
 constexpr int64_t kAcceptRestNs = 100 * kNsPerMs;
 
 // Each client is a descriptor; the soft limit of most systems is too low for a thousand of them.
@@ -140,7 +140,7 @@ void Hub::handleClient(int fd, uint32_t events) {
         congestion_.drained(*client);
         serveKept();  // before others who have not waited fill the queue again
     }
-    if ((events & ~uint32_t{EPOLLOUT}) != 0 && !client->paused && !client->leaving && client->kept.empty()) {
+    if ((events & ~uint32_t{EPOLLOUT}) != 0 && client->pauses == 0 && !client->leaving && client->kept.empty()) {
         readFrom(*client);
     }
     if (!departures_.empty()) {
@@ -177,7 +177,7 @@ void Hub::serveKept() {
     std::vector<Client *> served;
     std::erase_if(kept_, [&](Client *client) {
         const size_t before = client->kept.size();
-        if (!client->paused && !client->leaving && client->turn != round_) {
+        if (client->pauses == 0 && !client->leaving && client->turn != round_) {
             continueWith(*client);
         }
         if (client->kept.size() < before && !client->kept.empty()) {
@@ -190,7 +190,7 @@ void Hub::serveKept() {
 
 void Hub::beginTurn(Client &client) {
     client.turn = round_;
-    framesLeft_ = kFramesInATurn;
+    sendsLeft_ = kSendsInATurn;
 }
 
 void Hub::conclude(Client &client, ReadStatus status) {
@@ -206,6 +206,7 @@ size_t Hub::payloadLimitOf(const Client &client) const {
 }
 
 Turn Hub::receive(Client &client, const Frame &frame) {
+    const uint64_t ownBefore = router_.ownMessages();
     const bool forHub = frame.header.dst == EID_HUBD && (frame.header.flags & VOS_MSG_FLAG_REQUEUE) == 0;
     if (client.eid == 0 || forHub) {
         client.messagesIn++;
@@ -215,7 +216,10 @@ Turn Hub::receive(Client &client, const Frame &frame) {
     } else {
         return Turn::comesLater;
     }
-    return client.leaving || client.paused || --framesLeft_ == 0 ? Turn::isOver : Turn::goesOn;
+    // An event counts as often as it is copied.
+    const uint64_t cost = std::max(router_.ownMessages() - ownBefore, uint64_t{1});
+    sendsLeft_ -= std::min(cost, sendsLeft_);
+    return client.leaving || client.pauses > 0 || sendsLeft_ == 0 ? Turn::isOver : Turn::goesOn;
 }
 
 void Hub::serve(Client &client, const Frame &frame) {
@@ -263,7 +267,7 @@ int64_t Hub::nextDeadlineNs() const {
 }
 
 int Hub::msToNextDeadline() const {
-    if (std::ranges::any_of(kept_, [](const Client *client) { return !client->paused; })) {
+    if (std::ranges::any_of(kept_, [](const Client *client) { return client->pauses == 0; })) {
         return 0;
     }
     const int64_t next = nextDeadlineNs();

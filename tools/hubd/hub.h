@@ -69,7 +69,7 @@ class Hub final : private ClientWalk {
     std::deque<Unannounced> unannounced_;           // in order of deadline
     std::vector<Client *> kept_;                    // those with kept messages; who has waited longest is first
     uint64_t round_ = 0;
-    int framesLeft_ = 0;  // of the current turn
+    uint64_t sendsLeft_ = 0;  // of the current turn
     uint64_t serial_ = 0;
     int64_t acceptAgainNs_ = kNever;  // accepting rests until then
     bool acceptTrouble_ = false;

@@ -25,7 +25,7 @@ void Poller::remove(int fd) {
 
 void Poller::update(Client &client) {
     const bool output = !client.queue.empty() && !client.deaf;
-    const bool input = !client.paused && client.kept.empty();
+    const bool input = client.pauses == 0 && client.kept.empty();
     uint32_t wanted = (input ? uint32_t{EPOLLIN} : 0U) | (output ? uint32_t{EPOLLOUT} : 0U);
     if (wanted == 0) {
         wanted = EPOLLET;  // the end of a client that must wait is told once, not all the time

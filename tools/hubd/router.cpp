@@ -109,6 +109,7 @@ void Router::undeliverable(Client &from, const Frame &frame) {
 
 void Router::sendFromHub(Client &to, VosMsgHeader header, std::span<const std::byte> payload) {
     flush();
+    ownMessages_++;
     header.dataLength = static_cast<uint32_t>(payload.size());
     const auto head = std::as_bytes(std::span{&header, 1});
     own_.assign(head.begin(), head.end());

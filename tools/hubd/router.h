@@ -34,6 +34,9 @@ class Router {
     /** Asks `requester` to send again what it waits for from `returned`, if it does. */
     void resend(Client &requester, VosEntityId returned);
 
+    /** How many messages of the hub's own and copies were sent so far. */
+    uint64_t ownMessages() const { return ownMessages_; }
+
     hubproto::HubCounters &counters() { return counters_; }
 
   private:
@@ -55,6 +58,7 @@ class Router {
     Observers &observers_;
     Run run_;
     std::vector<std::byte> own_;
+    uint64_t ownMessages_ = 0;
     hubproto::HubCounters counters_{};
 };
 
