@@ -14,6 +14,7 @@
 #include <csignal>
 #include <cstring>
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -111,10 +112,10 @@ class Peer {
         memcpy(&value, payload.data(), std::min(payload.size(), sizeof value));
         return value;
     }
-    std::vector<hubproto::ClientRow> askForClients() const {
-        const std::string payload = ask(hubproto::kListClients).payload;
-        std::vector<hubproto::ClientRow> rows(payload.size() / sizeof(hubproto::ClientRow));
-        memcpy(rows.data(), payload.data(), rows.size() * sizeof rows[0]);
+    std::vector<hubproto::ClientRow> askForClients() const { return rowsOf(ask(hubproto::kListClients)); }
+    static std::vector<hubproto::ClientRow> rowsOf(const WireMessage &list) {
+        std::vector<hubproto::ClientRow> rows(list.payload.size() / sizeof(hubproto::ClientRow));
+        memcpy(rows.data(), list.payload.data(), rows.size() * sizeof rows[0]);
         return rows;
     }
 
@@ -345,6 +346,24 @@ TEST(HubServices, KnowEntities) {
     EXPECT_EQ(idOf("led"), a.eid());
     EXPECT_EQ(idOf("guardd"), VosEntityId{EID_GUARDD});
     EXPECT_EQ(idOf("nobody"), 0U);
+    const std::string longName(3900, 'n');
+    const Peer longNamed{0, longName};
+    EXPECT_EQ(idOf(longName.substr(0, 63).c_str()), longNamed.eid()) << "names end there";
+    EXPECT_EQ(idOf(longName.c_str()), longNamed.eid());
+    const Peer usurper{5000, "led"};
+    EXPECT_EQ(idOf("led"), a.eid()) << "who got its id by the name is first";
+    const Peer named{5001, "by id"};
+    const Peer unnamed{5002};
+    EXPECT_EQ(idOf("by id"), 5001U);
+    EXPECT_EQ(idOf("daemon"), 5002U) << "the name of its program";
+    const Peer first{0, "double"};
+    {
+        const Peer second{0, "double"};
+        EXPECT_EQ(idOf("double"), second.eid());
+    }
+    while (a.askForClients().size() > 6) {
+    }
+    EXPECT_EQ(idOf("double"), first.eid()) << "the one that is still there";
     EXPECT_EQ(a.askResult(VOS_MSG_IS_APP_RUNNING, a.eid()), VOS_RET_OK);
     EXPECT_EQ(a.askResult(VOS_MSG_IS_APP_RUNNING, EID_HUBD), VOS_RET_OK);
     EXPECT_EQ(a.askResult(VOS_MSG_IS_APP_RUNNING, EID_GUARDD), VOS_RET_PEER_GONE);
@@ -357,7 +376,7 @@ TEST(HubServices, KnowEntities) {
     for (const Case &c :
          {Case{"meter", 7000, VOS_RET_OK}, Case{"meter", 7001, VOS_RET_OK}, Case{"other", 7001, VOS_RET_BAD_ARG},
           Case{"other", EID_HUBD, VOS_RET_BAD_ARG}, Case{"guardd", 7002, VOS_RET_BAD_ARG},
-          Case{"", 7003, VOS_RET_BAD_ARG}, Case{"free", 0, VOS_RET_OK}}) {
+          Case{"", 7003, VOS_RET_BAD_ARG}, Case{"free", 0, VOS_RET_OK}, Case{"by id", 0, VOS_RET_OK}}) {
         SCOPED_TRACE(testing::Message() << c.name << " " << c.eid);
         hubproto::EntityDescription description{};
         strcpy(description.name, c.name);
@@ -367,6 +386,7 @@ TEST(HubServices, KnowEntities) {
         EXPECT_EQ(a.askResult(VOS_MSG_ADD_ENTITY_INFO, 0, bytes + "x"), VOS_RET_BAD_ARG);
     }
     EXPECT_EQ(idOf("meter"), 7001U);
+    EXPECT_EQ(idOf("by id"), 5001U) << "who runs keeps its id";
     EXPECT_EQ(Peer(0, "meter").eid(), 7001U);
     EXPECT_EQ(Peer(0, "free").eid(), idOf("free"));
     const auto forget = [&](const std::string &name) { return a.askResult(VOS_MSG_DEL_ENTITY_INFO, 0, name); };
@@ -486,33 +506,78 @@ TEST(HubProtection, GivesUpAReaderThatDoesNotReadAndNobodyElse) {
     EXPECT_EQ(hub.stop(SIGTERM), 0);
 }
 
-TEST(HubProtection, HoldsAFlooderBackUntilAWorkingReaderCatchesUp) {
+TEST(HubProtection, HoldsFloodersBackUntilAWorkingReaderCatchesUp) {
     const HubProcess hub{{"--queue-limit", "1000000", "--longest-pause", "20000"}};
-    const Peer flooder{100};
-    const Peer reader{101};
     const Peer watcher{1};
-    constexpr uint32_t kEvents = 6000;
+    const Peer reader{100};
+    constexpr uint32_t kFlooders = 20;
+    constexpr uint32_t kBurst = 100;
+    constexpr uint32_t kEvents = 3000;
+    std::vector<Peer> flooders;
+    for (uint32_t i = 0; i < kFlooders; i++) {
+        flooders.emplace_back(101 + i);
+    }
+    const auto event = [](const Peer &from, uint32_t number) {
+        return message(kType, from.eid(), 100, kEvent, number, std::string(1000, 'x')).bytes();
+    };
+    for (const Peer &flooder : flooders) {
+        std::string burst;
+        for (uint32_t i = 0; i < kBurst; i++) {
+            burst += event(flooder, i);
+        }
+        flooder.sendBytes(burst);
+    }
     std::thread flood{[&] {
-        for (uint32_t i = 0; i < kEvents; i++) {
-            flooder.send(message(kType, 100, 101, kEvent, i, std::string(1000, 'x')));
+        for (uint32_t i = kBurst; i < kEvents; i++) {
+            flooders[0].sendBytes(event(flooders[0], i));
         }
     }};
-    // Reading begins when the hub takes nothing more from the flooder, or has given the reader up.
+    // Reading begins when the hub takes nothing more from the flooders, or has given the reader up.
     uint64_t taken = 0;
     for (int same = 0; same < 200;) {
         const auto rows = watcher.askForClients();
-        if (rows.size() < 3) {
+        if (rows.size() < kFlooders + 2) {
             break;
         }
-        same = rows[1].messagesIn == taken && rows[2].queuedBytes > 0 ? same + 1 : 0;
-        taken = rows[1].messagesIn;
+        uint64_t now = 0;
+        for (const auto &row : rows) {
+            now += row.eid > 100 ? row.messagesIn : 0;
+        }
+        same = now == taken && rows[1].queuedBytes > 0 ? same + 1 : 0;
+        taken = now;
     }
     uint32_t inOrder = 0;
-    for (auto msg = reader.receive(); msg && msg->header.wordData == inOrder && ++inOrder < kEvents;) {
-        msg = reader.receive();
+    std::map<VosEntityId, uint32_t> numbers;
+    for (auto msg = reader.receive(); msg && msg->header.wordData == numbers[msg->header.src]++;) {
+        msg = ++inOrder < kEvents + (kFlooders - 1) * kBurst ? reader.receive() : std::nullopt;
     }
     flood.join();
-    EXPECT_EQ(inOrder, kEvents);
+    EXPECT_EQ(inOrder, kEvents + (kFlooders - 1) * kBurst);
+}
+
+TEST(HubProtection, ServesARequesterInTurnsAndNoFasterThanItReads) {
+    const HubProcess hub{{"--queue-limit", "1000000", "--longest-pause", "20000"}};
+    const Peer greedy{100};
+    const Peer modest{101};
+    constexpr uint32_t kRequests = 2000;
+    EXPECT_TRUE(greedy.drain().empty());
+    kill(hub.pid(), SIGSTOP);
+    waitpid(hub.pid(), nullptr, WUNTRACED);
+    std::string requests;
+    for (uint32_t i = 0; i < kRequests; i++) {
+        requests += message(hubproto::kListClients, 100, EID_HUBD, kRequest).bytes();
+    }
+    greedy.sendBytes(requests);
+    modest.send(message(hubproto::kListClients, 101, EID_HUBD, kRequest));
+    kill(hub.pid(), SIGCONT);
+    const auto rows = Peer::rowsOf(modest.receive().value_or(WireMessage{}));
+    ASSERT_EQ(rows.size(), 2U);
+    EXPECT_LT(rows[0].messagesIn, 300U) << "the others have their turn in between";
+    uint32_t answered = 0;
+    for (auto list = greedy.receive(); list && Peer::rowsOf(*list).at(0).messagesIn == 3 + answered;) {
+        list = ++answered < kRequests ? greedy.receive() : std::nullopt;
+    }
+    EXPECT_EQ(answered, kRequests);
 }
 
 TEST(HubProtection, DisconnectsOnlyTheSenderOfABrokenFrame) {
@@ -599,20 +664,50 @@ TEST(HubLife, EndsCleanlyAndReplacesOnlyADeadHubsSocket) {
     EXPECT_TRUE(stillServed.receive());
 }
 
-TEST(HubLife, EndsAlthoughNobodyReadsTheTrace) {
+/** A vos-hubd whose child `prepare()` sets its descriptors up; to be awaited with waitpid(). */
+template <typename Prepare>
+pid_t startHub(Prepare prepare) {
+    const pid_t hub = fork();
+    if (hub == 0) {
+        prepare();
+        execl(VOS_TEST_BIN_DIR "/vos-hubd", "vos-hubd", "--trace", nullptr);
+        _exit(127);
+    }
+    return hub;
+}
+
+int endOf(pid_t hub) {
+    kill(hub, SIGTERM);
+    int status = -1;
+    EXPECT_EQ(waitpid(hub, &status, 0), hub);
+    return status;
+}
+
+TEST(HubLife, GoesOnAlthoughNobodyReadsItsReportAndEndsAlthoughNobodyReadsTheTrace) {
     int trace[2];
     int report[2];
     ASSERT_EQ(pipe(trace) + pipe(report), 0);
     fcntl(trace[1], F_SETPIPE_SZ, 2 * PIPE_BUF);
-    const pid_t hub = fork();
-    if (hub == 0) {
+    fcntl(report[1], F_SETPIPE_SZ, PIPE_BUF);
+    const pid_t hub = startHub([&] {
         dup2(trace[1], STDOUT_FILENO);
         dup2(report[1], STDERR_FILENO);
-        execl(VOS_TEST_BIN_DIR "/vos-hubd", "vos-hubd", "--trace", nullptr);
-        _exit(127);
+    });
+    char text[PIPE_BUF + 1] = "";
+    EXPECT_EQ(read(report[0], text, 1), 1) << "it says that it listens";
+    const auto refused = [] {
+        const Peer peer;
+        peer.send(announcement(EID_HUBD, std::string(50, 'n')));
+        EXPECT_FALSE(peer.receive());
+    };
+    for (int i = 0; i < PIPE_BUF / 50; i++) {
+        refused();
     }
-    char first = 0;
-    EXPECT_EQ(read(report[0], &first, 1), 1) << "it says that it listens";
+    EXPECT_GT(read(report[0], text, PIPE_BUF), 0);
+    refused();
+    EXPECT_GT(read(report[0], text, PIPE_BUF), 0);
+    EXPECT_THAT(text, HasSubstr(" lines before this one are lost\nvos-hubd: disconnecting"));
+
     const Peer peer{VosEntityId{9}};
     for (int i = 0; i < 200; i++) {
         peer.send(message(kType, 9, 9, kEvent));
@@ -620,14 +715,30 @@ TEST(HubLife, EndsAlthoughNobodyReadsTheTrace) {
     for (int waiting = 0; waiting <= PIPE_BUF; ioctl(trace[0], FIONREAD, &waiting)) {
         std::this_thread::yield();
     }
-    kill(hub, SIGTERM);
-    int status = -1;
-    EXPECT_EQ(waitpid(hub, &status, 0), hub);
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(endOf(hub), 0);
     EXPECT_FALSE(std::filesystem::exists(VOS_MSG_HUB_SOCKET_PATH));
     for (const int fd : {trace[0], trace[1], report[0], report[1]}) {
         close(fd);
     }
+}
+
+TEST(HubLife, NeedsNoStandardOutput) {
+    int report[2];
+    ASSERT_EQ(pipe(report), 0);
+    const pid_t hub = startHub([&] {
+        dup2(report[1], STDERR_FILENO);
+        close(STDOUT_FILENO);
+    });
+    char first = 0;
+    EXPECT_EQ(read(report[0], &first, 1), 1) << "it says that it listens";
+    for (const VosEntityId eid : {300U, 301U}) {
+        const Peer peer{eid};
+        EXPECT_EQ(peer.eid(), eid);
+        EXPECT_TRUE(peer.drain().empty());
+    }
+    EXPECT_EQ(endOf(hub), 0);
+    close(report[0]);
+    close(report[1]);
 }
 
 TEST(HubLife, RefusesWrongCommandLinesInOneLine) {

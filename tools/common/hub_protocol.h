@@ -73,7 +73,7 @@ static_assert(sizeof(HubCounters) == 64);
 /** Payload of VOS_MSG_ADD_ENTITY_INFO as vos-hubd reads it; the library passes it on as opaque bytes. */
 struct EntityDescription {
     char name[64];  // NUL-terminated, not empty, not a name of the firmware's table
-    uint32_t eid;   // the id that a process of this name gets; 0: the hub chooses a dynamic one
+    uint32_t eid;   // the id that a process of this name gets; 0: that of who runs under it, else a dynamic one
     uint8_t ignored[376];
 };
 static_assert(sizeof(EntityDescription) == 444);

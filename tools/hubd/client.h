@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "byte_queue.h"
 #include "framing.h"
 #include "internal/guards.h"
-#include "out_queue.h"
 #include "vos/msg_types.h"
 
 namespace hubd {
@@ -32,7 +32,9 @@ struct Client {
     std::string path;
 
     Partial partial;
-    OutQueue queue;
+    ByteQueue kept;     // read from it, to be served when its turn comes; nothing more is read before
+    ByteQueue queue;    // to be sent to it
+    uint64_t turn = 0;  // the hub's round in which it was served last
     std::vector<PendingRequest> pending;
 
     uint64_t messagesIn = 0;
@@ -45,15 +47,14 @@ struct Client {
 
     bool deaf = false;     // its end of the socket is closed: nothing can be sent any more, what it sent is still read
     bool leaving = false;  // about to be disconnected
-    bool paused = false;   // not read for a moment, because it floods its destination
+    uint32_t pauses = 0;   // not read for a moment, because it floods so many destinations
     bool slow = false;     // did not catch up during a pause of its senders
     uint32_t watched = 0;  // what the poller watches for
 
-    /** "echo (eid 65536, pid 4711)" for report lines; what follows must not be lost behind a long name. */
+    /** "echo (eid 65536, pid 4711)" for report lines. */
     std::string describe() const {
-        constexpr size_t kShownName = 63;  // longer ones do not come from the library
         const std::string process = "pid " + std::to_string(credentials.pid);
-        return eid == 0 ? process : name.substr(0, kShownName) + " (eid " + std::to_string(eid) + ", " + process + ")";
+        return eid == 0 ? process : name + " (eid " + std::to_string(eid) + ", " + process + ")";
     }
 };
 

@@ -16,16 +16,20 @@ constexpr size_t kHighWater = size_t{512} * 1024;
 Congestion::Congestion(Poller &poller, size_t queueLimit, int64_t longestPauseNs)
     : poller_{poller},
       longestPauseNs_{longestPauseNs},
+      queueLimit_{queueLimit},
       highWater_{std::min(kHighWater, queueLimit / 2)},
       lowWater_{highWater_ / 4} {}
 
-void Congestion::queued(Client &from, Client &to) {
-    if (to.queue.size() < highWater_ || to.slow || to.leaving || from.paused || &from == &to) {
-        return;
+bool Congestion::mustWait(Client &from, Client &to, size_t size) {
+    const size_t waiting = to.queue.size();
+    if (waiting == 0 || to.slow || to.leaving || (waiting < highWater_ && waiting + size <= queueLimit_)) {
+        return false;
     }
-    from.paused = true;
+    // An event's sender waits for all of its receivers at once, not for one after the other.
+    from.pauses++;
     poller_.update(from);
     pauses_.push_back({&from, &to, monotonicNs() + longestPauseNs_});
+    return true;
 }
 
 template <typename Predicate>
@@ -34,7 +38,7 @@ void Congestion::resumeIf(Predicate predicate) {
         if (!predicate(pause)) {
             return false;
         }
-        pause.sender->paused = false;
+        pause.sender->pauses--;
         poller_.update(*pause.sender);
         return true;
     });

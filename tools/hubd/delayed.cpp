@@ -1,8 +1,6 @@
 // Messages that clients want back after a delay.
 #include "delayed.h"
 
-#include <algorithm>
-
 namespace hubd {
 
 namespace {
@@ -12,13 +10,13 @@ constexpr size_t kMaxForOneClient = 4096;
 }  // namespace
 
 bool DelayedMessages::add(const Client &client, uint32_t wordData, int64_t dueNs) {
-    std::vector<Key> &keys = byClient_[client.fd.get()];
-    if (keys.size() >= kMaxForOneClient) {
+    std::map<Registration, int64_t> &owned = byClient_[client.fd.get()];
+    if (owned.size() >= kMaxForOneClient) {
         return false;
     }
-    const Key key{dueNs, order_++};
-    keys.push_back(key);
-    byTime_.emplace(key, Due{client.fd.get(), wordData});
+    const uint64_t order = order_++;
+    owned.emplace(Registration{wordData, order}, dueNs);
+    byTime_.emplace(Key{dueNs, order}, Due{client.fd.get(), wordData});
     return true;
 }
 
@@ -27,19 +25,18 @@ void DelayedMessages::cancel(const Client &client, uint32_t wordData) {
     if (owned == byClient_.end()) {
         return;
     }
-    const auto key =
-        std::ranges::find(owned->second, wordData, [this](const Key &k) { return byTime_.at(k).wordData; });
-    if (key != owned->second.end()) {
-        byTime_.erase(*key);
-        owned->second.erase(key);
+    const auto oldest = owned->second.lower_bound({wordData, 0});
+    if (oldest != owned->second.end() && oldest->first.wordData == wordData) {
+        byTime_.erase({oldest->second, oldest->first.order});
+        owned->second.erase(oldest);
     }
 }
 
 void DelayedMessages::forget(const Client &client) {
     const auto owned = byClient_.find(client.fd.get());
     if (owned != byClient_.end()) {
-        for (const Key &key : owned->second) {
-            byTime_.erase(key);
+        for (const auto &[registration, dueNs] : owned->second) {
+            byTime_.erase({dueNs, registration.order});
         }
         byClient_.erase(owned);
     }
@@ -55,7 +52,7 @@ std::optional<DelayedMessages::Due> DelayedMessages::takeDue(int64_t nowNs) {
     }
     const auto [key, due] = *byTime_.begin();
     byTime_.erase(byTime_.begin());
-    std::erase(byClient_[due.fd], key);
+    byClient_[due.fd].erase({due.wordData, key.order});
     return due;
 }
 

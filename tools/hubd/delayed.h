@@ -34,8 +34,13 @@ class DelayedMessages {
         uint64_t order;
         auto operator<=>(const Key &) const = default;
     };
+    struct Registration {
+        uint32_t wordData;
+        uint64_t order;
+        auto operator<=>(const Registration &) const = default;
+    };
     std::map<Key, Due> byTime_;
-    std::unordered_map<int, std::vector<Key>> byClient_;  // in order of registration
+    std::unordered_map<int, std::map<Registration, int64_t>> byClient_;  // when each is due
     uint64_t order_ = 0;
 };
 

@@ -70,6 +70,18 @@ std::optional<VosEntityId> EntityDirectory::idForLaunch(const std::string &name)
     return eid;
 }
 
+void EntityDirectory::enter(const std::string &name, VosEntityId eid) {
+    connected_[name].push_back(eid);
+}
+
+void EntityDirectory::leave(const std::string &name, VosEntityId eid) {
+    const auto found = connected_.find(name);
+    std::erase(found->second, eid);
+    if (found->second.empty()) {
+        connected_.erase(found);
+    }
+}
+
 void EntityDirectory::retire(const std::string &name, VosEntityId eid) {
     const auto last = dynamic_.find(name);
     if (last != dynamic_.end() && last->second == eid) {
@@ -82,7 +94,12 @@ VosEntityId EntityDirectory::idOf(const std::string &name) const {
         return *fixed;
     }
     const auto last = dynamic_.find(name);
-    return last != dynamic_.end() && ids_.find(last->second) != nullptr ? last->second : 0;
+    const Client *holder = last != dynamic_.end() ? ids_.find(last->second) : nullptr;
+    if (holder != nullptr && holder->name == name) {
+        return last->second;
+    }
+    const auto found = connected_.find(name);
+    return found != connected_.end() ? found->second.back() : 0;
 }
 
 std::string EntityDirectory::nameOf(VosEntityId eid) const {
@@ -109,7 +126,8 @@ VosRet EntityDirectory::add(const hubproto::EntityDescription &description) {
     if (added_.size() >= kMaxAdded && !added_.contains(name)) {
         return VOS_RET_NO_RESOURCE;
     }
-    const auto eid = description.eid != 0 ? std::optional{description.eid} : idForLaunch(name);
+    const VosEntityId known = description.eid != 0 ? description.eid : idOf(name);
+    const auto eid = known != 0 ? std::optional{known} : idForLaunch(name);
     if (!eid) {
         return VOS_RET_NO_RESOURCE;
     }

@@ -7,12 +7,16 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 #include "common/hub_protocol.h"
 #include "id_table.h"
 #include "vos/ret.h"
 
 namespace hubd {
+
+/** A name is 64 bytes at most, its NUL included; the library sends no longer ones. */
+constexpr size_t kMaxName = 63;
 
 class EntityDirectory {
   public:
@@ -22,10 +26,15 @@ class EntityDirectory {
      *  or a new dynamic one. Nothing when all dynamic ids are taken. */
     std::optional<VosEntityId> idForLaunch(const std::string &name);
 
+    /** Whoever holds an id can be looked up by its name while it is connected. */
+    void enter(const std::string &name, VosEntityId eid);
+    void leave(const std::string &name, VosEntityId eid);
+
     /** Lets the next process of this name have another dynamic id than this. */
     void retire(const std::string &name, VosEntityId eid);
 
-    /** The id of a name: a row's, an added row's, or that of the running process. 0 for an unknown name. */
+    /** The id of a name: a row's, an added row's, or that of the running process; of several the latest one's. 0 for an
+     *  unknown name. */
     VosEntityId idOf(const std::string &name) const;
 
     /** The name of an id: the running process's, or the row's. Empty for an unknown id. */
@@ -40,7 +49,8 @@ class EntityDirectory {
 
     const IdTable &ids_;
     std::map<std::string, VosEntityId> added_;
-    std::unordered_map<std::string, VosEntityId> dynamic_;  // the last id of a name
+    std::unordered_map<std::string, VosEntityId> dynamic_;                 // the last id of a name
+    std::unordered_map<std::string, std::vector<VosEntityId>> connected_;  // in order of announcement
     VosEntityId nextDynamic_ = kFirstDynamicId;
 };
 

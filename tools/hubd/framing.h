@@ -8,6 +8,7 @@
 #include <span>
 #include <vector>
 
+#include "byte_queue.h"
 #include "vos/msg_types.h"
 
 namespace hubd {
@@ -44,33 +45,54 @@ class Partial {
     size_t capacity_ = 0;
 };
 
-enum class ReadStatus { ok, closed, broken };
+enum class ReadStatus { ok, kept, closed, broken };
+
+/** What a sink says about the message that it got. */
+enum class Turn {
+    goesOn,     // it is done with
+    isOver,     // it is done with; what follows waits for the client's next turn
+    comesLater  // it waits itself
+};
 
 /** Reads of all clients, through one buffer that stays warm in the cache. */
 class FrameReader {
   public:
     FrameReader() : buffer_(kBufferSize) {}
 
-    /** One read from a non-blocking socket. `sink(const Frame &)` gets every message that is complete with it, in
-     *  order; it ends the work by returning false. The bytes stay valid until the next read.
-     *  @return broken for a payload longer than `payloadLimit()` says before each message; closed at the end of the
-     *          stream */
+    /** One read from a non-blocking socket. `Turn sink(const Frame &)` gets every message that is complete with it, in
+     *  order, until the turn is over; the rest goes to `kept`. The bytes stay valid until the next read.
+     *  @return as cut() does; closed at the end of the stream */
     template <typename Limit, typename Sink>
-    ReadStatus read(int fd, Partial &partial, Limit &&payloadLimit, Sink &&sink) {
+    ReadStatus read(int fd, Partial &partial, ByteQueue &kept, Limit &&payloadLimit, Sink &&sink) {
         bool assembled = false;
         size_t available = 0;
-        const ReadStatus status = fill(fd, partial, &assembled, &available);
+        ReadStatus status = fill(fd, partial, &assembled, &available);
         if (status != ReadStatus::ok) {
             return status;
         }
+        Turn turn = Turn::goesOn;
         if (assembled) {
             whole_ = std::move(partial);
             partial.clear();  // NOLINT(bugprone-use-after-move): which makes it a fresh one
-            if (!sink(frameAt(whole_.bytes()))) {
-                return ReadStatus::ok;
+            turn = sink(frameAt(whole_.bytes()));
+            if (turn == Turn::comesLater) {
+                kept.append(whole_.bytes());
             }
         }
         std::span<const std::byte> rest = std::span{buffer_}.first(available);
+        status = turn == Turn::goesOn ? cut(rest, partial, payloadLimit, sink) : ReadStatus::kept;
+        if (status == ReadStatus::kept) {
+            kept.append(rest);
+        }
+        return status;
+    }
+
+    /** Gives the messages at the front of `rest` to the sink, which leaves those that are not done with; the beginning
+     * of a last one goes to `partial`.
+     *  @return kept when the sink ended the turn; broken for a payload longer than `payloadLimit()` says before each
+     *          message */
+    template <typename Limit, typename Sink>
+    static ReadStatus cut(std::span<const std::byte> &rest, Partial &partial, Limit &&payloadLimit, Sink &&sink) {
         while (rest.size() >= sizeof(VosMsgHeader)) {
             Frame frame = frameAt(rest);
             if (frame.header.dataLength > payloadLimit()) {
@@ -81,13 +103,18 @@ class FrameReader {
                 break;
             }
             frame.bytes = rest.first(size);
+            const Turn turn = sink(frame);
+            if (turn == Turn::comesLater) {
+                return ReadStatus::kept;
+            }
             rest = rest.subspan(size);
-            if (!sink(frame)) {
-                return ReadStatus::ok;
+            if (turn == Turn::isOver) {
+                return ReadStatus::kept;
             }
         }
         if (!rest.empty()) {
             partial.append(rest);
+            rest = {};
         }
         return ReadStatus::ok;
     }

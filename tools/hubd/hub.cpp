@@ -18,6 +18,7 @@ namespace hubd {
 namespace {
 
 constexpr int kAcceptsInARow = 64;
+constexpr uint64_t kSendsInATurn = 256;
 constexpr int64_t kAcceptRestNs = 100 * kNsPerMs;
 
 // Each client is a descriptor; the soft limit of most systems is too low for a thousand of them.
@@ -62,6 +63,7 @@ Hub::Hub(const Options &options)
 void Hub::run() {
     logLine("listening on %s", options_.socketPath.c_str());
     while (running_) {
+        round_++;
         for (const epoll_event &event : poller_.wait(msToNextDeadline())) {
             const int fd = event.data.fd;
             if (fd == listener_.fd()) {
@@ -73,6 +75,8 @@ void Hub::run() {
             }
         }
         runDeadlines();
+        serveKept();
+        endDepartures();
         observers_.flush();
         ended_.clear();
     }
@@ -134,8 +138,9 @@ void Hub::handleClient(int fd, uint32_t events) {
     if ((events & EPOLLOUT) != 0) {
         outbox_.drain(*client);
         congestion_.drained(*client);
+        serveKept();  // before others who have not waited fill the queue again
     }
-    if ((events & ~uint32_t{EPOLLOUT}) != 0) {
+    if ((events & ~uint32_t{EPOLLOUT}) != 0 && client->pauses == 0 && !client->leaving && client->kept.empty()) {
         readFrom(*client);
     }
     if (!departures_.empty()) {
@@ -144,31 +149,89 @@ void Hub::handleClient(int fd, uint32_t events) {
 }
 
 void Hub::readFrom(Client &client) {
-    const auto payloadLimit = [&] { return client.eid == 0 ? kMaxAnnouncement : options_.payloadLimit; };
-    const ReadStatus status = reader_.read(client.fd.get(), client.partial, payloadLimit,
-                                           [&](const Frame &frame) { return receive(client, frame); });
+    beginTurn(client);
+    const ReadStatus status = reader_.read(
+        client.fd.get(), client.partial, client.kept, [&] { return payloadLimitOf(client); },
+        [&](const Frame &frame) { return receive(client, frame); });
     router_.flush();
+    if (!client.kept.empty()) {
+        kept_.push_back(&client);
+        poller_.update(client);
+    }
+    conclude(client, status);
+}
+
+void Hub::continueWith(Client &client) {
+    beginTurn(client);
+    std::span<const std::byte> rest = client.kept.waiting();
+    const ReadStatus status = FrameReader::cut(
+        rest, client.partial, [&] { return payloadLimitOf(client); },
+        [&](const Frame &frame) { return receive(client, frame); });
+    router_.flush();
+    client.kept.consume(client.kept.size() - rest.size());
+    poller_.update(client);
+    conclude(client, status);
+}
+
+void Hub::serveKept() {
+    std::vector<Client *> served;
+    std::erase_if(kept_, [&](Client *client) {
+        const size_t before = client->kept.size();
+        if (client->pauses == 0 && !client->leaving && client->turn != round_) {
+            continueWith(*client);
+        }
+        if (client->kept.size() < before && !client->kept.empty()) {
+            served.push_back(client);
+        }
+        return client->kept.size() < before;
+    });
+    kept_.insert(kept_.end(), served.begin(), served.end());
+}
+
+void Hub::beginTurn(Client &client) {
+    client.turn = round_;
+    sendsLeft_ = kSendsInATurn;
+}
+
+void Hub::conclude(Client &client, ReadStatus status) {
     if (status == ReadStatus::broken) {
-        departures_.add(client, "announces a longer payload than " + std::to_string(payloadLimit()) + " bytes");
+        departures_.add(client, "announces a longer payload than " + std::to_string(payloadLimitOf(client)) + " bytes");
     } else if (status == ReadStatus::closed) {
         departures_.add(client, "");
     }
 }
 
-bool Hub::receive(Client &client, const Frame &frame) {
-    client.messagesIn++;
+size_t Hub::payloadLimitOf(const Client &client) const {
+    return client.eid == 0 ? kMaxAnnouncement : options_.payloadLimit;
+}
+
+Turn Hub::receive(Client &client, const Frame &frame) {
+    const uint64_t ownBefore = router_.ownMessages();
+    const bool forHub = frame.header.dst == EID_HUBD && (frame.header.flags & VOS_MSG_FLAG_REQUEUE) == 0;
+    if (client.eid == 0 || forHub) {
+        client.messagesIn++;
+        serve(client, frame);
+    } else if (router_.route(client, frame)) [[likely]] {
+        client.messagesIn++;
+    } else {
+        return Turn::comesLater;
+    }
+    // An event counts as often as it is copied.
+    const uint64_t cost = std::max(router_.ownMessages() - ownBefore, uint64_t{1});
+    sendsLeft_ -= std::min(cost, sendsLeft_);
+    return client.leaving || client.pauses > 0 || sendsLeft_ == 0 ? Turn::isOver : Turn::goesOn;
+}
+
+void Hub::serve(Client &client, const Frame &frame) {
     if (client.eid == 0) {
         if (std::string why = launcher_.launch(client, frame); !why.empty()) {
             departures_.add(client, std::move(why));
         }
-    } else if (frame.header.dst != EID_HUBD || (frame.header.flags & VOS_MSG_FLAG_REQUEUE) != 0) [[likely]] {
-        router_.route(client, frame);
     } else if (frame.header.type == VOS_MSG_LAUNCHED) {
         departures_.add(client, "announces itself twice");
     } else {
         services_.handle(client, frame);
     }
-    return !client.leaving;
 }
 
 void Hub::endDepartures() {
@@ -184,6 +247,7 @@ void Hub::end(Client &client, const std::string &why) {
     }
     if (client.eid != 0) {
         ids_.erase(client.eid);
+        directory_.leave(client.name, client.eid);
         if (!client.pending.empty()) {
             directory_.retire(client.name, client.eid);  // late replies must not reach its successor
         }
@@ -191,6 +255,7 @@ void Hub::end(Client &client, const std::string &why) {
     services_.forget(client);
     observers_.detach(client);
     congestion_.forget(client);
+    std::erase(kept_, &client);
     ended_.push_back(std::move(clients_[static_cast<size_t>(client.fd.get())]));
     poller_.remove(client.fd.get());
 }
@@ -202,6 +267,9 @@ int64_t Hub::nextDeadlineNs() const {
 }
 
 int Hub::msToNextDeadline() const {
+    if (std::ranges::any_of(kept_, [](const Client *client) { return client->pauses == 0; })) {
+        return 0;
+    }
     const int64_t next = nextDeadlineNs();
     if (next == kNever) {
         return -1;

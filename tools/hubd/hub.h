@@ -26,7 +26,14 @@ class Hub final : private ClientWalk {
     void admit(vos::UniqueFd fd);
     void handleClient(int fd, uint32_t events);
     void readFrom(Client &client);
-    bool receive(Client &client, const Frame &frame);
+    void continueWith(Client &client);
+    /** Gives every client with kept messages a turn, unless it has to wait or had its turn in this round. */
+    void serveKept();
+    void beginTurn(Client &client);
+    void conclude(Client &client, ReadStatus status);
+    Turn receive(Client &client, const Frame &frame);
+    void serve(Client &client, const Frame &frame);
+    size_t payloadLimitOf(const Client &client) const;
     void endDepartures();
     void end(Client &client, const std::string &why);
 
@@ -60,6 +67,9 @@ class Hub final : private ClientWalk {
     std::vector<std::unique_ptr<Client>> clients_;  // by descriptor
     std::vector<std::unique_ptr<Client>> ended_;    // kept until no event of the last wait can name them
     std::deque<Unannounced> unannounced_;           // in order of deadline
+    std::vector<Client *> kept_;                    // those with kept messages; who has waited longest is first
+    uint64_t round_ = 0;
+    uint64_t sendsLeft_ = 0;  // of the current turn
     uint64_t serial_ = 0;
     int64_t acceptAgainNs_ = kNever;  // accepting rests until then
     bool acceptTrouble_ = false;

@@ -1,8 +1,6 @@
 // Which client wants a copy of which events.
 #include "interests.h"
 
-#include <algorithm>
-
 namespace hubd {
 
 namespace {
@@ -12,21 +10,21 @@ constexpr size_t kMaxForOneClient = 4096;
 }  // namespace
 
 VosRet Interests::add(Client &client, uint32_t type) {
-    std::vector<uint32_t> &types = byClient_[&client];
-    if (std::ranges::find(types, type) != types.end()) {
+    std::unordered_set<uint32_t> &types = byClient_[&client];
+    if (types.contains(type)) {
         return VOS_RET_OK;
     }
     if (types.size() >= kMaxForOneClient) {
         return VOS_RET_NO_RESOURCE;
     }
-    types.push_back(type);
+    types.insert(type);
     byType_[type].push_back(&client);
     return VOS_RET_OK;
 }
 
 VosRet Interests::remove(Client &client, uint32_t type) {
     const auto owned = byClient_.find(&client);
-    if (owned == byClient_.end() || std::erase(owned->second, type) == 0) {
+    if (owned == byClient_.end() || owned->second.erase(type) == 0) {
         return VOS_RET_NOT_IN_LIST;
     }
     const auto registered = byType_.find(type);
@@ -42,7 +40,7 @@ void Interests::forget(Client &client) {
     if (owned == byClient_.end()) {
         return;
     }
-    for (const uint32_t type : std::vector{owned->second}) {
+    for (const uint32_t type : std::unordered_set{owned->second}) {
         remove(client, type);
     }
     byClient_.erase(owned);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "client.h"
@@ -21,7 +22,7 @@ class Interests {
 
   private:
     std::unordered_map<uint32_t, std::vector<Client *>> byType_;
-    std::unordered_map<const Client *, std::vector<uint32_t>> byClient_;
+    std::unordered_map<const Client *, std::unordered_set<uint32_t>> byClient_;
 };
 
 }  // namespace hubd

@@ -13,7 +13,7 @@ std::string Launcher::launch(Client &client, const Frame &frame) {
         return "its first message is no announcement";
     }
     vos::ByteReader reader{frame.payload().data(), frame.payload().size()};
-    const std::string name{reader.terminatedText()};
+    const std::string name{reader.terminatedText().substr(0, kMaxName)};
     const std::string path{reader.terminatedText()};
     if (!reader.ok()) {
         return "its announcement is broken";
@@ -33,10 +33,11 @@ std::string Launcher::launch(Client &client, const Frame &frame) {
     client.eid = *eid;
     client.name = !name.empty() ? name : directory_.nameOf(*eid);
     if (client.name.empty()) {
-        client.name = std::filesystem::path{path}.filename();
+        client.name = std::filesystem::path{path}.filename().string().substr(0, kMaxName);
     }
     client.path = path;
     ids_.insert(*eid, &client);
+    directory_.enter(client.name, *eid);
 
     VosMsgHeader answer{};
     answer.type = VOS_MSG_LAUNCHED;

@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 
+#include "common/standard_descriptors.h"
 #include "hub.h"
 #include "log.h"
 
@@ -31,13 +32,14 @@ void addOptions(CLI::App &app, hubd::Options &options) {
         ->capture_default_str();
     app.add_option("--plugin-tmp-dir", options.pluginTmpDir, "where plug-ins get their temporary directories")
         ->capture_default_str();
-    app.footer("Exit status: 0 after SIGTERM or SIGINT, 1 when the hub cannot run, 2 for a wrong command line.");
+    app.footer("Exit status: 0 after SIGTERM, SIGINT, SIGHUP, 1 when the hub cannot run, 2 for a wrong command line.");
 }
 
 }  // namespace
 
 // NOLINTNEXTLINE(bugprone-exception-escape): without memory for its command line the program may end
 int main(int argc, char **argv) {
+    vostool::openMissingStandardDescriptors();
     hubd::Options options;
     CLI::App app{"Routes messages between daemons; stands in for the firmware's hub.", "vos-hubd"};
     addOptions(app, options);

@@ -25,7 +25,11 @@ void Poller::remove(int fd) {
 
 void Poller::update(Client &client) {
     const bool output = !client.queue.empty() && !client.deaf;
-    const uint32_t wanted = (client.paused ? 0U : uint32_t{EPOLLIN}) | (output ? uint32_t{EPOLLOUT} : 0U);
+    const bool input = client.pauses == 0 && client.kept.empty();
+    uint32_t wanted = (input ? uint32_t{EPOLLIN} : 0U) | (output ? uint32_t{EPOLLOUT} : 0U);
+    if (wanted == 0) {
+        wanted = EPOLLET;  // the end of a client that must wait is told once, not all the time
+    }
     if (wanted == client.watched) {
         return;
     }

@@ -17,7 +17,8 @@ class Poller {
     /** Starts watching for input; false when the system lacks memory for it. */
     [[nodiscard]] bool add(int fd);
     void remove(int fd);
-    /** Watches a client for what its state asks for: input unless paused, output while something waits for it. */
+    /** Watches a client for what its state asks for: input unless it has to wait, output while something
+     *  waits for it. */
     void update(Client &client);
 
     /** Waits `timeoutMs` (-1: without limit); the events are valid until the next call. */

@@ -32,7 +32,7 @@ inline void Router::follow(Client &from, Client &to, const VosMsgHeader &header)
     }
 }
 
-void Router::route(Client &from, const Frame &frame) {
+bool Router::route(Client &from, const Frame &frame) {
     const VosMsgHeader &header = frame.header;
     Client *to = ids_.find(header.dst);
     if (to == nullptr && (header.flags & VOS_MSG_FLAG_REQUEUE) != 0) {
@@ -41,19 +41,28 @@ void Router::route(Client &from, const Frame &frame) {
     if (to == nullptr) {
         flush();
         undeliverable(from, frame);
-        return;
+        return true;
+    }
+    const bool joins = run_.to == to && run_.from == &from &&
+                       run_.bytes.data() + run_.bytes.size() == frame.bytes.data() &&
+                       run_.bytes.size() + frame.bytes.size() <= congestion_.longestRun();
+    if (!joins) {
+        flush();
+        if (!to->queue.empty() && congestion_.mustWait(from, *to, frame.bytes.size())) [[unlikely]] {
+            return false;
+        }
     }
     if (observers_.active()) [[unlikely]] {
         observers_.observe(frame, hubproto::Verdict::delivered);
     }
     follow(from, *to, header);
-    if (run_.to == to && run_.from == &from && run_.bytes.data() + run_.bytes.size() == frame.bytes.data()) {
+    if (joins) {
         run_.bytes = {run_.bytes.data(), run_.bytes.size() + frame.bytes.size()};
         run_.count++;
-        return;
+    } else {
+        run_ = {&from, to, frame.bytes, 1};
     }
-    flush();
-    run_ = {&from, to, frame.bytes, 1};
+    return true;
 }
 
 void Router::flush() {
@@ -100,6 +109,7 @@ void Router::undeliverable(Client &from, const Frame &frame) {
 
 void Router::sendFromHub(Client &to, VosMsgHeader header, std::span<const std::byte> payload) {
     flush();
+    ownMessages_++;
     header.dataLength = static_cast<uint32_t>(payload.size());
     const auto head = std::as_bytes(std::span{&header, 1});
     own_.assign(head.begin(), head.end());
@@ -133,6 +143,9 @@ void Router::reply(Client &requester, const VosMsgHeader &request, uint32_t word
         static_cast<uint16_t>(VOS_MSG_FLAG_RESPONSE | (request.flags & (VOS_MSG_FLAG_KEEP | VOS_MSG_FLAG_SRPC)));
     header.wordData = wordData;
     sendFromHub(requester, header, payload);
+    if (!requester.queue.empty()) {
+        congestion_.queued(requester, requester);
+    }
 }
 
 void Router::resend(Client &requester, VosEntityId returned) {

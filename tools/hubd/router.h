@@ -15,8 +15,9 @@ class Router {
         : ids_{ids}, outbox_{outbox}, congestion_{congestion}, observers_{observers} {}
 
     /** Routes a message that is not for the hub. Messages in a row for the same destination leave with one system call,
-     *  at the latest with flush(); the frame's bytes stay valid until then. */
-    void route(Client &from, const Frame &frame);
+     *  at the latest with flush(); the frame's bytes stay valid until then.
+     *  @return false when it has to wait: nothing was done with it, its sender is paused */
+    bool route(Client &from, const Frame &frame);
     void flush();
 
     /** A message of the hub's own; `header.dataLength` follows the payload. */
@@ -32,6 +33,9 @@ class Router {
 
     /** Asks `requester` to send again what it waits for from `returned`, if it does. */
     void resend(Client &requester, VosEntityId returned);
+
+    /** How many messages of the hub's own and copies were sent so far. */
+    uint64_t ownMessages() const { return ownMessages_; }
 
     hubproto::HubCounters &counters() { return counters_; }
 
@@ -54,6 +58,7 @@ class Router {
     Observers &observers_;
     Run run_;
     std::vector<std::byte> own_;
+    uint64_t ownMessages_ = 0;
     hubproto::HubCounters counters_{};
 };
 

@@ -199,7 +199,7 @@ void Services::deleteEntity(Client &from, const Frame &frame) {
 }
 
 void Services::eidByAppName(Client &from, const Frame &frame) {
-    const std::string name = textOf(frame);
+    const std::string name = textOf(frame).substr(0, kMaxName);
     router_.reply(from, frame.header, name.empty() ? 0 : directory_.idOf(name));
 }
 

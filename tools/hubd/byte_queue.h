@@ -1,4 +1,4 @@
-// Bytes that wait until a client's socket takes them.
+// Bytes that wait: for a client's socket to take them, or for its turn to be served.
 #pragma once
 
 #include <cstddef>
@@ -8,7 +8,7 @@
 
 namespace hubd {
 
-class OutQueue {
+class ByteQueue {
   public:
     size_t size() const { return bytes_.size() - head_; }
     bool empty() const { return size() == 0; }
