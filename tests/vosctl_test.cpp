@@ -4,9 +4,11 @@
 #include <linux/sockios.h>
 #include <sys/ioctl.h>
 
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <future>
 #include <optional>
@@ -131,9 +133,8 @@ TEST(Vosctl, SaysInOneLineWhyTheWorkFailed) {
     }
     EXPECT_EQ(vostest::readText(capture), "kept");
     ASSERT_EQ(symlink(VOS_MSG_HUB_SOCKET_PATH, VOS_MSG_HUB_SOCKET_PATH), 0);
-    EXPECT_EQ(vosctl("list").err,
-              "vosctl: cannot connect to the hub at /var/hubd_messaging_server_addr: Too many levels "
-              "of symbolic links\n");
+    EXPECT_EQ(vosctl("list").err, "vosctl: cannot connect to the hub at /var/hubd_messaging_server_addr: " +
+                                      std::string{strerror(ELOOP)} + "\n");
     unlink(VOS_MSG_HUB_SOCKET_PATH);
     const HubProcess hub;
     const Peer deaf{"deaf"};

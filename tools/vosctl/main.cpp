@@ -44,6 +44,8 @@ Command::Command(const char *commandName, const char *commandSummary, SetUp comm
 // NOLINTNEXTLINE(bugprone-exception-escape): without memory for its command line the program may end
 int main(int argc, char **argv) {
     vostool::openMissingStandardDescriptors();
+    // Written out by flushOutput() only: musl writes the first line at once, and why that failed would be lost.
+    setvbuf(stdout, nullptr, _IOFBF, BUFSIZ);
     CLI::App app{"Talks to the hub and to what runs on it.", "vosctl"};
     app.set_version_flag("--version", VOSCTL_VERSION);
     app.require_subcommand(1);
