@@ -19,7 +19,8 @@ VOS_BEGIN_DECLS
  *
  *  @param attachExisting  true: join what another process created, its state stays; false: create where missing and set
  *                         it free, whoever holds it
- *  @param semId           receives the identifier, -1 when it could not be had; after a failed reset that of the set removed
+ *  @param semId           receives the identifier, -1 when it could not be had; after a failed reset that of the set
+ *                         removed
  *  @return VOS_RET_OK; VOS_RET_ERROR; VOS_RET_BAD_ARG for a NULL @p semId
  */
 VosRet vosSem_init(uint32_t key, bool attachExisting, int32_t *semId);
