@@ -2,8 +2,7 @@
 """Runs every test of a sanitizer build again and again, each time with another of the library's calls for memory or
 descriptors failing, and tells of crashes, sanitizer reports, hangs and leaks. Started by scripts/faults.sh.
 
-A test that fails is none of these: it expects success. Where the calls of one test are too many, a few calls of every
-way through the library are taken instead of all."""
+A test that fails is none of these: it expects success."""
 import argparse
 import os
 import re
@@ -22,12 +21,10 @@ ROOT = Path(__file__).resolve().parent.parent
 LEFT_OUT = re.compile(r"OutOf(Memory|Descriptors)\.")  # these make calls fail themselves
 SECONDS = 30  # to wait in; tests wait 10 for what does not come
 BUSY_SECONDS = 5  # of processor time more than without a failure: it did not wait but ran in circles
-ALL_CALLS_UP_TO = 200
-CALLS_OF_A_WAY = 8
+JOBS = 6  # for each processor: many runs only wait
 # Leave a block of their own behind when their next call fails: callers' heap statistics count on it.
 KEEPERS = ("vos::receiveMessage(", "UTIL_taskStart")
-# What processes share, see tests/faults/preload.cpp: count, text of the failed call's way, hashes of the counted ones'.
-WAY_SIZE, WAYS_AT, SHARED_SIZE = 4092, 4096, 4096 + 4 * 1024 * 1024
+SHARED_SIZE = 4096  # what processes share, see tests/faults/preload.cpp: count, text of the failed call's way
 FRAME = re.compile(r"#\d+ 0x[0-9a-f]+ +\((.+?)\+(0x[0-9a-f]+)\)")
 
 
@@ -95,9 +92,7 @@ class Run:
             _, self.status, self.usage = os.wait4(process.pid, 0)
             process.returncode = self.status
         with open(shared, "rb") as file:
-            self.calls, way = struct.unpack(f"I{WAY_SIZE}s", file.read(WAYS_AT))
-            counted = min(self.calls, (SHARED_SIZE - WAYS_AT) // 4 - 1)
-            self.ways = struct.unpack(f"{counted + 1}I", file.read(4 * (counted + 1)))
+            self.calls, way = struct.unpack(f"I{SHARED_SIZE - 4}s", file.read())
         self.way = [tuple(line.rsplit("+", 1)) for line in way.split(b"\0")[0].decode().splitlines()]
         self.reports = [path.read_text(errors="replace") for path in sorted(directory.glob("shared.report.*"))]
         shutil.rmtree(directory)
@@ -151,23 +146,12 @@ def tests_of(build, wanted):
                 yield binary, suite + name
 
 
-def calls_to_fail(baseline, every):
-    """Numbers of the calls, all of them or some of every way."""
-    if every or baseline.calls <= ALL_CALLS_UP_TO:
-        return range(1, baseline.calls + 1)
-    calls_of = {}
-    for call, way in enumerate(baseline.ways[1:], 1):
-        calls_of.setdefault(way, []).append(call)
-    return [call for calls in calls_of.values() for call in calls[::-(-len(calls) // CALLS_OF_A_WAY)]]
-
-
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("build", type=Path)
     parser.add_argument("resource", choices=("memory", "descriptors"))
     parser.add_argument("tests", nargs="?", default="", help="regular expression")
-    parser.add_argument("--every", action="store_true", help="every call also of tests that make many")
-    parser.add_argument("--jobs", type=int, default=2 * (os.cpu_count() or 1))
+    parser.add_argument("--jobs", type=int, default=JOBS * (os.cpu_count() or 1))
     options = parser.parse_args()
     options.build = options.build.resolve()
     if re.search(r"[\s:]", str(options.build)):
@@ -176,14 +160,13 @@ def main():
     start = time.monotonic()
     tests = list(tests_of(options.build, options.tests))
     log = options.build / f"faults-{options.resource}.log"
-    seen, failures, faults, given_up, sampled = set(), 0, 0, 0, 0
+    seen, failures, faults, given_up = set(), 0, 0, 0
     with tempfile.TemporaryDirectory(dir=options.build, prefix="faults-") as options.work, \
             open(log, "w") as details, ThreadPoolExecutor(options.jobs) as pool:
         runs = []
         for test, baseline in zip(tests, pool.map(lambda test: Run(options, *test), tests)):
             seen.update(signature(*finding, [])[1] for finding in baseline.findings())
-            sampled += not options.every and baseline.calls > ALL_CALLS_UP_TO
-            runs += [pool.submit(Run, options, *test, nth, baseline) for nth in calls_to_fail(baseline, options.every)]
+            runs += [pool.submit(Run, options, *test, nth, baseline) for nth in range(1, baseline.calls + 1)]
         if not runs:
             sys.exit("no call was counted: is the library linked statically, or does no test match?")
         for done in as_completed(runs):
@@ -203,8 +186,8 @@ def main():
                 for title, frames in (("the call that failed", run.way), ("the report", stack)):
                     print(f"  {title}", *(f"    {f} {p}" for f, p in resolved_stack(frames)), sep="\n", file=details,
                           flush=True)
-    print(f"{options.resource}: {len(tests)} tests ({sampled} of them with some of their calls), {failures} failures in"
-          f" {len(runs)} runs, {faults} findings, {given_up} times at the test's own fault;"
+    print(f"{options.resource}: {len(tests)} tests, {failures} failures in {len(runs)} runs, {faults} findings,"
+          f" {given_up} times at the test's own fault;"
           f" {time.monotonic() - start:.0f} s; details in {log}")
     return 1 if faults else 0
 

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "support/rounds.h"
 #include "support/shrink.h"
 #include "support/syslog_catcher.h"
 #include "vos/hashmap.h"
@@ -42,7 +43,7 @@ void followsItsModel() {
         return std::all_of(ops.begin(), ops.end(), [&](const Op &op) { return pair.step(op); });
     };
     const uint32_t before = heapBytes();
-    for (unsigned seed = 1; seed <= 300; seed++) {
+    for (unsigned seed = 1; seed <= vostest::rounds(300, 6); seed++) {
         std::mt19937 random{seed};
         std::vector<Op> ops(60);
         for (Op &op : ops) {

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "support/files.h"
+#include "support/rounds.h"
 #include "support/syslog_catcher.h"
 
 using testing::ElementsAre;
@@ -172,7 +173,7 @@ TEST_F(TreeWalk, StaysInsideWhileDirectoriesTurnIntoLinks) {
                     RENAME_EXCHANGE);
         }
     }};
-    for (int i = 0; i < 10000; i++) {
+    for (unsigned i = 0; i < vostest::rounds(10000, 100); i++) {
         utilFil_chownDir(root_.c_str(), kOwner);
     }
     EXPECT_TRUE(belongsTo(outside_ / "sub/file", 0));

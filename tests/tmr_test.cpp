@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "support/hub_script.h"
+#include "support/rounds.h"
 #include "support/shrink.h"
 #include "support/syslog_catcher.h"
 #include "vos/mem.h"
@@ -378,7 +379,7 @@ bool agree(const std::vector<Op> &ops) {
 }
 
 TEST(TimerListModel, RandomSequencesFollowASortedVector) {
-    for (unsigned seed = 1; seed <= 400; seed++) {
+    for (unsigned seed = 1; seed <= vostest::rounds(400, 10); seed++) {
         std::mt19937 random{seed};
         const auto below = [&](unsigned limit) { return static_cast<int>(random() % limit); };
         std::vector<Op> ops;
