@@ -14,8 +14,8 @@
 #include <string>
 #include <vector>
 
+#include "support/effort.h"
 #include "support/files.h"
-#include "support/rounds.h"
 #include "support/syslog_catcher.h"
 #include "util/crc32_paths.h"
 #include "vos/mem.h"

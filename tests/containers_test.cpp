@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "support/rounds.h"
+#include "support/effort.h"
 #include "support/shrink.h"
 #include "support/syslog_catcher.h"
 #include "vos/hashmap.h"

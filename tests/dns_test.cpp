@@ -16,6 +16,7 @@
 #include <thread>
 #include <vector>
 
+#include "support/effort.h"
 #include "support/files.h"
 #include "support/syslog_catcher.h"
 
@@ -75,7 +76,7 @@ class Server {
               sockaddr_storage client{};
               socklen_t size = sizeof client;
               pollfd waiting{.fd = fd_, .events = POLLIN, .revents = 0};
-              if (poll(&waiting, 1, 10000) != 1) {
+              if (poll(&waiting, 1, static_cast<int>(vostest::patienceMs())) != 1) {
                   return;
               }
               const ssize_t got = recvfrom(fd_, query, sizeof query, 0, reinterpret_cast<sockaddr *>(&client), &size);

@@ -14,8 +14,8 @@
 #include <thread>
 #include <vector>
 
+#include "support/effort.h"
 #include "support/files.h"
-#include "support/rounds.h"
 #include "support/syslog_catcher.h"
 
 using testing::ElementsAre;

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "support/rounds.h"
+#include "support/effort.h"
 
 namespace {
 

@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "../tools/common/hub_protocol.h"
+#include "support/effort.h"
 #include "support/files.h"
 #include "support/hub_process.h"
 #include "support/hub_script.h"
@@ -72,7 +73,7 @@ class Peer {
     /** The next message; nothing at the end of the connection. */
     std::optional<WireMessage> receive() const {
         VosMsgHeader *msg = nullptr;
-        uint32_t timeoutMs = 20000;
+        uint32_t timeoutMs = vostest::patienceMs();
         const VosRet ret = oalVosMsg_receive(fd_, &msg, &timeoutMs);
         EXPECT_NE(ret, VOS_RET_TIMEOUT);
         if (ret != VOS_RET_OK) {
@@ -266,11 +267,11 @@ TEST(HubRouting, WakesAProcessWhosePutBackQueueHoldsMessages) {
         b.send(message(kType, 101, 100, kReply, 77));
     }};
     const WireMessage request = message(kType, 100, 101, kRequest);
-    EXPECT_EQ(vosMsg_sendAndGetReplyWithTimeout(handle, &request.header, 20000), 77U);
+    EXPECT_EQ(vosMsg_sendAndGetReplyWithTimeout(handle, &request.header, vostest::patienceMs()), 77U);
     server.join();
     for (const uint32_t expected : {kType + 1, uint32_t{VOS_MSG_REQUEUE_WAKEUP}}) {
         VosMsgHeader *msg = nullptr;
-        ASSERT_EQ(vosMsg_receiveWithTimeout(handle, &msg, 20000), VOS_RET_OK);
+        ASSERT_EQ(vosMsg_receiveWithTimeout(handle, &msg, vostest::patienceMs()), VOS_RET_OK);
         EXPECT_EQ(msg->type, expected);
         VOS_FREE(msg);
     }
@@ -507,12 +508,12 @@ TEST(HubProtection, GivesUpAReaderThatDoesNotReadAndNobodyElse) {
 }
 
 TEST(HubProtection, HoldsFloodersBackUntilAWorkingReaderCatchesUp) {
-    const HubProcess hub{{"--queue-limit", "1000000", "--longest-pause", "20000"}};
+    constexpr uint32_t kFlooders = 20;
+    const uint32_t burst = vostest::rounds(100, 10);
+    const uint32_t events = vostest::rounds(3000, 300);
+    const HubProcess hub{{"--queue-limit", std::to_string(300 * events), "--longest-pause", "20000"}};
     const Peer watcher{1};
     const Peer reader{100};
-    constexpr uint32_t kFlooders = 20;
-    constexpr uint32_t kBurst = 100;
-    constexpr uint32_t kEvents = 3000;
     std::vector<Peer> flooders;
     for (uint32_t i = 0; i < kFlooders; i++) {
         flooders.emplace_back(101 + i);
@@ -521,14 +522,14 @@ TEST(HubProtection, HoldsFloodersBackUntilAWorkingReaderCatchesUp) {
         return message(kType, from.eid(), 100, kEvent, number, std::string(1000, 'x')).bytes();
     };
     for (const Peer &flooder : flooders) {
-        std::string burst;
-        for (uint32_t i = 0; i < kBurst; i++) {
-            burst += event(flooder, i);
+        std::string all;
+        for (uint32_t i = 0; i < burst; i++) {
+            all += event(flooder, i);
         }
-        flooder.sendBytes(burst);
+        flooder.sendBytes(all);
     }
     std::thread flood{[&] {
-        for (uint32_t i = kBurst; i < kEvents; i++) {
+        for (uint32_t i = burst; i < events; i++) {
             flooders[0].sendBytes(event(flooders[0], i));
         }
     }};
@@ -549,22 +550,22 @@ TEST(HubProtection, HoldsFloodersBackUntilAWorkingReaderCatchesUp) {
     uint32_t inOrder = 0;
     std::map<VosEntityId, uint32_t> numbers;
     for (auto msg = reader.receive(); msg && msg->header.wordData == numbers[msg->header.src]++;) {
-        msg = ++inOrder < kEvents + (kFlooders - 1) * kBurst ? reader.receive() : std::nullopt;
+        msg = ++inOrder < events + (kFlooders - 1) * burst ? reader.receive() : std::nullopt;
     }
     flood.join();
-    EXPECT_EQ(inOrder, kEvents + (kFlooders - 1) * kBurst);
+    EXPECT_EQ(inOrder, events + (kFlooders - 1) * burst);
 }
 
 TEST(HubProtection, ServesARequesterInTurnsAndNoFasterThanItReads) {
     const HubProcess hub{{"--queue-limit", "1000000", "--longest-pause", "20000"}};
     const Peer greedy{100};
     const Peer modest{101};
-    constexpr uint32_t kRequests = 2000;
+    const uint32_t requestCount = vostest::rounds(2000, 100);
     EXPECT_TRUE(greedy.drain().empty());
     kill(hub.pid(), SIGSTOP);
     waitpid(hub.pid(), nullptr, WUNTRACED);
     std::string requests;
-    for (uint32_t i = 0; i < kRequests; i++) {
+    for (uint32_t i = 0; i < requestCount; i++) {
         requests += message(hubproto::kListClients, 100, EID_HUBD, kRequest).bytes();
     }
     greedy.sendBytes(requests);
@@ -575,9 +576,9 @@ TEST(HubProtection, ServesARequesterInTurnsAndNoFasterThanItReads) {
     EXPECT_LT(rows[0].messagesIn, 300U) << "the others have their turn in between";
     uint32_t answered = 0;
     for (auto list = greedy.receive(); list && Peer::rowsOf(*list).at(0).messagesIn == 3 + answered;) {
-        list = ++answered < kRequests ? greedy.receive() : std::nullopt;
+        list = ++answered < requestCount ? greedy.receive() : std::nullopt;
     }
-    EXPECT_EQ(answered, kRequests);
+    EXPECT_EQ(answered, requestCount);
 }
 
 TEST(HubProtection, DisconnectsOnlyTheSenderOfABrokenFrame) {

@@ -11,6 +11,7 @@
 #include <string>
 #include <thread>
 
+#include "support/effort.h"
 #include "support/files.h"
 #include "support/hub_script.h"
 #include "support/syslog_catcher.h"
@@ -41,11 +42,12 @@ class MsgTest : public testing::Test {
     }
     static WireMessage resend(uint32_t from) { return message(VOS_MSG_RESEND_REQUEST, from, kSelf); }
 
-    VosRet ask(const WireMessage &msg, uint32_t timeoutMs = 10000) {
+    VosRet ask(const WireMessage &msg, uint32_t timeoutMs = vostest::patienceMs()) {
         return vosMsg_sendAndGetReplyWithTimeout(handle, &msg.header, timeoutMs);
     }
     /** Result and, when a reply came, its payload. */
-    std::pair<VosRet, std::optional<std::string>> askBuf(const WireMessage &msg, uint32_t timeoutMs = 10000) {
+    std::pair<VosRet, std::optional<std::string>> askBuf(const WireMessage &msg,
+                                                         uint32_t timeoutMs = vostest::patienceMs()) {
         auto *answer = reinterpret_cast<VosMsgHeader *>(1);
         const VosRet ret = vosMsg_sendAndGetReplyBufWithTimeout(handle, &msg.header, &answer, timeoutMs);
         if (answer == nullptr) {
@@ -211,7 +213,7 @@ TEST_F(MsgTest, AFloodDoesNotHoldALimitedRequest) {
             send(hub.fd(), bytes.data(), bytes.size(), MSG_DONTWAIT);
         }
     }};
-    EXPECT_EQ(ask(request(), 20), VOS_RET_TIMEOUT);
+    EXPECT_EQ(ask(request(), vostest::rounds(20, 2)), VOS_RET_TIMEOUT);
     isOver = true;
     peer.join();
     EXPECT_EQ(next(), 1U) << "nothing is lost";

@@ -15,6 +15,7 @@
 #include <string>
 #include <thread>
 
+#include "support/effort.h"
 #include "support/files.h"
 #include "support/hub_script.h"
 #include "support/leak.h"
@@ -65,7 +66,7 @@ struct Received {
     std::optional<std::string> bytes;
 };
 
-Received receive(int fd, std::optional<uint32_t> timeoutMs = 10000) {
+Received receive(int fd, std::optional<uint32_t> timeoutMs = vostest::patienceMs()) {
     auto *msg = reinterpret_cast<VosMsgHeader *>(1);
     uint32_t left = timeoutMs.value_or(0);
     Received result{oalVosMsg_receive(fd, &msg, timeoutMs ? &left : nullptr), 0, std::nullopt};
@@ -152,7 +153,7 @@ TEST(Receive, JoinsAMessageFromAnyTwoPieces) {
                 pair.awaitTaken();
                 pair.put(bytes.substr(split));
             }};
-            const Received got = receive(pair.mine(), limited ? std::optional{10000U} : std::nullopt);
+            const Received got = receive(pair.mine(), limited ? std::optional{vostest::patienceMs()} : std::nullopt);
             peer.join();
             EXPECT_EQ(got.ret, VOS_RET_OK);
             EXPECT_EQ(got.bytes, bytes);

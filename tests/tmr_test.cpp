@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "support/effort.h"
 #include "support/hub_script.h"
-#include "support/rounds.h"
 #include "support/shrink.h"
 #include "support/syslog_catcher.h"
 #include "vos/mem.h"

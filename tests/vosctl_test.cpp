@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "../tools/common/hub_protocol.h"
+#include "support/effort.h"
 #include "support/files.h"
 #include "support/hub_process.h"
 #include "support/hub_script.h"
@@ -33,7 +34,6 @@ using vostest::vosctl;
 namespace {
 
 constexpr uint32_t kEcho = 0x1000f010;
-constexpr uint32_t kPatienceMs = 10000;
 
 /** A daemon of this test. */
 class Peer {
@@ -47,7 +47,7 @@ class Peer {
     std::string eid() const { return std::to_string(vosMsg_getHandleEid(handle_)); }
     std::unique_ptr<VosMsgHeader, void (*)(VosMsgHeader *)> receive() {
         VosMsgHeader *msg = nullptr;
-        EXPECT_EQ(vosMsg_receiveWithTimeout(handle_, &msg, kPatienceMs), VOS_RET_OK);
+        EXPECT_EQ(vosMsg_receiveWithTimeout(handle_, &msg, vostest::patienceMs()), VOS_RET_OK);
         return {msg, [](VosMsgHeader *received) { VOS_FREE(received); }};
     }
     /** Answers with the request's own payload. */
@@ -321,7 +321,8 @@ TEST(Vosctl, MonitorStopsInTheMiddleOfAMessageAndOfALaunch) {
         for (int unread = 1; unread > 0; ioctl(monitor.hub.fd(), SIOCOUTQ, &unread)) {
         }
         kill(static_cast<pid_t>(monitor.hub.announcement().header.wordData), SIGTERM);
-        EXPECT_EQ(monitor.running.wait_for(std::chrono::seconds{10}), std::future_status::ready);
+        EXPECT_EQ(monitor.running.wait_for(std::chrono::milliseconds{vostest::patienceMs()}),
+                  std::future_status::ready);
         monitor.hub.hangUp();
         EXPECT_EQ(monitor.running.get().status, 0);
     }

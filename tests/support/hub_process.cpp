@@ -13,18 +13,18 @@
 #include <thread>
 #include <utility>
 
+#include "support/effort.h"
 #include "support/files.h"
 
 namespace vostest {
 
 namespace {
 
-constexpr std::chrono::seconds kPatience{10};
 constexpr std::chrono::milliseconds kPause{2};
 
 template <typename Condition>
 bool await(Condition condition) {
-    const auto end = std::chrono::steady_clock::now() + kPatience;
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds{patienceMs()};
     while (!condition()) {
         if (std::chrono::steady_clock::now() > end) {
             return false;

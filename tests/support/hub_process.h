@@ -22,7 +22,7 @@ class HubProcess {
     pid_t pid() const { return pid_; }
     /** Everything written to standard output and standard error so far. */
     std::string output() const;
-    /** Waits until the output holds `text`; false after 10 seconds without it. */
+    /** Waits until the output holds `text`; false when it does not come. */
     bool awaitOutput(const std::string &text) const;
     /** Sends a signal and waits for the end.
      *  @return the exit status, or minus the signal that ended it */

@@ -9,17 +9,17 @@
 #include <stdexcept>
 #include <thread>
 
+#include "support/effort.h"
+
 namespace vostest {
 
 namespace {
-
-constexpr int kPatienceMs = 10000;
 
 bool readAll(int fd, void *out, size_t size) {
     auto *bytes = static_cast<char *>(out);
     while (size > 0) {
         pollfd waiting{.fd = fd, .events = POLLIN, .revents = 0};
-        if (poll(&waiting, 1, kPatienceMs) <= 0) {
+        if (poll(&waiting, 1, static_cast<int>(patienceMs())) <= 0) {
             return false;
         }
         const ssize_t got = ::read(fd, bytes, size);
@@ -70,7 +70,7 @@ HubScript::~HubScript() {
 
 void HubScript::acceptOnly() {
     pollfd waiting{.fd = listenFd_, .events = POLLIN, .revents = 0};
-    if (poll(&waiting, 1, kPatienceMs) != 1) {
+    if (poll(&waiting, 1, static_cast<int>(patienceMs())) != 1) {
         return;
     }
     hangUp();

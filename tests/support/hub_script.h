@@ -43,7 +43,7 @@ class HubScript {
 
     void send(const WireMessage &message) { sendBytes(message.bytes()); }
     void sendBytes(const std::string &bytes);
-    /** The next message from the process; empty at end of file or when nothing comes for 10 seconds. */
+    /** The next message from the process; empty at end of file or when nothing comes. */
     std::optional<WireMessage> read();
     /** Whether bytes of the process wait unread. */
     bool hasData() const;
