@@ -151,7 +151,7 @@ TEST(DnsList, IsJoinedWithoutZeroServersBehindAFirst) {
          {Case{"10.0.0.1", "10.0.0.2", 40, "10.0.0.1,10.0.0.2", VOS_RET_OK},
           Case{"10.0.0.1", "0.0.0.0", 40, "10.0.0.1", VOS_RET_OK}, Case{"", "0.0.0.0", 40, "0.0.0.0", VOS_RET_OK},
           Case{nullptr, "::", 40, "::", VOS_RET_OK}, Case{nullptr, nullptr, 40, "", VOS_RET_OK},
-          Case{"1.1.1.1", "2.2.2.2", 17, "1.1.1.1,2.2.2.2", VOS_RET_OK},
+          Case{"1.1.1.1", "2.2.2.2", 16, "1.1.1.1,2.2.2.2", VOS_RET_OK},
           Case{"1.1.1.1", "2.2.2.2", 15, "1.1.1.1", VOS_RET_NO_RESOURCE},
           Case{"10.10.10.10", "2.2.2.2", 10, "2.2.2.2", VOS_RET_NO_RESOURCE}}) {
         char list[40] = "before";

@@ -203,6 +203,10 @@ TEST(DnsDecoder, TakesTheAnswersOfTheQuestionsType) {
     for (const Case &c :
          {Case{"alias first", reply({cname, address(1), address(2)}), "10.0.0.1\t10.0.0.2\t"},
           Case{"seven answers", reply(seven), "10.0.0.1\t10.0.0.2\t10.0.0.3\t10.0.0.4\t10.0.0.5\t"},
+          Case{"digits", reply({record(VOS_DNS_TYPE_A, "\x63\x64\xFF\x0A")}), "99.100.255.10\t"},
+          Case{"longest label",
+               reply({record(VOS_DNS_TYPE_PTR, "x", labels({std::string(63, 'h')}))}, VOS_DNS_TYPE_PTR),
+               std::string(63, 'h')},
           Case{"another family", reply({record(VOS_DNS_TYPE_AAAA, std::string(16, 'x'))}), ""},
           Case{"short addresses", reply({record(VOS_DNS_TYPE_A, "abc"), address(2)}), "10.0.0.2\t"},
           Case{"short IPv6", reply({record(VOS_DNS_TYPE_AAAA, "abcd")}, VOS_DNS_TYPE_AAAA), ""},

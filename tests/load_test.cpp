@@ -64,7 +64,8 @@ TEST(CpuOccupancy, ComparesTwoSnapshots) {
         older.user = 10;
         older.idle = 20;
         UtilCpuOccupy newer = older;
-        newer.softirq += c.busy;
+        newer.nice += c.busy / 2;
+        newer.softirq += c.busy - c.busy / 2;
         newer.idle += c.idle;
         newer.steal += c.stolen;
         newer.guest += c.stolen;

@@ -133,6 +133,7 @@ TEST_F(PluginTest, TakesTheResponseToARequest) {
         reply.retCode = 77;
         EXPECT_EQ(UTIL_pluginSendReqMsg(handle, &header, &request, &reply), c.ret);
         EXPECT_EQ(reply.retCode, c.retCode);
+        EXPECT_EQ(reply.sourceEid, c.retCode == 77 ? 0U : 8U);
         EXPECT_STREQ(reply.retCtx, c.retCtx);
         VOS_FREE(reply.retCtx);
     }
@@ -170,6 +171,7 @@ TEST(PluginMessage, IsReadOnceAndOnlyWhenItsTextsLieWithinIt) {
     EXPECT_EQ(read.retCode, -2);
     EXPECT_EQ(read.pluginName, nullptr);
     EXPECT_STREQ(read.retCtx, "done");
+    EXPECT_EQ(UTIL_pluginRecvRespMsg(response.msg, &read), VOS_RET_BAD_ARG);
 }
 
 TEST_F(PluginTest, AnswersSetParameterEvents) {

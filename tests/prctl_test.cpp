@@ -229,14 +229,14 @@ TEST_F(ProcessTest, LimitsTheChildAndDetachesIt) {
 }
 
 TEST_F(ProcessTest, GivesTheChildItsUserAndNetworkNamespace) {
-    ASSERT_EQ(system("ip netns add vosprobe"), 0);
-    EXPECT_EQ(runScript("ls /sys/class/net; id -u",
+    ASSERT_EQ(system("ip netns add vosprobe && ip netns exec vosprobe readlink /proc/self/ns/net > /tmp/ns"), 0);
+    EXPECT_EQ(runScript("readlink /proc/self/ns/net; id -u",
                         [](PrctlSpawnRequest &request) {
                             request.netnsName = "vosprobe";
                             request.workDir = "/";
                         })
                   .output,
-              "lo\n0\n");
+              vostest::readText("/tmp/ns") + "0\n");
     // The child goes on where it cannot be moved, and where the account may not change its user.
     PrctlSpawnRequest request = inheriting("/usr/bin/id");
     request.args = "-u";
@@ -385,6 +385,7 @@ TEST_F(ProcessTest, RunsCommandsInTheShell) {
     EXPECT_EQ(UTIL_commSystemEx("printf 0123456789", output, 7), 1);
     EXPECT_EQ(std::string(output, 8), "0123456x");
     EXPECT_EQ(UTIL_commSystemEx("true", output, 7), 0);
+    EXPECT_EQ(UTIL_commSystemEx(nullptr, output, 7), 0);
     EXPECT_EQ(UTIL_commSystemEx("exit", nullptr, 7), 0);
     const std::string mark = testing::TempDir() + "vos_ran";
     EXPECT_EQ(UTIL_commSystemEx(("echo > " + mark).c_str(), nullptr, 0), 0);

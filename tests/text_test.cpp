@@ -225,8 +225,10 @@ TEST(Hexadecimal, ConvertsPairsUntilTheBufferIsFull) {
     EXPECT_EQ(uitl_strToHex("1g", out, 4), 0);
     EXPECT_EQ(out[0], 0xFF) << "a wrong digit counts as -1";
     EXPECT_EQ(uitl_strToHex(nullptr, out, 4), -1);
-    EXPECT_EQ(uitl_charToHex('F'), 15);
-    EXPECT_EQ(uitl_charToHex('g'), -1);
+    for (const auto &[digit, value] :
+         {std::pair{'0', 0}, {'9', 9}, {'A', 10}, {'F', 15}, {'a', 10}, {'f', 15}, {'/', -1}, {'@', -1}, {'g', -1}}) {
+        EXPECT_EQ(uitl_charToHex(digit), value) << digit;
+    }
 }
 
 TEST(XmlCharacters, AreReplacedAndNeverWrittenPastTheBuffer) {
@@ -252,13 +254,13 @@ TEST(Pvc, ReadsAndWritesDesignators) {
         int32_t vci;
     };
     const std::string longText = std::string(252, 'x') + "PVC:8/35";
-    for (const Case &c :
-         {Case{"PVC:8/35", VOS_RET_OK, 8, 35}, Case{"PVC: 8/35", VOS_RET_OK, 8, 35},
-          Case{"PVC:8-35", VOS_RET_BAD_ARG, -1, -1}, Case{"SVC:8/35", VOS_RET_BAD_VALUE, -1, -1},
-          Case{"8/35", VOS_RET_BAD_VALUE, -1, -1}, Case{"PVC:256/35", VOS_RET_BAD_VALUE, 256, 35},
-          Case{"PVC:4294967304/35", VOS_RET_BAD_VALUE, INT32_MAX, 35}, Case{"PVC:-1/35", VOS_RET_OK, -1, 35},
-          Case{"PVC:0/31", VOS_RET_BAD_VALUE, 0, 31}, Case{"PVC:255/65535", VOS_RET_OK, 255, 65535},
-          Case{nullptr, VOS_RET_BAD_ARG, -1, -1}, Case{longText.c_str(), VOS_RET_BAD_VALUE, -1, -1}}) {
+    for (const Case &c : {Case{"PVC:8/35", VOS_RET_OK, 8, 35}, Case{"PVC: 8/35", VOS_RET_OK, 8, 35},
+                          Case{"PVC:8-35", VOS_RET_BAD_ARG, -1, -1}, Case{"SVC:8/35", VOS_RET_BAD_VALUE, -1, -1},
+                          Case{"8/35", VOS_RET_BAD_VALUE, -1, -1}, Case{"PVC:256/35", VOS_RET_BAD_VALUE, 256, 35},
+                          Case{"PVC:4294967304/35", VOS_RET_BAD_VALUE, INT32_MAX, 35},
+                          Case{"PVC:-1/35", VOS_RET_OK, -1, 35}, Case{"PVC:0/31", VOS_RET_BAD_VALUE, 0, 31},
+                          Case{"PVC:0/32", VOS_RET_OK, 0, 32}, Case{"PVC:255/65535", VOS_RET_OK, 255, 65535},
+                          Case{nullptr, VOS_RET_BAD_ARG, -1, -1}, Case{longText.c_str(), VOS_RET_BAD_VALUE, -1, -1}}) {
         SCOPED_TRACE(c.text == nullptr ? "NULL" : c.text);
         int32_t vpi = 7;
         int32_t vci = 7;

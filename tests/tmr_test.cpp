@@ -89,6 +89,19 @@ TEST(TimerList, RefusesDuplicatesAndLongNames) {
                             HasSubstr("There is already an event func 0x")));
 }
 
+TEST(TimerList, FindsEachOfManyEvents) {
+    const TimerList list;
+    std::vector<char> contexts(2000);
+    for (char &context : contexts) {
+        ASSERT_EQ(utilTmr_set(list, ignore, &context, kLater, nullptr), VOS_RET_OK);
+    }
+    for (char &context : contexts) {
+        ASSERT_TRUE(utilTmr_isEventPresent(list, ignore, &context));
+        utilTmr_cancel(list, ignore, &context);
+        ASSERT_FALSE(utilTmr_isEventPresent(list, ignore, &context));
+    }
+}
+
 TEST(TimerList, TellsTheTimeToEvents) {
     const TimerList list;
     uint32_t ms = 7;

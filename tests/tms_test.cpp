@@ -109,6 +109,7 @@ TEST(TimeText, SplitsSpansIntoDaysToSeconds) {
     };
     for (const Case &c : {
              Case{90061, 40, VOS_RET_OK, "1D 1H 1M 1S"},
+             Case{7200, 40, VOS_RET_OK, "0D 2H 0M 0S"},
              Case{0xFFFFFFFF, 40, VOS_RET_OK, "49710D 6H 28M 15S"},
              Case{0, 13, VOS_RET_OK, "0D 0H 0M 0S"},
              Case{0, 12, VOS_RET_OK, "0D 0H 0M 0"},  // the last byte of the buffer stays zero
