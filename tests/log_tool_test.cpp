@@ -11,6 +11,7 @@
 #include <cstring>
 #include <string>
 
+#include "support/complaints.h"
 #include "support/hub_process.h"
 #include "support/mount_over.h"
 #include "support/shell.h"
@@ -98,24 +99,15 @@ TEST_F(LogToolTest, ListsEverySegmentDeadAndForeignOnesToo) {
                                                       "none +no segment\nsmall +a segment too small for a log\n"));
 
     std::filesystem::remove("/tmp/log3/20.log");
-    struct Case {
-        const char *arguments;
-        int status;
-        const char *advice;
-    };
-    for (const Case &c : {Case{"", 2, "give the name or number of a daemon, or --all; see 'vosctl log --help'"},
-                          Case{"nowhere", 1, "no log of 'nowhere'; 'vosctl log --all' lists those there are"},
-                          Case{"none", 1, "has no segment any more; start the daemon again"},
-                          Case{"small", 1, "has 100 bytes: it is no log's; remove it with ipcrm -m"},
-                          Case{"hubd --level loud", 2, "give none, raw, error, notice, debug, devel or a number"},
-                          Case{"hubd --dest disk", 2, "give stderr, syslog, tty, android, console or a number"},
-                          Case{"hubd --follow", 1, "cannot read '/tmp/log3/20.log': No such file or directory"}}) {
-        SCOPED_TRACE(c.arguments);
-        const Outcome failed = vosctl(std::string{"log "} + c.arguments);
-        EXPECT_EQ(failed.status, c.status);
-        EXPECT_THAT(failed.err, HasSubstr(c.advice));
-        EXPECT_EQ(std::ranges::count(failed.err, '\n'), 1);
-    }
+    vostest::expectComplaints({
+        {"log", 2, "give the name or number of a daemon, or --all; see 'vosctl log --help'"},
+        {"log nowhere", 1, "no log of 'nowhere'; 'vosctl log --all' lists those there are"},
+        {"log none", 1, "has no segment any more; start the daemon again"},
+        {"log small", 1, "has 100 bytes: it is no log's; remove it with ipcrm -m"},
+        {"log hubd --level loud", 2, "give none, raw, error, notice, debug, devel or a number"},
+        {"log hubd --dest disk", 2, "give stderr, syslog, tty, android, console or a number"},
+        {"log hubd --follow", 1, "cannot read '/tmp/log3/20.log': No such file or directory"},
+    });
 }
 
 TEST_F(LogToolTest, AsksTheHubForTheNumberBehindAName) {

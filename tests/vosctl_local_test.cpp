@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "support/complaints.h"
 #include "support/files.h"
 #include "support/shell.h"
 
@@ -40,37 +41,28 @@ TEST(VosctlLocal, PrintsWhatTheLibraryFinds) {
 }
 
 TEST(VosctlLocal, SaysInOneLineWhatIsWrong) {
-    struct Case {
-        const char *arguments;
-        int status;
-        const char *advice;
-    };
-    for (const Case &c : {Case{"if none0", 1, "there is no interface 'none0'"},
-                          Case{"resolve x --server 127.0.0.1", 1, "no IPv4 address of 'x' from 127.0.0.1"},
-                          Case{"resolve x --server ten", 2, "'ten' is no IP address"},
-                          Case{"resolve x -6 --server 127.0.0.1", 2, "over IPv6 only"},
-                          Case{"nfc wifi home --auth none", 2, "--auth"},
-                          Case{"nfc", 2, "subcommand"},
-                          Case{"run --timeout 10 -- sleep 100", 1, "was ended by signal 9"},
-                          Case{"run -- false", 1, "exited with 1"},
-                          Case{"run -- nonesuch", 1, "not in PATH"},
-                          Case{"run -- echo 'two words'", 2, "split at blanks"},
-                          Case{"run", 2, "command"},
-                          Case{"run --dir /etc/passwd -- true", 1, "'/etc/passwd' is no directory to start in"},
-                          Case{"run --netns none0 -- true", 1, "cannot enter the network namespace 'none0'"},
-                          Case{"nfc wifi home --key $(printf %0218d 1)", 2, "at most 221 characters in all"},
-                          Case{"load --interval 0", 2, "--interval: Value 0 not in range 1 to 4294967295"},
-                          Case{"load --watch --count 0", 2, "--count: Value 0 not in range 1 to 4294967295"},
-                          Case{"load --watch --interval 1 >/dev/full", 1, "cannot write the result: No space"},
-                          Case{"xml /absent", 1, "cannot read /absent"},
-                          Case{"xml /dev/null", 1, "not closed"},
-                          Case{"nfc url http://a.b >/dev/full", 1, "cannot write the result: No space"}}) {
-        SCOPED_TRACE(c.arguments);
-        const Outcome outcome = vosctl(c.arguments);
-        EXPECT_EQ(outcome.status, c.status);
-        EXPECT_THAT(outcome.err, HasSubstr(c.advice));
-        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
-    }
+    vostest::expectComplaints({
+        {"if none0", 1, "there is no interface 'none0'"},
+        {"resolve x --server 127.0.0.1", 1, "no IPv4 address of 'x' from 127.0.0.1"},
+        {"resolve x --server ten", 2, "'ten' is no IP address"},
+        {"resolve x -6 --server 127.0.0.1", 2, "over IPv6 only"},
+        {"nfc wifi home --auth none", 2, "--auth"},
+        {"nfc", 2, "subcommand"},
+        {"run --timeout 10 -- sleep 100", 1, "was ended by signal 9"},
+        {"run -- false", 1, "exited with 1"},
+        {"run -- nonesuch", 1, "not in PATH"},
+        {"run -- echo 'two words'", 2, "split at blanks"},
+        {"run", 2, "command"},
+        {"run --dir /etc/passwd -- true", 1, "'/etc/passwd' is no directory to start in"},
+        {"run --netns none0 -- true", 1, "cannot enter the network namespace 'none0'"},
+        {"nfc wifi home --key $(printf %0218d 1)", 2, "at most 221 characters in all"},
+        {"load --interval 0", 2, "--interval: Value 0 not in range 1 to 4294967295"},
+        {"load --watch --count 0", 2, "--count: Value 0 not in range 1 to 4294967295"},
+        {"load --watch --interval 1 >/dev/full", 1, "cannot write the result: No space"},
+        {"xml /absent", 1, "cannot read /absent"},
+        {"xml /dev/null", 1, "not closed"},
+        {"nfc url http://a.b >/dev/full", 1, "cannot write the result: No space"},
+    });
 }
 
 TEST(VosctlLocal, PassesStopSignalsToTheProgramThatItRuns) {
