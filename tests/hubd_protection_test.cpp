@@ -1,0 +1,322 @@
+// What a bad client, missing descriptors or an unread pipe can do to the development hub, and how it ends.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/ioctl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <climits>
+#include <csignal>
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/files.h"
+#include "support/hub_peer.h"
+#include "support/hub_process.h"
+
+using testing::HasSubstr;
+using vostest::announcement;
+using vostest::bytesOf;
+using vostest::HubProcess;
+using vostest::kEvent;
+using vostest::kRequest;
+using vostest::kType;
+using vostest::message;
+using vostest::Peer;
+using vostest::WireMessage;
+
+namespace {
+
+std::set<rlim_t> descriptorsOf(const HubProcess &hub) {
+    std::set<rlim_t> all;
+    for (const auto &entry : std::filesystem::directory_iterator{"/proc/" + std::to_string(hub.pid()) + "/fd"}) {
+        all.insert(std::stoul(entry.path().filename()));
+    }
+    return all;
+}
+
+TEST(HubProtection, GivesUpAReaderThatDoesNotReadAndNobodyElse) {
+    HubProcess hub{{"--queue-limit", "100000", "--longest-pause", "1"}};
+    const Peer stuck{100};
+    const Peer flooder{101};
+    const Peer reader{102};
+    const std::string event = message(kType, 101, 100, kEvent, 0, std::string(1000, 'x')).bytes();
+    for (int i = 0; i < 2000; i++) {
+        flooder.sendBytes(event);
+    }
+    EXPECT_TRUE(flooder.drain().empty());
+    EXPECT_TRUE(hub.awaitOutput("disconnecting routed (eid 100"));
+    while (stuck.receive()) {
+    }
+    const std::string large = message(kType, 101, 102, kEvent, 0, std::string(1 << 20, 'x')).bytes();
+    flooder.sendBytes(large);
+    EXPECT_EQ(reader.receive()->bytes(), large) << "one message may be longer than the queue";
+    EXPECT_EQ(hub.stop(SIGTERM), 0);
+}
+
+TEST(HubProtection, HoldsFloodersBackUntilAWorkingReaderCatchesUp) {
+    constexpr uint32_t kFlooders = 20;
+    const uint32_t burst = vostest::rounds(100, 10);
+    const uint32_t events = vostest::rounds(3000, 300);
+    const HubProcess hub{
+        {"--queue-limit", std::to_string(300 * events), "--longest-pause", std::to_string(vostest::patienceMs())}};
+    const Peer watcher{1};
+    const Peer reader{100};
+    std::vector<Peer> flooders;
+    for (uint32_t i = 0; i < kFlooders; i++) {
+        flooders.emplace_back(101 + i);
+    }
+    const auto event = [](const Peer &from, uint32_t number) {
+        return message(kType, from.eid(), 100, kEvent, number, std::string(1000, 'x')).bytes();
+    };
+    for (const Peer &flooder : flooders) {
+        std::string all;
+        for (uint32_t i = 0; i < burst; i++) {
+            all += event(flooder, i);
+        }
+        flooder.sendBytes(all);
+    }
+    std::thread flood{[&] {
+        for (uint32_t i = burst; i < events; i++) {
+            flooders[0].sendBytes(event(flooders[0], i));
+        }
+    }};
+    // Reading begins when the hub takes nothing more from the flooders, or has given the reader up.
+    uint64_t taken = 0;
+    for (int same = 0; same < 200;) {
+        const auto rows = watcher.askForClients();
+        if (rows.size() < kFlooders + 2) {
+            break;
+        }
+        uint64_t now = 0;
+        for (const auto &row : rows) {
+            now += row.eid > 100 ? row.messagesIn : 0;
+        }
+        same = now == taken && rows[1].queuedBytes > 0 ? same + 1 : 0;
+        taken = now;
+    }
+    uint32_t inOrder = 0;
+    std::map<VosEntityId, uint32_t> numbers;
+    for (auto msg = reader.receive(); msg && msg->header.wordData == numbers[msg->header.src]++;) {
+        msg = ++inOrder < events + (kFlooders - 1) * burst ? reader.receive() : std::nullopt;
+    }
+    flood.join();
+    EXPECT_EQ(inOrder, events + (kFlooders - 1) * burst);
+}
+
+TEST(HubProtection, ServesARequesterInTurnsAndNoFasterThanItReads) {
+    const HubProcess hub{{"--queue-limit", "1000000", "--longest-pause", std::to_string(vostest::patienceMs())}};
+    const Peer greedy{100};
+    const Peer modest{101};
+    const uint32_t requestCount = vostest::rounds(2000, 100);
+    EXPECT_TRUE(greedy.drain().empty());
+    kill(hub.pid(), SIGSTOP);
+    waitpid(hub.pid(), nullptr, WUNTRACED);
+    std::string requests;
+    for (uint32_t i = 0; i < requestCount; i++) {
+        requests += message(hubproto::kListClients, 100, EID_HUBD, kRequest).bytes();
+    }
+    greedy.sendBytes(requests);
+    modest.send(message(hubproto::kListClients, 101, EID_HUBD, kRequest));
+    kill(hub.pid(), SIGCONT);
+    const auto rows = Peer::rowsOf(modest.receive().value_or(WireMessage{}));
+    ASSERT_EQ(rows.size(), 2U);
+    EXPECT_LT(rows[0].messagesIn, 300U) << "the others have their turn in between";
+    uint32_t answered = 0;
+    for (auto list = greedy.receive(); list && Peer::rowsOf(*list).at(0).messagesIn == 3 + answered;) {
+        list = ++answered < requestCount ? greedy.receive() : std::nullopt;
+    }
+    EXPECT_EQ(answered, requestCount);
+}
+
+TEST(HubProtection, DisconnectsOnlyTheSenderOfABrokenFrame) {
+    const HubProcess hub{{"--payload-limit", "1000"}};
+    const Peer bad{100};
+    const Peer good{101};
+    WireMessage broken = message(kType, 100, 101, kEvent);
+    broken.header.dataLength = 1001;
+    const WireMessage last = message(kType, 100, 101, kEvent, 0, std::string(1000, 'x'));
+    bad.sendBytes(last.bytes() + broken.bytes());
+    EXPECT_FALSE(bad.receive());
+    EXPECT_TRUE(hub.awaitOutput("a longer payload than 1000 bytes"));
+    EXPECT_EQ(bytesOf(good.drain()), std::vector{last.bytes()}) << "what came before it is delivered";
+}
+
+TEST(HubProtection, HoldsAThousandClientsAndGivesTheirDescriptorsBack) {
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+    if (limit.rlim_max < 1200) {
+        GTEST_SKIP() << "this account may not open a thousand descriptors";
+    }
+    const HubProcess hub;
+    const Peer first{100};
+    EXPECT_TRUE(first.drain().empty());
+    const size_t before = descriptorsOf(hub).size();
+    {
+        std::vector<Peer> peers;
+        for (uint32_t i = 0; i < 1000; i++) {
+            peers.emplace_back(1000 + i);
+        }
+        EXPECT_EQ(first.askForClients().size(), 1001U);
+        for (size_t i = 0; i < peers.size(); i++) {
+            peers[i].send(message(kType, peers[i].eid(), peers[(i + 1) % peers.size()].eid(), kEvent));
+        }
+        for (size_t i = 0; i < peers.size(); i++) {
+            EXPECT_EQ(peers[i].receive()->header.dst, peers[i].eid());
+        }
+    }
+    while (first.askForClients().size() > 1) {
+    }
+    EXPECT_TRUE(first.drain().empty());
+    EXPECT_EQ(descriptorsOf(hub).size(), before);
+}
+
+TEST(HubProtection, WaitsQuietlyWhenItsDescriptorsAreUsedUp) {
+    const HubProcess hub;
+    const Peer settled{99};
+    settled.drain();
+    std::optional<Peer> first{std::in_place, 100};
+    rlim_t lowestFree = 0;
+    while (descriptorsOf(hub).contains(lowestFree)) {
+        lowestFree++;
+    }
+    const rlimit limit{lowestFree, lowestFree};
+    ASSERT_EQ(prlimit(hub.pid(), RLIMIT_NOFILE, &limit, nullptr), 0);
+    const Peer late;
+    late.send(announcement(101, ""));
+    EXPECT_TRUE(hub.awaitOutput("cannot accept a client for now"));
+    EXPECT_TRUE(first->drain().empty()) << "those inside are served";
+    first.reset();
+    EXPECT_EQ(late.receive()->header.dst, 101U) << "gets in once there is room";
+    const std::string output = hub.output();
+    EXPECT_EQ(output.find("cannot accept"), output.rfind("cannot accept")) << "said once";
+}
+
+TEST(HubLife, EndsCleanlyAndReplacesOnlyADeadHubsSocket) {
+    const std::string path = "/tmp/hub.sock";
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+        HubProcess hub{{}, path};
+        EXPECT_EQ(hub.stop(signal), 0);
+        EXPECT_FALSE(std::filesystem::exists(path));
+    }
+    HubProcess killed{{}, path};
+    EXPECT_EQ(killed.stop(SIGKILL), -SIGKILL);
+    EXPECT_TRUE(std::filesystem::exists(path));
+    const HubProcess successor{{}, path};
+    const auto second = vostest::runHub({"--socket", path});
+    EXPECT_EQ(second.status, 1);
+    EXPECT_THAT(second.output, HasSubstr("another hub listens on /tmp/hub.sock"));
+    const Peer stillServed{path};
+    stillServed.send(announcement(9, ""));
+    EXPECT_TRUE(stillServed.receive());
+}
+
+/** A vos-hubd whose child `prepare()` sets its descriptors up; to be awaited with waitpid(). */
+template <typename Prepare>
+pid_t startHub(Prepare prepare) {
+    const pid_t hub = fork();
+    if (hub == 0) {
+        prepare();
+        execl(VOS_TEST_BIN_DIR "/vos-hubd", "vos-hubd", "--trace", nullptr);
+        _exit(127);
+    }
+    return hub;
+}
+
+int endOf(pid_t hub) {
+    kill(hub, SIGTERM);
+    int status = -1;
+    EXPECT_EQ(waitpid(hub, &status, 0), hub);
+    return status;
+}
+
+TEST(HubLife, GoesOnAlthoughNobodyReadsItsReportAndEndsAlthoughNobodyReadsTheTrace) {
+    int trace[2];
+    int report[2];
+    ASSERT_EQ(pipe(trace) + pipe(report), 0);
+    fcntl(trace[1], F_SETPIPE_SZ, 2 * PIPE_BUF);
+    fcntl(report[1], F_SETPIPE_SZ, PIPE_BUF);
+    const pid_t hub = startHub([&] {
+        dup2(trace[1], STDOUT_FILENO);
+        dup2(report[1], STDERR_FILENO);
+    });
+    char text[PIPE_BUF + 1] = "";
+    EXPECT_EQ(read(report[0], text, 1), 1) << "it says that it listens";
+    const auto refused = [] {
+        const Peer peer;
+        peer.send(announcement(EID_HUBD, std::string(50, 'n')));
+        EXPECT_FALSE(peer.receive());
+    };
+    for (int i = 0; i < PIPE_BUF / 50; i++) {
+        refused();
+    }
+    EXPECT_GT(read(report[0], text, PIPE_BUF), 0);
+    refused();
+    EXPECT_GT(read(report[0], text, PIPE_BUF), 0);
+    EXPECT_THAT(text, HasSubstr(" lines before this one are lost\nvos-hubd: disconnecting"));
+
+    const Peer peer{VosEntityId{9}};
+    for (int i = 0; i < 200; i++) {
+        peer.send(message(kType, 9, 9, kEvent));
+    }
+    for (int waiting = 0; waiting <= PIPE_BUF; ioctl(trace[0], FIONREAD, &waiting)) {
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(endOf(hub), 0);
+    EXPECT_FALSE(std::filesystem::exists(VOS_MSG_HUB_SOCKET_PATH));
+    for (const int fd : {trace[0], trace[1], report[0], report[1]}) {
+        close(fd);
+    }
+}
+
+TEST(HubLife, NeedsNoStandardOutput) {
+    int report[2];
+    ASSERT_EQ(pipe(report), 0);
+    const pid_t hub = startHub([&] {
+        dup2(report[1], STDERR_FILENO);
+        close(STDOUT_FILENO);
+    });
+    char first = 0;
+    EXPECT_EQ(read(report[0], &first, 1), 1) << "it says that it listens";
+    for (const VosEntityId eid : {300U, 301U}) {
+        const Peer peer{eid};
+        EXPECT_EQ(peer.eid(), eid);
+        EXPECT_TRUE(peer.drain().empty());
+    }
+    EXPECT_EQ(endOf(hub), 0);
+    close(report[0]);
+    close(report[1]);
+}
+
+TEST(HubLife, RefusesWrongCommandLinesInOneLine) {
+    vostest::writeText("/tmp/file", "precious");
+    struct Case {
+        std::vector<std::string> arguments;
+        int status;
+        std::string text;
+    };
+    for (const Case &c : {Case{{"--nonsense"}, 2, "--nonsense"}, Case{{"--queue-limit", "0"}, 2, "--queue-limit"},
+                          Case{{"--payload-limit", "many"}, 2, "--payload-limit"},
+                          Case{{"--socket", "/tmp/file"}, 1, "/tmp/file exists and is no socket"},
+                          Case{{"--socket", "/nowhere/hub"}, 1, "cannot open /nowhere"},
+                          Case{{"--socket", std::string(108, 'x')}, 1, "1 to 107 bytes"}}) {
+        SCOPED_TRACE(c.text);
+        const auto run = vostest::runHub(c.arguments);
+        EXPECT_EQ(run.status, c.status);
+        EXPECT_THAT(run.output, HasSubstr(c.text));
+        EXPECT_EQ(run.output.find('\n'), run.output.size() - 1);
+    }
+    EXPECT_EQ(vostest::readText("/tmp/file"), "precious");
+    EXPECT_EQ(vostest::runHub({"--help"}).status, 0);
+}
+
+}  // namespace
