@@ -314,13 +314,19 @@ TEST(Vosctl, MonitorCountsWhatIsLostBeforeMessagesThatItDoesNotShow) {
     EXPECT_THAT(monitor.running.get().out, ContainsRegex("\"lost\":5,.*\n.*\"lost\":0,"));
 }
 
+void terminate(const vostest::HubScript &clientsHub) {
+    const auto pid = static_cast<pid_t>(clientsHub.announcement().header.wordData);
+    ASSERT_GT(pid, 0) << "the client never announced itself";
+    kill(pid, SIGTERM);
+}
+
 TEST(Vosctl, MonitorStopsInTheMiddleOfAMessageAndOfALaunch) {
     {
         Monitor monitor{""};
         monitor.hub.sendBytes(Monitor::copy(1, 0).bytes().substr(0, 50));
         for (int unread = 1; unread > 0; ioctl(monitor.hub.fd(), SIOCOUTQ, &unread)) {
         }
-        kill(static_cast<pid_t>(monitor.hub.announcement().header.wordData), SIGTERM);
+        terminate(monitor.hub);
         EXPECT_EQ(monitor.running.wait_for(std::chrono::milliseconds{vostest::patienceMs()}),
                   std::future_status::ready);
         monitor.hub.hangUp();
@@ -329,7 +335,7 @@ TEST(Vosctl, MonitorStopsInTheMiddleOfAMessageAndOfALaunch) {
     vostest::HubScript hub;
     auto running = inBackground("monitor");
     hub.acceptOnly();
-    kill(static_cast<pid_t>(hub.announcement().header.wordData), SIGTERM);
+    terminate(hub);
     EXPECT_EQ(running.get().status, 128 + SIGTERM);
 }
 
