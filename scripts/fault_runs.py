@@ -19,7 +19,7 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
 LEFT_OUT = re.compile(r"OutOf(Memory|Descriptors)\.")  # these make calls fail themselves
-SECONDS = 30  # to wait in; tests wait 10 for what does not come
+SECONDS = 30  # for a run; tests wait one for what does not come
 BUSY_SECONDS = 5  # of processor time more than without a failure: it did not wait but ran in circles
 JOBS = 6  # for each processor: many runs only wait
 # Leave a block of their own behind when their next call fails: callers' heap statistics count on it.

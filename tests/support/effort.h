@@ -17,6 +17,11 @@ inline unsigned rounds(unsigned all, unsigned few) {
     return runsForEachCall() ? few : all;
 }
 
+/** The step through cases that all make the same calls: 1, or `wide`. */
+inline unsigned step(unsigned wide) {
+    return runsForEachCall() ? wide : 1;
+}
+
 /** For what comes at once unless something is broken. */
 inline uint32_t patienceMs() {
     return runsForEachCall() ? 1000 : 20000;
