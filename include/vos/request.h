@@ -7,11 +7,12 @@
  *
  *  Unless said otherwise a call returns VOS_RET_OK, VOS_RET_NO_RESOURCE when the message cannot be allocated (32 bytes
  *  and the payload must fit in 32 bits), VOS_RET_BAD_ARG for a NULL handle, or a code of vosMsg_send(). A handle
- * belongs to one thread at a time; nothing else is shared.
+ *  belongs to one thread at a time; nothing else is shared.
  */
 #ifndef VOS_REQUEST_H
 #define VOS_REQUEST_H
 
+#include "vos/img.h"
 #include "vos/msg.h"
 #include "vos/tms.h"
 
@@ -123,38 +124,10 @@ VosRet UTIL_delEntityInfo(const char *name, VosMsgHandle *handle);
  *  UTIL_sendRequest(), and VOS_RET_BAD_ARG for a NULL @p name (nothing is sent then).
  */
 VosRet UTIL_getEidByAppName(const char *name, VosMsgHandle *handle);
-
-/** @} */
-/** @name Image and status
- *  @{ */
-
-/** Asks the hub whether an entity runs.
- *  @return 1; 0 when it does not, and when the hub cannot be asked or does not answer within five minutes */
-int vosImg_isAppRunning(VosMsgHandle *handle, VosEntityId eid);
 /** Asks the log-saving daemon (entity 30) to write the log to flash. Waits until the hub has told whether it runs, not
  *  for the work: the reply comes later as a message.
  *  @return VOS_RET_OK, also when that daemon does not run; a code of vosMsg_send() */
 VosRet util_saveLogToFlash(VosMsgHandle *handle);
-/** Whether a configuration file looks like one: always 1. */
-int vosImg_isConfigFileLikely(void);
-/** There is no such configuration: always NULL. */
-void *vosImg_getVarSoftFeatureCfg(void);
-/** There is no such configuration: always NULL. */
-void *vosImg_getFactoryCfg(void);
-/** There is no such configuration: always NULL. */
-void *vosImg_getDefaultCfg(void);
-/** There is no such configuration: always NULL. */
-void *vosImg_getVarDefaultCfg(void);
-/** Does nothing. */
-void vosImg_sendLoadStartingMsg(void);
-/** Does nothing. */
-void vosImg_sendLoadDoneMsg(void);
-/** Does nothing. */
-void vosImg_getSoftFeatureCfg(void);
-/** Does nothing; @p unused stays as it is. */
-void koraTms_get(UtilTimestamp *unused);
-/** Always 0. */
-uint32_t koraTms_deltaInMilliSeconds(const UtilTimestamp *unusedNew, const UtilTimestamp *unusedOld);
 
 /** @} */
 

@@ -59,6 +59,17 @@ void oalTms_get(UtilTimestamp *tms);
 /** utilTms_getXSIDateTime() of the operating-system layer. */
 VosRet oalTms_getXSIDateTime(uint32_t t, char *buf, uint32_t len);
 
+/** @name Kora clock
+ *  A second clock of other platforms. There is none here: kept for the daemons that call it.
+ *  @{ */
+
+/** Does nothing; @p unused stays as it is. */
+void koraTms_get(UtilTimestamp *unused);
+/** Always 0. */
+uint32_t koraTms_deltaInMilliSeconds(const UtilTimestamp *unusedNew, const UtilTimestamp *unusedOld);
+
+/** @} */
+
 VOS_END_DECLS
 
 #endif

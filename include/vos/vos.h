@@ -14,6 +14,7 @@
 #include "vos/eid.h"
 #include "vos/fil.h"
 #include "vos/hashmap.h"
+#include "vos/img.h"
 #include "vos/list.h"
 #include "vos/load.h"
 #include "vos/log.h"

@@ -15,6 +15,7 @@ constexpr uint32_t kReplyBufTimeoutMs = 15000;
 
 constexpr VosEntityId kSnmpd = 4;
 constexpr VosEntityId kEponapp = 15;
+constexpr VosEntityId kLogSaver = 30;
 constexpr VosEntityId kGponproxy = 42048;
 
 struct Payload {
@@ -202,4 +203,16 @@ VosRet UTIL_delEntityInfo(const char *name, VosMsgHandle *handle) {
 
 VosRet UTIL_getEidByAppName(const char *name, VosMsgHandle *handle) {
     return requestByName(handle, VOS_MSG_GET_EID_BY_APP_NAME, name);
+}
+
+VosRet util_saveLogToFlash(VosMsgHandle *handle) {
+    if (vosImg_isAppRunning(handle, kLogSaver) == 0) {
+        return VOS_RET_OK;
+    }
+    VosMsgHeader msg{};
+    msg.type = VOS_MSG_SAVE_LOG_TO_FLASH;
+    msg.src = vosMsg_getHandleEid(handle);
+    msg.dst = kLogSaver;
+    msg.flags = VOS_MSG_FLAG_REQUEST;
+    return vosMsg_send(handle, &msg);
 }

@@ -67,3 +67,9 @@ VosRet utilTms_getDaysHoursMinutesSeconds(uint32_t seconds, char *buf, uint32_t 
                                 seconds % 3600 / 60, seconds % 60);
     return static_cast<uint32_t>(length) < len ? VOS_RET_OK : VOS_RET_NO_RESOURCE;
 }
+
+void koraTms_get(UtilTimestamp *) {}
+
+uint32_t koraTms_deltaInMilliSeconds(const UtilTimestamp *, const UtilTimestamp *) {
+    return 0;
+}
