@@ -5,7 +5,7 @@
 #include <string>
 
 #include "bench_samples.h"
-#include "util/crc32_paths.h"
+#include "util/codec/crc32_paths.h"
 #include "vos/codec.h"
 
 namespace {

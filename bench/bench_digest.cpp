@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "util/sha256_blocks.h"
+#include "util/digest/sha256_blocks.h"
 #include "vos/digest.h"
 #ifdef BENCH_WITH_SECURITY
 #include "vos/security.h"

@@ -1,10 +1,7 @@
 # libvos.so and libvos.a: C++20 without the C++ runtime, exports from a version map.
 find_package(Threads REQUIRED)
 
-file(GLOB vos_sources CONFIGURE_DEPENDS
-    ${PROJECT_SOURCE_DIR}/src/vos/*.cpp
-    ${PROJECT_SOURCE_DIR}/src/vos/linux/*.cpp
-    ${PROJECT_SOURCE_DIR}/src/util/*.cpp)
+file(GLOB_RECURSE vos_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/*.cpp)
 file(GLOB vos_exports CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/exports/*.txt)
 
 # Families that a firmware may leave out drop their sources and export lists here; vos_private_libs collects what the
@@ -62,7 +59,7 @@ endif()
 
 # What calls those libraries directly is compiled once for each of the two.
 set(vos_bind_sources ${vos_sources})
-list(FILTER vos_bind_sources INCLUDE REGEX "/(oal_pass|security_bind)\\.cpp$")
+list(FILTER vos_bind_sources INCLUDE REGEX "/(oal_password|security/bind)\\.cpp$")
 list(REMOVE_ITEM vos_sources ${vos_bind_sources})
 add_library(vos_objects OBJECT ${vos_sources})
 add_library(vos_shared_objects OBJECT ${vos_bind_sources})
@@ -79,11 +76,15 @@ foreach(objects IN ITEMS vos_objects vos_shared_objects vos_static_objects)
         -ffunction-sections -fdata-sections ${vos_atomics})
 endforeach()
 
-# In a build for size these few stay fast: they see every byte of large inputs.
-foreach(source IN LISTS vos_sources)
-    if(source MATCHES "/(base64_[a-z]+|crc32[a-z_]*|gb18030|lzw_[a-z]+|md5|sha256_[a-z0-9]+|utf8|xml_token)\\.cpp$")
-        set_property(SOURCE ${source} APPEND PROPERTY COMPILE_OPTIONS $<$<CONFIG:MinSizeRel>:-O2>)
-    endif()
+# In a build for size these stay fast: they see every byte of large inputs.
+foreach(fast IN ITEMS util/codec/ util/digest/ util/gb18030/ util/lzw/ util/utf8/ util/xml/token.cpp)
+    foreach(source IN LISTS vos_sources)
+        cmake_path(RELATIVE_PATH source BASE_DIRECTORY ${PROJECT_SOURCE_DIR}/src OUTPUT_VARIABLE name)
+        string(FIND ${name} ${fast} at)
+        if(at EQUAL 0)
+            set_property(SOURCE ${source} APPEND PROPERTY COMPILE_OPTIONS $<$<CONFIG:MinSizeRel>:-O2>)
+        endif()
+    endforeach()
 endforeach()
 
 add_library(vos SHARED $<TARGET_OBJECTS:vos_objects> $<TARGET_OBJECTS:vos_shared_objects>)

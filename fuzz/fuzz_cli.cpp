@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "vos/cli.h"
-#include "vos/msg_handle.h"
+#include "vos/msg/handle.h"
 
 namespace {
 

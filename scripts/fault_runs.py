@@ -42,7 +42,7 @@ def resolved_stack(frames):
 
 def is_ours(place):
     """Whether a place is in the product; where every block comes from and goes to tells nothing."""
-    return re.match(r"(?!src/vos/mem.cpp|src/internal/guards.h)(src|include|tools|examples)/", place)
+    return re.match(r"(?!src/vos/mem/mem.cpp|src/internal/guards.h)(src|include|tools|examples)/", place)
 
 
 def product(frames):

@@ -30,7 +30,7 @@ section() {
 figures() {
     local name=$1 file=$2 stripped tables relocations
     stripped=$(mktemp)
-    tables=${file%/*}/CMakeFiles/vos_objects.dir/src/util/gb18030_tables.cpp.o
+    tables=${file%/*}/CMakeFiles/vos_objects.dir/src/util/gb18030/tables.cpp.o
     if [ -e "$tables" ]; then tables=$(section "$tables" '[.]rodata.*'); else tables=0; fi
     aarch64-linux-gnu-strip --strip-all -o "$stripped" "$file" 2> /dev/null || strip --strip-all -o "$stripped" "$file"
     relocations=$(readelf -rW "$stripped" | grep -cE '^[0-9a-f]{12,}')

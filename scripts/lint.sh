@@ -11,7 +11,7 @@ cmake --preset dev -B build/lint -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON > /dev/nu
 files=("$@")
 if [ ${#files[@]} = 0 ]; then
     # The conversion tables are generated data.
-    mapfile -t files < <(git ls-files 'src/**/*.cpp' 'tools/**/*.cpp' | grep -v gb18030_tables)
+    mapfile -t files < <(git ls-files 'src/**/*.cpp' 'tools/**/*.cpp' | grep -v gb18030/tables)
 fi
 status=0
 echo "== cppcheck"

@@ -17,7 +17,7 @@
 #include "support/effort.h"
 #include "support/files.h"
 #include "support/syslog_catcher.h"
-#include "util/crc32_paths.h"
+#include "util/codec/crc32_paths.h"
 #include "vos/mem.h"
 
 namespace {

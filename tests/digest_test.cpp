@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "util/sha256_blocks.h"
+#include "util/digest/sha256_blocks.h"
 
 namespace {
 

@@ -96,7 +96,7 @@ TEST(MemBlock, DamageIsReportedAndTheBlockStays) {
         ASSERT_EQ(lines.size(), 2U);
         EXPECT_EQ(lines[0].body(), c.report);
         EXPECT_EQ(lines[0].priority, LOG_ERR);
-        EXPECT_THAT(lines[1].body(), testing::MatchesRegex("assertion \"0\" failed at .*src/vos/mem.cpp:[0-9]+"));
+        EXPECT_THAT(lines[1].body(), testing::MatchesRegex("assertion \"0\" failed at .*src/vos/mem/mem.cpp:[0-9]+"));
         if (c.position < 0) {
             EXPECT_EQ(vosMem_realloc(user, 100, "f", 1), nullptr);
             EXPECT_EQ(diagnostics.take()[0].body(), c.report.substr(strlen("caller():7:")));

@@ -15,7 +15,7 @@
 #include "support/effort.h"
 #include "support/files.h"
 #include "support/syslog_catcher.h"
-#include "util/xml_context.h"
+#include "util/xml/context.h"
 
 namespace {
 

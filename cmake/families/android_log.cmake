@@ -9,13 +9,13 @@ endif()
 option(VOS_WITH_ANDROID_LOG "Send the daemon log's destination 4 to Android's log" ${vos_android_log_found})
 
 if(NOT VOS_WITH_ANDROID_LOG)
-    list(FILTER vos_sources EXCLUDE REGEX "/oal_log_android\\.cpp$")
+    list(FILTER vos_sources EXCLUDE REGEX "/oal_log/android\\.cpp$")
 elseif(NOT vos_android_log_found)
     message(FATAL_ERROR "VOS_WITH_ANDROID_LOG needs liblog (Debian: android-liblog-dev)")
 else()
-    set_source_files_properties(${PROJECT_SOURCE_DIR}/src/vos/log_destination.cpp
+    set_source_files_properties(${PROJECT_SOURCE_DIR}/src/vos/log/destination.cpp
         PROPERTIES COMPILE_DEFINITIONS VOS_WITH_ANDROID_LOG=1)
-    set_source_files_properties(${PROJECT_SOURCE_DIR}/src/vos/linux/oal_log_android.cpp
+    set_source_files_properties(${PROJECT_SOURCE_DIR}/src/vos/linux/oal_log/android.cpp
         PROPERTIES COMPILE_OPTIONS "-isystem${VOS_ANDROID_LOG_INCLUDE}")
     list(APPEND vos_private_libs ${VOS_ANDROID_LOG_LIBRARY})  # its own calls stay in reach of the process
     cmake_path(GET VOS_ANDROID_LOG_LIBRARY PARENT_PATH vos_android_log_dir)

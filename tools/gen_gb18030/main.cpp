@@ -1,5 +1,5 @@
 // Writes the GB18030 conversion tables to standard output, from ICU's converter "gb18030" (GB 18030-2005). Run at
-// development time only; the result is committed as src/util/gb18030_tables.cpp.
+// development time only; the result is committed as src/util/gb18030/tables.cpp.
 #include <unicode/ucnv.h>
 
 #include <array>
@@ -121,7 +121,7 @@ int main() {
     }
     printf(
         "// GB18030 conversion tables. Made by tools/gen_gb18030; not edited by hand.\n// clang-format off\n"
-        "#include \"util/gb18030_tables.h\"\n\nnamespace vos {\n");
+        "#include \"util/gb18030/tables.h\"\n\nnamespace vos {\n");
     print("uint32_t __twobyte_to_ucs[kTwoByteCodes]", twoByte, false);
     print("uint32_t __fourbyte_to_ucs[kFourByteCodes]", fourByte, false);
     print("uint8_t __ucs_to_gb18030_tab1[kReverseCodes1][2]", low, true);

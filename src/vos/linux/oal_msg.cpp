@@ -12,9 +12,9 @@
 
 #include "internal/guards.h"
 #include "vos/dbg.h"
-#include "vos/mem_unfilled.h"
+#include "vos/mem/unfilled.h"
 #include "vos/msg.h"
-#include "vos/msg_handle.h"
+#include "vos/msg/handle.h"
 #include "vos/plugin_info.h"
 #include "vos/text.h"
 

@@ -1,0 +1,67 @@
+// The log file of a process: writing, rotation by position, showing and clearing.
+#include "vos/log.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "internal/cut_text.h"
+#include "internal/guards.h"
+#include "vos/log/parts.h"
+
+namespace vos::log {
+
+void filePath(char (&path)[kPathSize], VosEntityId eid, bool older) {
+    CutText{path}.text(VOS_LOG_DIRECTORY).number(eid).text(older ? ".log.0" : ".log");
+}
+
+void writeToFile(bool appendNewline, const char *text) {
+    FILE *file = g_state.file;
+    if (file == nullptr || g_state.eid == 0) {
+        return;
+    }
+    // A second thread must not copy the file that this one has just emptied over the old entries.
+    flockfile(file);
+    const Scope unlock{[&] { funlockfile(file); }};
+    const long position = ftell(file);
+    if (position >= 0 && static_cast<unsigned long>(position) >= vosLog_getMaxSize()) {
+        rotateFile(file, g_state.eid);
+    }
+    fprintf(file, appendNewline ? "%s\n" : "%s", text);
+    fflush(file);
+}
+
+}  // namespace vos::log
+
+using vos::log::g_state;
+
+void vosLog_show(VosEntityId eid) {
+    if (eid == 0) {
+        printf("%s:%d Invalid eid\n", __func__, __LINE__);
+        return;
+    }
+    for (const bool older : {true, false}) {
+        char path[vos::log::kPathSize];
+        vos::log::filePath(path, eid, older);
+        vos::log::printFile(path);
+    }
+}
+
+void vosLog_clear(VosEntityId eid) {
+    if (eid == 0) {
+        printf("%s:%d Invalid eid\n", __func__, __LINE__);
+        return;
+    }
+    char older[vos::log::kPathSize];
+    vos::log::filePath(older, eid, true);
+    remove(older);
+    // The current file emptied is the caller's own, as callers know it, whatever eid they pass.
+    FILE *file = g_state.file;
+    if (file == nullptr) {
+        return;
+    }
+    flockfile(file);
+    const vos::Scope unlock{[&] { funlockfile(file); }};
+    if (!vos::log::emptyFile(file)) {
+        printf("%s:%d ftruncate failed(%s)\n", __func__, __LINE__, strerror(errno));
+    }
+}
