@@ -1,6 +1,6 @@
 #!/bin/sh
 # man_pages.sh DOXYGEN_MAN_DIR OUT_DIR VERSION EXPORT_LISTS…: turns Doxygen's man pages into vos_FAMILY.3 for every
-# header, one link for every exported function that a header describes, vosctl.1 and vos-hubd.8.
+# header, one link for every exported function that a header describes, vosctl.1, vosmini.1 and vos-hubd.8.
 set -eu
 from=$1/man3
 out=$2
@@ -43,6 +43,7 @@ for file in "$from"/*.h.3; do
     page "$file" "vos_${header%.h}" 3 "vos/$header" > "$out/man3/vos_${header%.h}.3"
 done
 page "$from/vosctl.3" vosctl 1 "" > "$out/man1/vosctl.1"
+page "$from/vosmini.3" vosmini 1 "" > "$out/man1/vosmini.1"
 page "$from/vos-hubd.3" vos-hubd 8 "" > "$out/man8/vos-hubd.8"
 
 cat "$@" | grep '^[A-Za-z_]' | while read -r name; do

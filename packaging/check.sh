@@ -15,7 +15,7 @@ problem() {
 listing() { (cd "$1" && find . ! -type d | LC_ALL=C sort); }
 
 # The installed tree as the recipes see it: libraries directly below /usr/lib.
-for component in runtime dev tools; do
+for component in runtime dev tools mini; do
     cmake --install "$build" --component "$component" --prefix "$scratch/$component/usr" > "$scratch/install.log"
     for lib in "$scratch/$component"/usr/lib/*-linux-*; do
         [ ! -d "$lib" ] || { cp -a "$lib/." "$scratch/$component/usr/lib/" && rm -r "$lib"; }
@@ -23,7 +23,9 @@ for component in runtime dev tools; do
     rm -rf "$scratch/$component/usr/share/man" "$scratch/$component/usr/share/doc"
 done
 mkdir "$scratch/all"
-cp -a "$scratch/runtime/." "$scratch/dev/." "$scratch/all/"
+cp -a "$scratch/runtime/." "$scratch/dev/." "$scratch/mini/." "$scratch/all/"
+mkdir "$scratch/devel"
+cp -a "$scratch/runtime/." "$scratch/dev/." "$scratch/devel/"
 
 # Options that a recipe sets exist in the build.
 options_exist() {
@@ -41,18 +43,21 @@ SHELL := /bin/bash
 INSTALL_DIR := install -d -m0755
 CP := cp -fpR
 define BuildPackage
-all:
+all: $(1)
+$(1):
 	$(call Build/InstallDev,$(OUT)/dev)
-	$(call Package/$(1)/install,$(OUT)/target)
+	$(call Package/$(1)/install,$(OUT)/$(1))
 	@echo '$(PKG_VERSION)' > $(OUT)/version
 endef
 MK
 make -s -C openwrt/libvos TOPDIR="$scratch/openwrt" INCLUDE_DIR="$scratch/openwrt/include" OUT="$scratch/openwrt" \
     PKG_INSTALL_DIR="$scratch/all" || problem "OpenWrt: make fails"
 [ "$(cat "$scratch/openwrt/version")" = "$version" ] || problem "OpenWrt: PKG_VERSION is not $version"
-diff <(listing "$scratch/runtime") <(listing "$scratch/openwrt/target") ||
+diff <(listing "$scratch/runtime") <(listing "$scratch/openwrt/libvos") ||
     problem "OpenWrt: Package/libvos/install differs from the run-time files"
-diff <(listing "$scratch/all") <(listing "$scratch/openwrt/dev") ||
+diff <(listing "$scratch/mini") <(listing "$scratch/openwrt/vosmini") ||
+    problem "OpenWrt: Package/vosmini/install differs from the installed files"
+diff <(listing "$scratch/devel") <(listing "$scratch/openwrt/dev") ||
     problem "OpenWrt: Build/InstallDev differs from the installed files"
 
 # --- Buildroot: files come from the project's own install step

@@ -13,6 +13,7 @@ DEFAULTS = {
     "libvos-staticdev": "/usr/lib/*.a",
     "libvos-dev": "/usr/include /usr/lib/lib*.so /usr/lib/pkgconfig /usr/lib/cmake",
     "vos-tools": "",
+    "vosmini": "",
     "libvos": "/usr/bin/* /usr/lib/lib*.so.*",
 }
 DIRECTORIES = {"bindir": "/usr/bin", "libdir": "/usr/lib", "datadir": "/usr/share", "PN": "libvos"}
@@ -48,7 +49,8 @@ def check_yocto(version: str, scratch: pathlib.Path) -> list[str]:
     licence = hashlib.md5(pathlib.Path("../LICENSE").read_bytes()).hexdigest()
     problems = [] if licence in values["LIC_FILES_CHKSUM"] else ["Yocto: LIC_FILES_CHKSUM is stale"]
     files = {name: expand(values.get(f"FILES:{name}", "")) + " " + default for name, default in DEFAULTS.items()}
-    owners = {"runtime": ["libvos"], "dev": ["libvos-dev", "libvos-staticdev"], "tools": ["vos-tools"]}
+    owners = {"runtime": ["libvos"], "dev": ["libvos-dev", "libvos-staticdev"], "tools": ["vos-tools"],
+              "mini": ["vosmini"]}
     for component, packages in owners.items():
         root = scratch / component
         for path in sorted(p for p in root.rglob("*") if not p.is_dir() or p.is_symlink()):

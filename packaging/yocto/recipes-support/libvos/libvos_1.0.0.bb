@@ -25,12 +25,14 @@ RDEPENDS:${PN}:append:class-target:libc-glibc = " libxcrypt"
 
 EXTRA_OECMAKE += "-DVOS_BUILD_EXAMPLES=OFF -DVOS_WITH_ANDROID_LOG=OFF"
 
-PACKAGE_BEFORE_PN = "vos-tools"
+PACKAGE_BEFORE_PN = "vos-tools vosmini"
 FILES:vos-tools = " \
     ${bindir}/vos-hubd \
     ${bindir}/vosctl \
     ${datadir}/bash-completion/completions/vosctl \
     ${datadir}/vos-tools \
 "
+
+FILES:vosmini = "${bindir}/vosmini"
 
 BBCLASSEXTEND = "native nativesdk"

@@ -1,0 +1,4 @@
+if(NOT TARGET vosmini)
+    vos_test_left_out("VOS_BUILD_MINI is OFF")
+endif()
+add_dependencies(${name} vosmini vos-hubd)
