@@ -17,7 +17,8 @@ foreach(family_file IN ITEMS android_log gb18030 security semaphore)
 endforeach()
 
 # One export list for each family, joined into one version map with a node for each release that added names. Names belong
-# to the first release unless a line "@VOS_1.1" stands above them.
+# to the first release unless a line "@VOS_1.1" stands above them; below "@unversioned" they get no version, so that a
+# definition that stands earlier in the loader's order takes their place.
 set(vos_map ${PROJECT_BINARY_DIR}/vos.map)
 set(vos_nodes VOS_1.0)
 foreach(list IN LISTS vos_exports)
@@ -25,7 +26,9 @@ foreach(list IN LISTS vos_exports)
     file(STRINGS ${list} names REGEX "^[@A-Za-z_]")
     set(node VOS_1.0)
     foreach(name IN LISTS names)
-        if(name MATCHES "^@(VOS_[0-9.]+)$")
+        if(name STREQUAL "@unversioned")
+            set(node unversioned)
+        elseif(name MATCHES "^@(VOS_[0-9.]+)$")
             set(node ${CMAKE_MATCH_1})
             list(APPEND vos_nodes ${node})
         else()
@@ -39,13 +42,32 @@ set(vos_map_text "")
 set(before "")
 foreach(node IN LISTS vos_nodes)
     string(APPEND vos_map_text "${node} {\nglobal:\n${vos_names_${node}}")
-    if(NOT before)
+    if(NOT before AND vos_names_unversioned)
+        string(APPEND vos_map_text "local:\n    _*;\n")  # C++ inline code; the rest is hidden
+    elseif(NOT before)
         string(APPEND vos_map_text "local:\n    *;\n")
     endif()
     string(APPEND vos_map_text "}${before};\n")
     set(before " ${node}")
 endforeach()
+if(vos_names_unversioned)
+    string(PREPEND vos_map_text "/* without a version:\n${vos_names_unversioned}*/\n")
+endif()
 file(CONFIGURE OUTPUT ${vos_map} CONTENT "${vos_map_text}" @ONLY)
+
+# The library's calls reach its own functions, whatever a program calls its. These stay open to replacement.
+set(vos_open ${PROJECT_BINARY_DIR}/vos.open)
+file(WRITE ${vos_open}
+    "{ semtimedop; g_vosStdin; g_vosStdout; g_vosStderr; g_ndefAppDataHead; local_crc32_table; };\n")
+include(CheckLinkerFlag)
+check_linker_flag(CXX -Wl,--dynamic-list=${vos_open} VOS_LINKER_BINDS)
+set(vos_bind_option "")
+set(vos_bind_definition "")
+if(VOS_LINKER_BINDS)
+    set(vos_bind_option -Wl,--dynamic-list=${vos_open})
+else()
+    set(vos_bind_definition VOS_BIND_BY_VISIBILITY)
+endif()
 
 set(vos_atomics "")
 if(CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
@@ -69,12 +91,18 @@ foreach(objects IN ITEMS vos_objects vos_shared_objects vos_static_objects)
     set_target_properties(${objects} PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden
         VISIBILITY_INLINES_HIDDEN ON)
     target_include_directories(${objects} PUBLIC ${PROJECT_SOURCE_DIR}/include PRIVATE ${PROJECT_SOURCE_DIR}/src)
-    target_compile_definitions(${objects} PRIVATE _GNU_SOURCE)
+    target_compile_definitions(${objects} PRIVATE _GNU_SOURCE ${vos_bind_definition})
     target_link_libraries(${objects} PRIVATE Threads::Threads ${vos_private_libs} ${vos_static_libs})
     target_compile_options(${objects} PRIVATE -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/= -fno-exceptions -fno-rtti
         -fno-semantic-interposition -fno-threadsafe-statics -fno-asynchronous-unwind-tables -fno-unwind-tables
         -ffunction-sections -fdata-sections ${vos_atomics})
 endforeach()
+
+# Sanitizers and counters keep books that a child with its parent's memory would write into.
+if(VOS_SANITIZE OR VOS_COVERAGE)
+    set_source_files_properties(${PROJECT_SOURCE_DIR}/src/vos/linux/oal_prctl/start.cpp
+        PROPERTIES COMPILE_DEFINITIONS VOS_START_BY_FORK)
+endif()
 
 # In a build for size these stay fast: they see every byte of large inputs.
 foreach(fast IN ITEMS util/codec/ util/digest/ util/gb18030/ util/lzw/ util/utf8/ util/xml/token.cpp)
@@ -92,7 +120,7 @@ add_library(vos_static STATIC $<TARGET_OBJECTS:vos_objects> $<TARGET_OBJECTS:vos
 set_target_properties(vos PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
     LINKER_LANGUAGE C LINK_DEPENDS ${vos_map} BUILD_RPATH "${vos_late_directories}")
 set_target_properties(vos_static PROPERTIES OUTPUT_NAME vos LINKER_LANGUAGE C EXPORT_NAME vos-static)
-target_link_options(vos PRIVATE -Wl,--version-script=${vos_map} -Wl,--gc-sections -Wl,--as-needed -Wl,--hash-style=gnu)
+target_link_options(vos PRIVATE -Wl,--version-script=${vos_map} ${vos_bind_option} -Wl,--gc-sections -Wl,--as-needed -Wl,--hash-style=gnu)
 if(NOT VOS_SANITIZE)
     target_link_options(vos PRIVATE -Wl,-z,defs -Wl,-z,relro -Wl,-z,now)
 endif()

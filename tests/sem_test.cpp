@@ -34,8 +34,9 @@ UtilTimestamp g_now{};
 }  // namespace
 
 // The program comes first in symbol resolution, so these are what timed locks reach.
-extern "C" __attribute__((visibility("default"))) void utilTms_get(UtilTimestamp *tms) {
-    *tms = g_now;
+extern "C" int clock_gettime(clockid_t, timespec *now) {
+    *now = {.tv_sec = static_cast<time_t>(g_now.sec), .tv_nsec = static_cast<long>(g_now.nsec)};
+    return 0;
 }
 
 extern "C" __attribute__((visibility("default"))) int semtimedop(int id, struct sembuf *ops, size_t count,

@@ -109,7 +109,7 @@ VosRet utilXml_unescapeString(const char *in, char **out);
  *  @{ */
 
 /** Register change of each byte value, in the low 32 bits. */
-extern const uint64_t local_crc32_table[256];
+extern VOS_DATA const uint64_t local_crc32_table[256];
 
 /** Runs the register over @p len bytes, without any inversion: a start of 0xFFFFFFFF and an inverted result give the
  *  usual CRC-32. Uses the processor's instructions where it has them.

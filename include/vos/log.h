@@ -98,9 +98,9 @@ VOS_BEGIN_DECLS
 
 /** The standard descriptors that vosLog_stdRedirect() replaced, each -1 while nothing is redirected.
  *  @{ */
-extern int32_t g_vosStdin;
-extern int32_t g_vosStdout;
-extern int32_t g_vosStderr;
+extern VOS_DATA int32_t g_vosStdin;
+extern VOS_DATA int32_t g_vosStdout;
+extern VOS_DATA int32_t g_vosStderr;
 /** @} */
 
 /** Opens the log of this process.

@@ -14,7 +14,7 @@
 VOS_BEGIN_DECLS
 
 /** What every buffer begins with: application, capability container and NDEF file identifiers. */
-extern const uint8_t g_ndefAppDataHead[26];
+extern VOS_DATA const uint8_t g_ndefAppDataHead[26];
 
 /** Builds the tag's contents for a Wi-Fi credential.
  *

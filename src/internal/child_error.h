@@ -7,8 +7,19 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 
 namespace vos {
+
+/** strerror() without the lock that some C libraries take to translate. */
+inline const char *errorText(int error) {
+#if defined(__GLIBC__) && __GLIBC_PREREQ(2, 32)
+    const char *text = strerrordesc_np(error);
+    return text != nullptr ? text : "Unknown error";
+#else
+    return strerror(error);
+#endif
+}
 
 [[gnu::format(printf, 1, 2)]] inline void childError(const char *format, ...) {
     char text[1024];

@@ -5,16 +5,12 @@
 #include <cstring>
 
 #include "internal/guards.h"
+#include "internal/own_names.h"
 #include "internal/text_room.h"
 #include "vos/dbg.h"
 #include "vos/text.h"
 
 namespace {
-
-// From the start of an entry to its neighbours on the heap: to the copy of a key of some length in front of it, without
-// that length, and to another entry behind it.
-constexpr size_t kCopyDistance = 32;
-constexpr size_t kEntryDistance = 48;
 
 // The hash after four more bytes, whose multiplications need not wait for each other.
 uint32_t hashFour(uint32_t hash, const uint8_t *at) {
@@ -34,30 +30,21 @@ uint32_t hashOf(const char *key, size_t length) {
     return hash;
 }
 
-struct HashedText {
-    uint32_t hash;
-    size_t length;
-};
-
-// Hash and length in one pass.
-HashedText hashText(const char *key) {
-    const auto *start = reinterpret_cast<const uint8_t *>(key);
-    const auto *at = start;
-    const auto result = [&](uint32_t hash, size_t rest) {
-        return HashedText{hash, static_cast<size_t>(at - start) + rest};
-    };
+// The same of a whole text, found out on the way to its end.
+uint32_t hashText(const char *key) {
+    const auto *at = reinterpret_cast<const uint8_t *>(key);
     for (uint32_t hash = 0;; at += 4) {
         if (at[0] == 0) {
-            return result(hash, 0);
+            return hash;
         }
         if (at[1] == 0) {
-            return result(hash * 17 + at[0], 1);
+            return hash * 17 + at[0];
         }
         if (at[2] == 0) {
-            return result(hash * (17 * 17) + at[0] * 17u + at[1], 2);
+            return hash * (17 * 17) + at[0] * 17u + at[1];
         }
         if (at[3] == 0) {
-            return result(hash * (17 * 17 * 17) + at[0] * (17u * 17) + at[1] * 17u + at[2], 3);
+            return hash * (17 * 17 * 17) + at[0] * (17u * 17) + at[1] * 17u + at[2];
         }
         hash = hashFour(hash, at);
     }
@@ -76,27 +63,6 @@ const char *keyOf(const ListEntry &entry) {
     return static_cast<const char *>(entry.data);
 }
 
-uint64_t loadWord(const char *bytes) {
-    uint64_t word = 0;
-    memcpy(&word, bytes, sizeof word);
-    return word;
-}
-
-// Whether the map's copy of a key is `key`, `size` bytes with its terminator. A word may run over the copy's end, by
-// seven bytes at most because all before it are equal: there lies the memory manager's guard of eight.
-bool equals(const char *copy, const char *key, size_t size) {
-    constexpr size_t kWord = sizeof(uint64_t);
-    if (size < kWord) {
-        return strcmp(copy, key) == 0;
-    }
-    for (size_t i = 0; i + kWord <= size; i += kWord) {
-        if (loadWord(copy + i) != loadWord(key + i)) {
-            return false;
-        }
-    }
-    return loadWord(copy + size - kWord) == loadWord(key + size - kWord);
-}
-
 // A key's two entries; NULL when the map does not hold the key. Small enough to stay in registers.
 struct Found {
     ListEntry *key;
@@ -104,15 +70,11 @@ struct Found {
 };
 
 Found find(const HashMap &map, const char *key) {
-    const auto [hash, length] = hashText(key);
-    const uint32_t bucket = bucketOf(map, hash);
+    const uint32_t bucket = bucketOf(map, hashText(key));
     ListEntry *keyEntry = map.keyChains[bucket];
     ListEntry *valueEntry = map.valueChains[bucket];
-    // The blocks of one insert mostly lie side by side: fetched now, they need not wait for each other.
-    const auto first = reinterpret_cast<uintptr_t>(keyEntry);
-    __builtin_prefetch(reinterpret_cast<const void *>(first - kCopyDistance - length));
-    __builtin_prefetch(reinterpret_cast<const void *>(first + kEntryDistance));
-    while (keyEntry != nullptr && !equals(keyOf(*keyEntry), key, length + 1)) {
+    __builtin_prefetch(valueEntry);  // comes while the keys are compared
+    while (keyEntry != nullptr && strcmp(keyOf(*keyEntry), key) != 0) {
         keyEntry = keyEntry->next;
         valueEntry = valueEntry->next;
     }
@@ -144,11 +106,11 @@ void remove(HashMap &map, uint32_t bucket, const Found &found, void (*freeValue)
 
 }  // namespace
 
-uint32_t hash_string(const char *key, int32_t len) {
+VOS_OPEN_NAME uint32_t hash_string(const char *key, int32_t len) {
     return key == nullptr ? 0 : hashOf(key, lengthOf(key, len));
 }
 
-VosRet hashmap_create(HashMap **mapOut, uint32_t bucketCount) {
+VosRet vos::own::hashmap_create(HashMap **mapOut, uint32_t bucketCount) {
     if (mapOut == nullptr || bucketCount == 0) {
         return VOS_RET_BAD_ARG;
     }
@@ -164,7 +126,7 @@ VosRet hashmap_create(HashMap **mapOut, uint32_t bucketCount) {
     return VOS_RET_OK;
 }
 
-VosRet hashmap_insert(HashMap *map, const char *key, int32_t keyLen, void *value) {
+VosRet vos::own::hashmap_insert(HashMap *map, const char *key, int32_t keyLen, void *value) {
     if (map == nullptr || key == nullptr) {
         VOS_DBG_ERROR("Invalid Param!");
         return VOS_RET_BAD_ARG;
@@ -176,8 +138,8 @@ VosRet hashmap_insert(HashMap *map, const char *key, int32_t keyLen, void *value
         return VOS_RET_NO_RESOURCE;
     }
     memcpy(copy.get(), key, length);
-    vos::MemPtr<ListEntry> keyEntry{list_create_entry(copy.get())};
-    vos::MemPtr<ListEntry> valueEntry{list_create_entry(value)};
+    vos::MemPtr<ListEntry> keyEntry{vos::own::list_create_entry(copy.get())};
+    vos::MemPtr<ListEntry> valueEntry{vos::own::list_create_entry(value)};
     if (!keyEntry || !valueEntry) {
         VOS_DBG_ERROR("Fail to list_create_entry!");
         return VOS_RET_NO_RESOURCE;
@@ -189,7 +151,7 @@ VosRet hashmap_insert(HashMap *map, const char *key, int32_t keyLen, void *value
     return VOS_RET_OK;
 }
 
-void *hashmap_search(const HashMap *map, const char *key) {
+void *vos::own::hashmap_search(const HashMap *map, const char *key) {
     if (map == nullptr || key == nullptr) {
         return nullptr;
     }
@@ -197,7 +159,7 @@ void *hashmap_search(const HashMap *map, const char *key) {
     return found.key == nullptr ? nullptr : found.value->data;
 }
 
-VosRet hashmap_delete(HashMap *map, const char *key, void (*freeValue)(void *)) {
+VOS_OPEN_NAME VosRet hashmap_delete(HashMap *map, const char *key, void (*freeValue)(void *)) {
     if (map == nullptr || key == nullptr) {
         return VOS_RET_BAD_ARG;
     }
@@ -205,11 +167,11 @@ VosRet hashmap_delete(HashMap *map, const char *key, void (*freeValue)(void *)) 
     if (found.key == nullptr) {
         return VOS_RET_NOT_IN_LIST;
     }
-    remove(*map, bucketOf(*map, hash_string(key, -1)), found, freeValue);
+    remove(*map, bucketOf(*map, hashText(key)), found, freeValue);
     return VOS_RET_OK;
 }
 
-VosRet hashmap_getAllKey(const HashMap *map, char *buf, uint32_t bucketsToScan, uint32_t bufLen) {
+VOS_OPEN_NAME VosRet hashmap_getAllKey(const HashMap *map, char *buf, uint32_t bucketsToScan, uint32_t bufLen) {
     if (map == nullptr || buf == nullptr) {
         return VOS_RET_BAD_ARG;
     }
@@ -227,7 +189,7 @@ VosRet hashmap_getAllKey(const HashMap *map, char *buf, uint32_t bucketsToScan, 
     return VOS_RET_OK;
 }
 
-void hashmap_destroy(HashMap *map, void (*freeValue)(void *)) {
+VOS_OPEN_NAME void hashmap_destroy(HashMap *map, void (*freeValue)(void *)) {
     if (map == nullptr) {
         return;
     }
@@ -239,4 +201,16 @@ void hashmap_destroy(HashMap *map, void (*freeValue)(void *)) {
     VOS_FREE(map->keyChains);
     VOS_FREE(map->valueChains);
     VOS_FREE(map);
+}
+
+VOS_OPEN_NAME VosRet hashmap_create(HashMap **mapOut, uint32_t bucketCount) {
+    return vos::own::hashmap_create(mapOut, bucketCount);
+}
+
+VOS_OPEN_NAME VosRet hashmap_insert(HashMap *map, const char *key, int32_t keyLen, void *value) {
+    return vos::own::hashmap_insert(map, key, keyLen, value);
+}
+
+VOS_OPEN_NAME void *hashmap_search(const HashMap *map, const char *key) {
+    return vos::own::hashmap_search(map, key);
 }

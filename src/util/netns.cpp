@@ -12,8 +12,10 @@
 #include "internal/child_error.h"
 #include "internal/dir_reader.h"
 #include "internal/guards.h"
+#include "internal/own_names.h"
 
 using vos::childError;
+using vos::errorText;
 
 namespace {
 
@@ -35,11 +37,11 @@ bool enterNamespace(const char *name) {
     char path[kPathSize];
     const vos::UniqueFd fd{joinPath(path, kRunDir, name) ? open(path, O_RDONLY | O_CLOEXEC) : -1};
     if (!fd) {
-        childError("Cannot open network namespace \"%s\": %s\n", name, strerror(errno));
+        childError("Cannot open network namespace \"%s\": %s\n", name, errorText(errno));
         return false;
     }
     if (setns(fd.get(), CLONE_NEWNET) < 0) {
-        childError("setting the network namespace \"%s\" failed: %s\n", name, strerror(errno));
+        childError("setting the network namespace \"%s\" failed: %s\n", name, errorText(errno));
         return false;
     }
     return true;
@@ -48,19 +50,19 @@ bool enterNamespace(const char *name) {
 // A private view of the mounts with a sysfs that shows the new namespace's interfaces.
 bool remountSys(const char *name) {
     if (unshare(CLONE_NEWNS) < 0) {
-        childError("unshare failed: %s\n", strerror(errno));
+        childError("unshare failed: %s\n", errorText(errno));
         return false;
     }
     if (mount("", "/", "none", MS_SLAVE | MS_REC, nullptr) != 0) {
-        childError("\"mount --make-rslave /\" failed: %s\n", strerror(errno));
+        childError("\"mount --make-rslave /\" failed: %s\n", errorText(errno));
         return false;
     }
     if (umount2("/sys", MNT_DETACH) < 0) {
-        childError("umount of /sys failed: %s\n", strerror(errno));
+        childError("umount of /sys failed: %s\n", errorText(errno));
         return false;
     }
     if (mount(name, "/sys", "sysfs", 0, nullptr) < 0) {
-        childError("mount of /sys failed: %s\n", strerror(errno));
+        childError("mount of /sys failed: %s\n", errorText(errno));
         return false;
     }
     return true;
@@ -81,14 +83,14 @@ void bindConfiguration(const char *name) {
         target[0] = '\0';
         if (!joinPath(source, dirPath, entry) || !joinPath(target, "/etc", entry) ||
             mount(source, target, "none", MS_BIND, nullptr) < 0) {
-            childError("Bind %s -> %s failed: %s\n", source, target, strerror(errno));
+            childError("Bind %s -> %s failed: %s\n", source, target, errorText(errno));
         }
     }
 }
 
 }  // namespace
 
-int netns_switch(const char *name) {
+int vos::own::netns_switch(const char *name) {
     if (name == nullptr || !enterNamespace(name) || !remountSys(name)) {
         return -1;
     }
@@ -96,7 +98,11 @@ int netns_switch(const char *name) {
     return 0;
 }
 
-int netns_get_fd(const char *name) {
+VOS_OPEN_NAME int netns_switch(const char *name) {
+    return vos::own::netns_switch(name);
+}
+
+VOS_OPEN_NAME int netns_get_fd(const char *name) {
     if (name == nullptr) {
         errno = EINVAL;
         return -1;
@@ -108,7 +114,7 @@ int netns_get_fd(const char *name) {
     return joinPath(path, kRunDir, name) ? open(path, O_RDONLY | O_CLOEXEC) : -1;
 }
 
-int netns_foreach(int (*callback)(char *name, void *arg), void *arg) {
+VOS_OPEN_NAME int netns_foreach(int (*callback)(char *name, void *arg), void *arg) {
     vos::DirReader dir{kRunDir};
     if (!dir) {
         return -1;

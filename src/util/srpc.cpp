@@ -3,6 +3,7 @@
 
 #include <array>
 
+#include "internal/own_names.h"
 #include "vos/dbg.h"
 
 namespace {
@@ -31,7 +32,7 @@ const SrpcTaskParams *findTable(uint32_t id, int32_t *indexOut) {
 
 }  // namespace
 
-VosRet SRPC_setTaskParams(void *, SrpcTaskParams *table) {
+VOS_OPEN_NAME VosRet SRPC_setTaskParams(void *, SrpcTaskParams *table) {
     if (g_tableCount >= g_tables.size()) {
         VOS_DBG_ERROR("Exceed max task params num");
         return VOS_RET_ERROR;
@@ -40,7 +41,7 @@ VosRet SRPC_setTaskParams(void *, SrpcTaskParams *table) {
     return VOS_RET_OK;
 }
 
-VosRet SRPC_msgProcess(VosMsgHandle *msgHandle, VosMsgHeader *msg) {
+VOS_OPEN_NAME VosRet SRPC_msgProcess(VosMsgHandle *msgHandle, VosMsgHeader *msg) {
     if (msgHandle == nullptr || msg == nullptr) {
         VOS_DBG_ERROR("msgHandle = %p, msg = %p\n", static_cast<void *>(msgHandle), static_cast<void *>(msg));
         return VOS_RET_BAD_ARG;

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "internal/own_names.h"
+
 namespace {
 
 constexpr uint32_t kNanosPerSecond = 1000000000;
@@ -68,8 +70,8 @@ VosRet utilTms_getDaysHoursMinutesSeconds(uint32_t seconds, char *buf, uint32_t 
     return static_cast<uint32_t>(length) < len ? VOS_RET_OK : VOS_RET_NO_RESOURCE;
 }
 
-void koraTms_get(UtilTimestamp *) {}
+VOS_OPEN_NAME void koraTms_get(UtilTimestamp *) {}
 
-uint32_t koraTms_deltaInMilliSeconds(const UtilTimestamp *, const UtilTimestamp *) {
+VOS_OPEN_NAME uint32_t koraTms_deltaInMilliSeconds(const UtilTimestamp *, const UtilTimestamp *) {
     return 0;
 }

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "internal/own_names.h"
+
 namespace {
 
 constexpr int64_t kQuantum = 4;
@@ -93,7 +95,7 @@ void printLine(const unsigned char *bytes, size_t count) {
 
 }  // namespace
 
-void bpool(void *buf, int64_t len) {
+void vos::own::bpool(void *buf, int64_t len) {
     if (buf == nullptr) {
         return;
     }
@@ -118,7 +120,7 @@ void bpool(void *buf, int64_t len) {
     end->bsize = kEndMark;
 }
 
-void *bget(int64_t size) {
+void *vos::own::bget(int64_t size) {
     if (g_pool == nullptr || size > INT64_MAX - kHeader - kQuantum) {
         return nullptr;
     }
@@ -147,7 +149,7 @@ void *bget(int64_t size) {
     return at(taken, kHeader);
 }
 
-void brel(void *buf) {
+void vos::own::brel(void *buf) {
     if (buf == nullptr || g_pool == nullptr) {
         return;
     }
@@ -171,7 +173,7 @@ void brel(void *buf) {
     next->prevfree = block->bsize;
 }
 
-void bstats(int64_t *curalloc, int64_t *totfree, int64_t *maxfree, int64_t *nget, int64_t *nrel) {
+void vos::own::bstats(int64_t *curalloc, int64_t *totfree, int64_t *maxfree, int64_t *nget, int64_t *nrel) {
     int64_t sum = 0;
     int64_t largest = g_pool == nullptr ? 0 : -1;
     // The walk is for the two figures of the free list only.
@@ -194,7 +196,7 @@ void bstats(int64_t *curalloc, int64_t *totfree, int64_t *maxfree, int64_t *nget
     give(nrel, g_pool == nullptr ? 0 : g_pool->numrel);
 }
 
-void bufdump(void *buf) {
+void vos::own::bufdump(void *buf) {
     if (buf == nullptr) {
         return;
     }
@@ -229,7 +231,7 @@ void bufdump(void *buf) {
     }
 }
 
-void bpoold(void *pool, int dumpalloc, int dumpfree) {
+VOS_OPEN_NAME void bpoold(void *pool, int dumpalloc, int dumpfree) {
     if (pool == nullptr) {
         return;
     }
@@ -242,12 +244,12 @@ void bpoold(void *pool, int dumpalloc, int dumpfree) {
             printf("Allocated buffer: size %6ld bytes.\n", static_cast<long>(-block->bsize));
         }
         if ((isFree ? dumpfree : dumpalloc) != 0) {
-            bufdump(at(block, kHeader));
+            vos::own::bufdump(at(block, kHeader));
         }
     }
 }
 
-int bpoolv(void *pool) {
+VOS_OPEN_NAME int bpoolv(void *pool) {
     if (pool == nullptr) {
         return 0;
     }
@@ -263,10 +265,38 @@ int bpoolv(void *pool) {
     return 1;
 }
 
-void zeta_secondary_bpool(void *control) {
+void vos::own::zeta_secondary_bpool(void *control) {
     g_pool = static_cast<Control *>(control);
 }
 
-void zeta_cleanup_bpool(void) {
+void vos::own::zeta_cleanup_bpool(void) {
     g_pool = nullptr;
+}
+
+VOS_OPEN_NAME void bpool(void *buf, int64_t len) {
+    vos::own::bpool(buf, len);
+}
+
+VOS_OPEN_NAME void *bget(int64_t size) {
+    return vos::own::bget(size);
+}
+
+VOS_OPEN_NAME void brel(void *buf) {
+    vos::own::brel(buf);
+}
+
+VOS_OPEN_NAME void bstats(int64_t *curalloc, int64_t *totfree, int64_t *maxfree, int64_t *nget, int64_t *nrel) {
+    vos::own::bstats(curalloc, totfree, maxfree, nget, nrel);
+}
+
+VOS_OPEN_NAME void zeta_secondary_bpool(void *control) {
+    vos::own::zeta_secondary_bpool(control);
+}
+
+VOS_OPEN_NAME void zeta_cleanup_bpool(void) {
+    vos::own::zeta_cleanup_bpool();
+}
+
+VOS_OPEN_NAME void bufdump(void *buf) {
+    vos::own::bufdump(buf);
 }

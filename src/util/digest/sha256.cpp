@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "internal/block_buffer.h"
+#include "internal/own_names.h"
 #include "util/digest/sha256_blocks.h"
 #include "vos/digest.h"
 
@@ -42,7 +43,7 @@ size_t fillOf(const Sha256Context *context) {
 
 }  // namespace
 
-void sha256_init(Sha256Context *context) {
+VOS_OPEN_NAME void sha256_init(Sha256Context *context) {
     if (context != nullptr) {
         context->fill = 0;
         context->bitLength = 0;
@@ -50,7 +51,7 @@ void sha256_init(Sha256Context *context) {
     }
 }
 
-void sha256_update(Sha256Context *context, const uint8_t *data, uint32_t len) {
+VOS_OPEN_NAME void sha256_update(Sha256Context *context, const uint8_t *data, uint32_t len) {
     if (context == nullptr || data == nullptr) {
         return;
     }
@@ -62,7 +63,7 @@ void sha256_update(Sha256Context *context, const uint8_t *data, uint32_t len) {
     context->fill = static_cast<uint32_t>(fill);
 }
 
-void sha256_final(Sha256Context *context, uint8_t hash[SHA256_HASH_SIZE]) {
+VOS_OPEN_NAME void sha256_final(Sha256Context *context, uint8_t hash[SHA256_HASH_SIZE]) {
     if (context == nullptr || hash == nullptr) {
         return;
     }

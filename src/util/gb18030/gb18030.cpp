@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "internal/own_names.h"
 #include "util/gb18030/tables.h"
 #include "util/utf8/row.h"
 #include "vos/dbg.h"
@@ -307,7 +308,7 @@ char *convertText(const char *text, bool pendingHalf,
         const uint8_t *stretchEnd = at + std::min(static_cast<size_t>(end - at), kStretchSize);
         const auto left = static_cast<size_t>(end - at);
         if (!out.reserve(kGrowth * (kStretchSize + 4) + 1, left + left / 8)) {
-            return String_Copy(text, -1);
+            return vos::own::String_Copy(text, -1);
         }
         while (at < stretchEnd) {
             if (plain) {
@@ -329,21 +330,21 @@ char *convertText(const char *text, bool pendingHalf,
 
 }  // namespace
 
-int char2uni(const uint8_t *bytes, int32_t len, uint32_t *unit) {
+VOS_OPEN_NAME int char2uni(const uint8_t *bytes, int32_t len, uint32_t *unit) {
     if (bytes == nullptr || unit == nullptr) {
         return -1;
     }
     return decodeNext(bytes, static_cast<size_t>(std::max(len, 0)), unit);
 }
 
-int uni2char(uint32_t unit, uint8_t *out, int32_t room) {
+VOS_OPEN_NAME int uni2char(uint32_t unit, uint8_t *out, int32_t room) {
     if (out == nullptr) {
         return -1;
     }
     return encodeNext(unit, out, static_cast<size_t>(std::max(room, 0)));
 }
 
-char *String_Copy(const char *text, int32_t len) {
+char *vos::own::String_Copy(const char *text, int32_t len) {
     if (text == nullptr) {
         return nullptr;
     }
@@ -356,7 +357,7 @@ char *String_Copy(const char *text, int32_t len) {
     return copy;
 }
 
-char *EncodeToUTF8(const char *gb) {
+char *vos::own::EncodeToUTF8(const char *gb) {
     return convertText(gb, g_decoder.pending, encodeCommon, [](const uint8_t *bytes, size_t left, uint8_t **out) {
         uint32_t unit = 0;
         const int used = decodeNext(bytes, left, &unit);
@@ -367,7 +368,7 @@ char *EncodeToUTF8(const char *gb) {
     });
 }
 
-char *DecodeFromUTF8(const char *utf8) {
+VOS_OPEN_NAME char *DecodeFromUTF8(const char *utf8) {
     const size_t room = utf8 == nullptr ? 0 : strlen(utf8);
     return convertText(utf8, g_encoder.pending, decodeCommon, [room](const uint8_t *bytes, size_t left, uint8_t **out) {
         uint32_t unit = 0;
@@ -388,11 +389,19 @@ char *UTIL_strConvToUTF8(const char *s) {
     }
     if (!UTIL_strIsUTF8(s)) {
         VOS_DBG_DEBUG("HostName is not UTF8 encode! Encode to UTF8.");
-        return EncodeToUTF8(s);
+        return vos::own::EncodeToUTF8(s);
     }
-    char *copy = String_Copy(s, -1);
+    char *copy = vos::own::String_Copy(s, -1);
     if (copy == nullptr) {
         VOS_DBG_ERROR("Malloc error, no memory can be use!");
     }
     return copy;
+}
+
+VOS_OPEN_NAME char *String_Copy(const char *text, int32_t len) {
+    return vos::own::String_Copy(text, len);
+}
+
+VOS_OPEN_NAME char *EncodeToUTF8(const char *gb) {
+    return vos::own::EncodeToUTF8(gb);
 }

@@ -4,9 +4,10 @@
 #include <cstring>
 
 #include "internal/guards.h"
+#include "internal/own_names.h"
 #include "util/list/core.h"
 
-ListEntry *list_create_entry(void *data) {
+ListEntry *vos::own::list_create_entry(void *data) {
     auto entry = vos::allocZeroed<ListEntry>();
     if (entry) {
         entry->data = data;
@@ -14,31 +15,32 @@ ListEntry *list_create_entry(void *data) {
     return entry.release();
 }
 
-VosRet list_append(ListEntry *entry, List *list) {
+VOS_OPEN_NAME VosRet list_append(ListEntry *entry, List *list) {
     return vos::listcore::append(entry, list);
 }
 
-VosRet list_prepend(ListEntry *entry, List *list) {
+VOS_OPEN_NAME VosRet list_prepend(ListEntry *entry, List *list) {
     return vos::listcore::prepend(entry, list);
 }
 
-VosRet list_merge(List *src, List *dst) {
+VOS_OPEN_NAME VosRet list_merge(List *src, List *dst) {
+    ListEntry *first = src == nullptr ? nullptr : src->head;
     // Merged with itself, a list would run in a circle.
-    if (src != nullptr && src == dst) {
+    if (first != nullptr && src == dst) {
         return VOS_RET_BAD_ARG;
     }
-    const VosRet ret = vos::listcore::append(src == nullptr ? nullptr : src->head, dst);
+    const VosRet ret = vos::listcore::append(first, dst);
     if (ret == VOS_RET_OK) {
         dst->tail = src->tail;
     }
     return ret;
 }
 
-ListEntry *list_deleteTail(List *list) {
+VOS_OPEN_NAME ListEntry *list_deleteTail(List *list) {
     return vos::listcore::takeTail(list);
 }
 
-ListEntry *list_delete(ListEntry *entry, List *list) {
+VOS_OPEN_NAME ListEntry *list_delete(ListEntry *entry, List *list) {
     if (list == nullptr) {
         return nullptr;
     }
@@ -46,7 +48,7 @@ ListEntry *list_delete(ListEntry *entry, List *list) {
     return vos::listcore::unlink(entry, place.previous, *list);
 }
 
-VosRet list_compareWithString(const char *str, const List *list) {
+VOS_OPEN_NAME VosRet list_compareWithString(const char *str, const List *list) {
     if (str == nullptr || list == nullptr) {
         return VOS_RET_BAD_ARG;
     }
@@ -54,4 +56,8 @@ VosRet list_compareWithString(const char *str, const List *list) {
         return entry.data != nullptr && strcmp(static_cast<const char *>(entry.data), str) == 0;
     });
     return place.node != nullptr ? VOS_RET_OK : VOS_RET_NOT_IN_LIST;
+}
+
+VOS_OPEN_NAME ListEntry *list_create_entry(void *data) {
+    return vos::own::list_create_entry(data);
 }

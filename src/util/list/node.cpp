@@ -2,6 +2,7 @@
 #include <cstring>
 #include <utility>
 
+#include "internal/own_names.h"
 #include "util/list/core.h"
 #include "vos/dbg.h"
 #include "vos/list.h"
@@ -44,15 +45,15 @@ ListNode *remove(const vos::listcore::Place<ListNode> &place, NodeList *list) {
 
 }  // namespace
 
-VosRet addEnd(ListNode *node, NodeList *list) {
+VOS_OPEN_NAME VosRet addEnd(ListNode *node, NodeList *list) {
     return vos::listcore::append(node, list);
 }
 
-VosRet addFront(ListNode *node, NodeList *list) {
+VOS_OPEN_NAME VosRet addFront(ListNode *node, NodeList *list) {
     return vos::listcore::prepend(node, list);
 }
 
-ListNode *removeFront(NodeList *list) {
+VOS_OPEN_NAME ListNode *removeFront(NodeList *list) {
     if (list == nullptr || list->head == nullptr) {
         return nullptr;
     }
@@ -60,39 +61,40 @@ ListNode *removeFront(NodeList *list) {
     return std::exchange(list->head, list->head->next);
 }
 
-ListNode *removeEnd(NodeList *list) {
+VOS_OPEN_NAME ListNode *removeEnd(NodeList *list) {
     return vos::listcore::takeTail(list);
 }
 
-int findEntry(const NodeList *list, const void *key, int isString, ListNode **prevOut, ListNode **nodeOut) {
+VOS_OPEN_NAME int findEntry(const NodeList *list, const void *key, int isString, ListNode **prevOut,
+                            ListNode **nodeOut) {
     return report(find(list, key, isString != 0 ? equalsText : equalsNumber), prevOut, nodeOut);
 }
 
-int findIntEntry(const NodeList *list, const int32_t *key, ListNode **prevOut, ListNode **nodeOut) {
+VOS_OPEN_NAME int findIntEntry(const NodeList *list, const int32_t *key, ListNode **prevOut, ListNode **nodeOut) {
     return report(find(list, key, equalsNumber), prevOut, nodeOut);
 }
 
-int findStrEntry(const NodeList *list, const char *key, ListNode **prevOut, ListNode **nodeOut) {
+VOS_OPEN_NAME int findStrEntry(const NodeList *list, const char *key, ListNode **prevOut, ListNode **nodeOut) {
     return report(find(list, key, equalsText), prevOut, nodeOut);
 }
 
-ListNode *removeEntry(NodeList *list, const void *key, int isString) {
+VOS_OPEN_NAME ListNode *removeEntry(NodeList *list, const void *key, int isString) {
     return remove(find(list, key, isString != 0 ? equalsText : equalsNumber), list);
 }
 
-ListNode *removeIntEntry(NodeList *list, const int32_t *key) {
+VOS_OPEN_NAME ListNode *removeIntEntry(NodeList *list, const int32_t *key) {
     return remove(find(list, key, equalsNumber), list);
 }
 
-ListNode *removeStrEntry(NodeList *list, const char *key) {
+VOS_OPEN_NAME ListNode *removeStrEntry(NodeList *list, const char *key) {
     return remove(find(list, key, equalsText), list);
 }
 
-ListNode *removeFoundEntry(ListNode *node, ListNode *prev, NodeList *list) {
+VOS_OPEN_NAME ListNode *removeFoundEntry(ListNode *node, ListNode *prev, NodeList *list) {
     return list == nullptr ? nullptr : vos::listcore::unlink(node, prev, *list);
 }
 
-void sortIntList(NodeList *list) {
+VOS_OPEN_NAME void sortIntList(NodeList *list) {
     if (list == nullptr || list->head == nullptr) {
         return;
     }
@@ -112,7 +114,7 @@ void sortIntList(NodeList *list) {
     }
 }
 
-void printList(const NodeList *list, int isString) {
+VOS_OPEN_NAME void printList(const NodeList *list, int isString) {
     if (list == nullptr) {
         return;
     }

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "internal/guards.h"
+#include "internal/own_names.h"
 #include "vos/dbg.h"
 
 namespace {
@@ -441,7 +442,7 @@ int32_t utilLzw_decode(void *state, uint8_t *out, uint32_t len) {
     return static_cast<int32_t>(written);
 }
 
-void ff_lzw_decode_tail(void *state) {
+VOS_OPEN_NAME void ff_lzw_decode_tail(void *state) {
     if (state != nullptr) {
         static_cast<Decoder *>(state)->skipInput();
     }

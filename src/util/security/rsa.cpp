@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "internal/guards.h"
+#include "internal/own_names.h"
 #include "util/security/ossl.h"
 #include "vos/security.h"
 
@@ -139,7 +140,7 @@ VosRet convert(const Direction &direction, const uint8_t *in, uint32_t inLen, ui
 
 }  // namespace
 
-EVP_PKEY *readKeyPairFromPfx(const char *file, const char *passPhrase) {
+VOS_OPEN_NAME EVP_PKEY *readKeyPairFromPfx(const char *file, const char *passPhrase) {
     const vos::OpenSslUse ssl;
     return ssl ? readKeyFile(file, passPhrase) : nullptr;
 }

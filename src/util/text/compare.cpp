@@ -3,6 +3,7 @@
 #include <cctype>
 #include <cstring>
 
+#include "internal/own_names.h"
 #include "vos/text.h"
 
 namespace {
@@ -64,10 +65,10 @@ char *util_strcasestr(const char *haystack, const char *needle) {
     return const_cast<char *>(strcasestr(orEmpty(haystack), orEmpty(needle)));
 }
 
-int safe_strcmpIgnoreCase(const char *a, const char *b) {
+VOS_OPEN_NAME int safe_strcmpIgnoreCase(const char *a, const char *b) {
     return compareIgnoringCase(a, b, SIZE_MAX);
 }
 
-int safe_strncmpIgnoreCase(const char *a, const char *b, int32_t n) {
+VOS_OPEN_NAME int safe_strncmpIgnoreCase(const char *a, const char *b, int32_t n) {
     return compareIgnoringCase(a, b, static_cast<size_t>(std::max(n, 0)));
 }

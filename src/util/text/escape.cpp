@@ -3,6 +3,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "internal/own_names.h"
 #include "internal/slice.h"
 #include "vos/text.h"
 
@@ -26,7 +27,7 @@ std::string_view entityFor(const char &character) {
 
 }  // namespace
 
-int32_t uitl_charToHex(char c) {
+int32_t vos::own::uitl_charToHex(char c) {
     if (c >= '0' && c <= '9') {
         return c - '0';
     }
@@ -36,7 +37,7 @@ int32_t uitl_charToHex(char c) {
     return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
 }
 
-int32_t uitl_strToHex(const char *str, uint8_t *out, uint32_t outLen) {
+VOS_OPEN_NAME int32_t uitl_strToHex(const char *str, uint8_t *out, uint32_t outLen) {
     if (str == nullptr || out == nullptr) {
         return -1;
     }
@@ -46,8 +47,8 @@ int32_t uitl_strToHex(const char *str, uint8_t *out, uint32_t outLen) {
     }
     for (size_t i = 0; i < outLen && 2 * i < length; i++) {
         // A character that is no digit counts as -1, which callers have always seen in the byte.
-        const auto high = static_cast<uint32_t>(uitl_charToHex(str[2 * i]));
-        const auto low = static_cast<uint32_t>(uitl_charToHex(str[2 * i + 1]));
+        const auto high = static_cast<uint32_t>(vos::own::uitl_charToHex(str[2 * i]));
+        const auto low = static_cast<uint32_t>(vos::own::uitl_charToHex(str[2 * i + 1]));
         out[i] = static_cast<uint8_t>(high << 4 | low);
     }
     return 0;
@@ -67,4 +68,8 @@ int32_t util_xmlSpecialCharConvert(const char *in, char *out, uint32_t n) {
         out[used] = '\0';
     }
     return 0;
+}
+
+VOS_OPEN_NAME int32_t uitl_charToHex(char c) {
+    return vos::own::uitl_charToHex(c);
 }

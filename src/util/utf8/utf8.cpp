@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "internal/own_names.h"
 #include "util/utf8/row.h"
 
 namespace {
@@ -56,7 +57,7 @@ uint32_t utf8Score(const uint8_t *bytes, size_t length) {
 
 }  // namespace
 
-int utf8_mbtowc(uint32_t *unit, const uint8_t *bytes, int32_t len) {
+VOS_OPEN_NAME int utf8_mbtowc(uint32_t *unit, const uint8_t *bytes, int32_t len) {
     if (bytes == nullptr) {
         return -1;
     }
@@ -68,7 +69,7 @@ int utf8_mbtowc(uint32_t *unit, const uint8_t *bytes, int32_t len) {
     return used;
 }
 
-int utf8_mbstowcs(uint32_t *units, const uint8_t *text, int32_t count) {
+VOS_OPEN_NAME int utf8_mbstowcs(uint32_t *units, const uint8_t *text, int32_t count) {
     if (units == nullptr || text == nullptr) {
         return 0;
     }
@@ -82,11 +83,11 @@ int utf8_mbstowcs(uint32_t *units, const uint8_t *text, int32_t count) {
     return static_cast<int>(next - units);
 }
 
-int utf8_wctomb(uint8_t *out, uint32_t unit, int32_t room) {
+VOS_OPEN_NAME int utf8_wctomb(uint8_t *out, uint32_t unit, int32_t room) {
     return out == nullptr ? 0 : vos::encodeUtf8(out, unit, countOf(room));
 }
 
-int utf8_wcstombs(uint8_t *out, const uint32_t *units, int32_t room) {
+VOS_OPEN_NAME int utf8_wcstombs(uint8_t *out, const uint32_t *units, int32_t room) {
     if (out == nullptr || units == nullptr) {
         return 0;
     }

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "internal/guards.h"
+#include "internal/own_names.h"
 #include "util/xml/context.h"
 #include "vos/dbg.h"
 
@@ -196,7 +197,7 @@ bool readFile(XmlContext *ctx, const char *path) {
     do {
         got = fread(chunk, 1, sizeof chunk, file.get());
         // Callers rely on every chunk having to close the root element.
-        if ((got > 0 || first) && xmlWrite(ctx, chunk, static_cast<uint32_t>(got), nullptr) < 1) {
+        if ((got > 0 || first) && vos::own::xmlWrite(ctx, chunk, static_cast<uint32_t>(got), nullptr) < 1) {
             VOS_DBG_ERROR("Parser:invalid xml config in file %s", path);
             return false;
         }
@@ -206,18 +207,19 @@ bool readFile(XmlContext *ctx, const char *path) {
 }
 
 bool readMemory(XmlContext *ctx, const char *data, uint32_t dataLen) {
-    if (xmlWrite(ctx, data, dataLen, nullptr) < 1) {
+    if (vos::own::xmlWrite(ctx, data, dataLen, nullptr) < 1) {
         VOS_DBG_ERROR("parser %s", "invalid xml config in memory");
         return false;
     }
     return true;
 }
 
-constexpr XmlCallbacks kCallbacks{xmlTagBegin, xmlAttr, xmlValue, xmlData, xmlTagEnd};
+constexpr XmlCallbacks kCallbacks{vos::own::xmlTagBegin, vos::own::xmlAttr, vos::own::xmlValue, vos::own::xmlData,
+                                  vos::own::xmlTagEnd};
 
 }  // namespace
 
-int parseGeneric(const char *path, const char *data, uint32_t dataLen, const XmlTables *tables) {
+VOS_OPEN_NAME int parseGeneric(const char *path, const char *data, uint32_t dataLen, const XmlTables *tables) {
     if (path != nullptr && data != nullptr) {
         VOS_DBG_ERROR("parser: %s", "internal error: parse_generic() can not parse both from file and memory\n");
         return 1;
@@ -227,7 +229,7 @@ int parseGeneric(const char *path, const char *data, uint32_t dataLen, const Xml
         return 1;
     }
     XmlContext *ctx = nullptr;
-    if (xmlOpen(&ctx, &kCallbacks) == 0) {
+    if (vos::own::xmlOpen(&ctx, &kCallbacks) == 0) {
         VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
         return 1;
     }
@@ -238,11 +240,11 @@ int parseGeneric(const char *path, const char *data, uint32_t dataLen, const Xml
     const bool read = path != nullptr ? readFile(ctx, path) : readMemory(ctx, data, dataLen);
     const bool sound = read && !ctx->tooDeep;
     unbindAll(ctx);
-    xmlClose(ctx);
+    vos::own::xmlClose(ctx);
     return sound ? 0 : 1;
 }
 
-void xmlTagBegin(XmlContext *ctx, const char *name, uint32_t len) {
+void vos::own::xmlTagBegin(XmlContext *ctx, const char *name, uint32_t len) {
     const Name tag{name, len};
     if (ctx->tooDeep) {
         return;
@@ -258,7 +260,7 @@ void xmlTagBegin(XmlContext *ctx, const char *name, uint32_t len) {
     push(ctx, row);
 }
 
-void xmlAttr(XmlContext *ctx, const char *name, uint32_t len) {
+void vos::own::xmlAttr(XmlContext *ctx, const char *name, uint32_t len) {
     const Name attribute{name, len};
     if (ctx->tooDeep) {
         return;
@@ -279,7 +281,7 @@ void xmlAttr(XmlContext *ctx, const char *name, uint32_t len) {
     }
 }
 
-void xmlValue(XmlContext *ctx, const char *text, uint32_t len, int partial) {
+void vos::own::xmlValue(XmlContext *ctx, const char *text, uint32_t len, int partial) {
     if (ctx->tooDeep) {
         return;
     }
@@ -308,7 +310,7 @@ void xmlValue(XmlContext *ctx, const char *text, uint32_t len, int partial) {
     release(&ctx->value);
 }
 
-void xmlData(XmlContext *ctx, const char *text, uint32_t len, int partial) {
+void vos::own::xmlData(XmlContext *ctx, const char *text, uint32_t len, int partial) {
     if (ctx->tooDeep) {
         return;
     }
@@ -334,7 +336,7 @@ void xmlData(XmlContext *ctx, const char *text, uint32_t len, int partial) {
     release(&ctx->data);
 }
 
-void xmlTagEnd(XmlContext *ctx, const char *name, uint32_t len) {
+void vos::own::xmlTagEnd(XmlContext *ctx, const char *name, uint32_t len) {
     const Name tag{name, len};
     release(&ctx->value);
     release(&ctx->data);
@@ -365,4 +367,24 @@ void xmlTagEnd(XmlContext *ctx, const char *name, uint32_t len) {
     if (len != 0) {
         VOS_DBG_DEBUG("xmlTagEnd tag=%s found at level %d", tag.text, ctx->level);
     }
+}
+
+VOS_OPEN_NAME void xmlTagBegin(XmlContext *ctx, const char *name, uint32_t len) {
+    vos::own::xmlTagBegin(ctx, name, len);
+}
+
+VOS_OPEN_NAME void xmlAttr(XmlContext *ctx, const char *name, uint32_t len) {
+    vos::own::xmlAttr(ctx, name, len);
+}
+
+VOS_OPEN_NAME void xmlValue(XmlContext *ctx, const char *text, uint32_t len, int partial) {
+    vos::own::xmlValue(ctx, text, len, partial);
+}
+
+VOS_OPEN_NAME void xmlData(XmlContext *ctx, const char *text, uint32_t len, int partial) {
+    vos::own::xmlData(ctx, text, len, partial);
+}
+
+VOS_OPEN_NAME void xmlTagEnd(XmlContext *ctx, const char *name, uint32_t len) {
+    vos::own::xmlTagEnd(ctx, name, len);
 }

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "internal/guards.h"
+#include "internal/own_names.h"
 #include "util/xml/context.h"
 #include "vos/dbg.h"
 
@@ -244,7 +245,7 @@ class Walk {
 
 }  // namespace
 
-int xmlOpen(XmlContext **ctx, const XmlCallbacks *callbacks) {
+int vos::own::xmlOpen(XmlContext **ctx, const XmlCallbacks *callbacks) {
     if (ctx == nullptr || callbacks == nullptr) {
         return 0;
     }
@@ -257,7 +258,7 @@ int xmlOpen(XmlContext **ctx, const XmlCallbacks *callbacks) {
     return 1;
 }
 
-int xmlWrite(XmlContext *ctx, const char *data, uint32_t len, const char **stop) {
+int vos::own::xmlWrite(XmlContext *ctx, const char *data, uint32_t len, const char **stop) {
     VOS_DBG_DEBUG(" ---- nxml_write(): len %d", static_cast<int>(len));
     if (data == nullptr || ctx == nullptr) {
         VOS_DBG_ERROR("NULL == data");
@@ -271,11 +272,23 @@ int xmlWrite(XmlContext *ctx, const char *data, uint32_t len, const char **stop)
     return done ? 1 : 0;
 }
 
-void xmlClose(XmlContext *ctx) {
+void vos::own::xmlClose(XmlContext *ctx) {
     if (ctx == nullptr) {
         return;
     }
     VOS_FREE(ctx->value.text);
     VOS_FREE(ctx->data.text);
     VOS_FREE(ctx);
+}
+
+VOS_OPEN_NAME int xmlOpen(XmlContext **ctx, const XmlCallbacks *callbacks) {
+    return vos::own::xmlOpen(ctx, callbacks);
+}
+
+VOS_OPEN_NAME int xmlWrite(XmlContext *ctx, const char *data, uint32_t len, const char **stop) {
+    return vos::own::xmlWrite(ctx, data, len, stop);
+}
+
+VOS_OPEN_NAME void xmlClose(XmlContext *ctx) {
+    vos::own::xmlClose(ctx);
 }

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "internal/guards.h"
+#include "internal/own_names.h"
 #include "internal/slice.h"
 #include "internal/text_room.h"
 #include "vos/dbg.h"
@@ -46,7 +47,8 @@ VosEntityId remember(const EntityInfo &row) {
     }
     *eid = row.eid;
     // Without room in the cache the next look-up walks the table again.
-    if (hashmap_insert(g_nameCache, row.name, static_cast<int32_t>(strlen(row.name)), eid.get()) == VOS_RET_OK) {
+    if (vos::own::hashmap_insert(g_nameCache, row.name, static_cast<int32_t>(strlen(row.name)), eid.get()) ==
+        VOS_RET_OK) {
         eid.release();
     }
     return row.eid;
@@ -112,9 +114,9 @@ VosEntityId vosEid_getAppEid(const char *name) {
         return 0;
     }
     if (g_nameCache == nullptr) {
-        hashmap_create(&g_nameCache, kCacheBuckets);
+        vos::own::hashmap_create(&g_nameCache, kCacheBuckets);
     }
-    if (const void *cached = hashmap_search(g_nameCache, name)) {
+    if (const void *cached = vos::own::hashmap_search(g_nameCache, name)) {
         return *static_cast<const VosEntityId *>(cached);
     }
     const EntityInfo *row = rowOf(name);

@@ -6,6 +6,7 @@
 #include <cerrno>
 
 #include "internal/cut_text.h"
+#include "internal/own_names.h"
 #include "vos/log/parts.h"
 #include "vos/tms.h"
 
@@ -81,7 +82,7 @@ void addHeader(CutText &entry, uint32_t destination, const char *levelWord, cons
 
 }  // namespace
 
-void log_log(uint32_t level, const char *func, uint32_t line, const char *fmt, ...) {
+VOS_OPEN_NAME void log_log(uint32_t level, const char *func, uint32_t line, const char *fmt, ...) {
     LogSharedConfig *config = g_state.config;
     if (config == nullptr || fmt == nullptr) {
         return;

@@ -13,6 +13,7 @@
 #include <cstring>
 
 #include "internal/guards.h"
+#include "internal/own_names.h"
 #include "vos/dbg.h"
 #include "vos/mem/unfilled.h"
 #include "vos/pool.h"
@@ -84,7 +85,8 @@ bool headerIsSound(const BlockHeader &header) {
 
 uint8_t *takeMemory(uint32_t size, uint64_t total, uint32_t flags) {
     if ((flags & ALLOC_SHARED_MEM) != 0) {
-        return static_cast<uint8_t *>(bget(static_cast<int64_t>(total)));  // the pool counts for all processes
+        return static_cast<uint8_t *>(
+            vos::own::bget(static_cast<int64_t>(total)));  // the pool counts for all processes
     }
     auto *memory = static_cast<uint8_t *>(oal_malloc(static_cast<uint32_t>(total + kHeapSkew)));
     if (memory == nullptr) {
@@ -180,7 +182,7 @@ void release(void *buf, uint32_t used, const char *func, int line) {
     // The address decides, not the flags word: a block may have been made by another process.
     const auto address = reinterpret_cast<uintptr_t>(block);
     if (address >= mStats.shmStart && address < mStats.shmEnd) {
-        brel(block);
+        vos::own::brel(block);
         return;
     }
     oal_free(block - kHeapSkew);
@@ -295,7 +297,7 @@ void vosMem_initSharedMem(void *addr, uint32_t size) {
         return;
     }
     recordPool(addr, size);
-    bpool(addr, size);
+    vos::own::bpool(addr, size);
 }
 
 void vosMem_initSharedMemPointer(void *addr, uint32_t size) {
@@ -303,11 +305,11 @@ void vosMem_initSharedMemPointer(void *addr, uint32_t size) {
         return;
     }
     recordPool(addr, size);
-    zeta_secondary_bpool(addr);
+    vos::own::zeta_secondary_bpool(addr);
 }
 
 void vosMem_cleanup(void) {
-    zeta_cleanup_bpool();
+    vos::own::zeta_cleanup_bpool();
 }
 
 void vosMem_getStats(VosMemStats *out) {
@@ -317,7 +319,7 @@ void vosMem_getStats(VosMemStats *out) {
     int64_t inUse = 0;
     int64_t allocs = 0;
     int64_t frees = 0;
-    bstats(&inUse, nullptr, nullptr, &allocs, &frees);
+    vos::own::bstats(&inUse, nullptr, nullptr, &allocs, &frees);
     *out = VosMemStats{
         .shmStartAddr = static_cast<uint32_t>(mStats.shmStart),
         .shmEndAddr = static_cast<uint32_t>(mStats.shmEnd),
@@ -350,7 +352,7 @@ int vosMem_dumpMemStats(void) {
     return printf("Heap alloc/free delta : %06d\n", number(stats.heapNumAllocs - stats.heapNumFrees));
 }
 
-void *vomMem_mapFile2Mem(const char *path, uint32_t size) {
+VOS_OPEN_NAME void *vomMem_mapFile2Mem(const char *path, uint32_t size) {
     if (path == nullptr) {
         return nullptr;
     }

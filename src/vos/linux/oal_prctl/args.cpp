@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "internal/guards.h"
+#include "internal/own_names.h"
 #include "vos/dbg.h"
 #include "vos/prctl.h"
 #include "vos/text.h"
@@ -16,7 +17,7 @@ class ArgVector {
     explicit ArgVector(uint64_t slots) : argv_{vos::allocZeroed<char *>(slots * sizeof(char *)).release()} {}
     ArgVector(const ArgVector &) = delete;
     ArgVector &operator=(const ArgVector &) = delete;
-    ~ArgVector() { freeArgs(argv_); }
+    ~ArgVector() { vos::own::freeArgs(argv_); }
 
     explicit operator bool() const { return argv_ != nullptr; }
     bool append(const char *text) {
@@ -63,7 +64,7 @@ bool fill(ArgVector *argv, const char *exe, char *tokens) {
 
 }  // namespace
 
-VosRet parseArgs(const char *exe, const char *args, char ***argvOut) {
+VosRet vos::own::parseArgs(const char *exe, const char *args, char ***argvOut) {
     VOS_DBG_DEBUG("cmd = %s, args = %s, argv = %p", exe == nullptr ? "" : exe, args == nullptr ? "" : args,
                   static_cast<void *>(argvOut));
     if (argvOut == nullptr) {
@@ -71,7 +72,7 @@ VosRet parseArgs(const char *exe, const char *args, char ***argvOut) {
         return VOS_RET_BAD_ARG;
     }
     *argvOut = nullptr;
-    vos::MemPtr<char> tokens;
+    MemPtr<char> tokens;
     if (util_strlen(args) > 0) {
         tokens.reset(vosMem_strdup(args, __func__, __LINE__));
         if (!tokens) {
@@ -95,7 +96,7 @@ VosRet parseArgs(const char *exe, const char *args, char ***argvOut) {
     return VOS_RET_OK;
 }
 
-void freeArgs(char **argv) {
+void vos::own::freeArgs(char **argv) {
     if (argv == nullptr) {
         return;
     }
@@ -103,4 +104,12 @@ void freeArgs(char **argv) {
         VOS_FREE(*arg);
     }
     VOS_FREE(argv);
+}
+
+VOS_OPEN_NAME VosRet parseArgs(const char *exe, const char *args, char ***argvOut) {
+    return vos::own::parseArgs(exe, args, argvOut);
+}
+
+VOS_OPEN_NAME void freeArgs(char **argv) {
+    vos::own::freeArgs(argv);
 }

@@ -27,7 +27,7 @@ int attemptLock(int semId, const uint32_t *timeoutMs) {
     }
     const timespec relative{.tv_sec = static_cast<time_t>(*timeoutMs / 1000),
                             .tv_nsec = static_cast<long>(*timeoutMs % 1000) * 1'000'000};
-    // Through ordinary symbol resolution: program, this library or libc may provide it.
+    // Contract: the loader decides whose it is: the program's, a preloaded library's, libc's or this library's.
     return semtimedop(semId, waitThenTake, 2, &relative);
 }
 

@@ -1,12 +1,9 @@
 // Stand-in for platforms whose libc has no semtimedop: takes no lock and reports success.
 #include <sys/sem.h>
 
-#include "vos/base.h"
+#include <cstddef>
 
-VOS_BEGIN_DECLS
-
-int semtimedop(int, struct sembuf *, size_t, const struct timespec *) {
+extern "C" __attribute__((visibility("default"))) int semtimedop(int, struct sembuf *, size_t,
+                                                                 const struct timespec *) {
     return 0;
 }
-
-VOS_END_DECLS
