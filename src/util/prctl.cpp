@@ -2,14 +2,19 @@
 #include "vos/prctl.h"
 
 #include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "internal/guards.h"
+#include "internal/own_names.h"
 #include "vos/dbg.h"
+#include "vos/linux/oal_prctl/child_log.h"
+#include "vos/linux/oal_prctl/start.h"
 
 namespace {
 
@@ -18,19 +23,58 @@ constexpr int kShellLastClosed = 50;
 constexpr uint32_t kShellTimeoutMs = 120000;
 constexpr size_t kCommandSize = 256;
 
+struct ShellJob {
+    const char *command;
+    vos::ChildLog log{};
+};
+
+void runShellChild(const vos::SharedChild &child, void *arg) {
+    const auto &job = *static_cast<const ShellJob *>(arg);
+    for (int fd = kShellFirstClosed; fd <= kShellLastClosed; fd++) {
+        close(fd);
+    }
+    const char *const argv[] = {"sh", "-c", job.command, nullptr};
+    child.exec("/bin/sh", const_cast<char *const *>(argv), environ);
+    job.log.write(LOG_ERR, __func__, __LINE__, "Should not have reached here!");
+    _exit(127);
+}
+
+// A signal does not end the wait: nobody else knows the child.
+void awaitEnd(int32_t pid) {
+    siginfo_t info;
+    while (waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOWAIT) != 0 && errno == EINTR) {
+    }
+}
+
+// As many bytes as there are up to `size`, through signals.
+size_t readOutput(int fd, char *buffer, size_t size) {
+    size_t got = 0;
+    while (got < size) {
+        const ssize_t more = read(fd, buffer + got, size - got);
+        if (more == 0 || (more < 0 && errno != EINTR)) {
+            break;
+        }
+        got += more > 0 ? static_cast<size_t>(more) : 0;
+    }
+    return got;
+}
+
 int runInShell(const char *command, uint32_t collectMode, uint32_t timeoutMs) {
     if (command == nullptr) {
         return 1;
     }
     VOS_DBG_DEBUG("executing %s", command);
-    const int32_t pid = runCommandInShell(command);
+    const int32_t pid = vos::own::runCommandInShell(command);
     if (pid < 0) {
         VOS_DBG_ERROR("Could not execute %s", command);
         return 1;
     }
+    if (collectMode == PRCTL_COLLECT_PID) {
+        awaitEnd(pid);
+    }
     const PrctlCollectRequest request{.collectMode = collectMode, .pid = pid, .timeoutMs = timeoutMs};
     PrctlProcessResult result;
-    const VosRet ret = prctl_collectProcess(&request, &result);
+    const VosRet ret = oal_collectProcess(&request, &result);
     if (ret != VOS_RET_OK) {
         VOS_DBG_ERROR("prctl_collect failed, ret=%d", static_cast<int>(ret));
         return -1;
@@ -41,62 +85,59 @@ int runInShell(const char *command, uint32_t collectMode, uint32_t timeoutMs) {
 
 }  // namespace
 
-VosRet prctl_spawnProcess(const PrctlSpawnRequest *request, PrctlProcessResult *result) {
+VOS_OPEN_NAME VosRet prctl_spawnProcess(const PrctlSpawnRequest *request, PrctlProcessResult *result) {
     return oal_spawnProcess(request, result);
 }
 
-VosRet prctl_collectProcess(const PrctlCollectRequest *request, PrctlProcessResult *result) {
+VOS_OPEN_NAME VosRet prctl_collectProcess(const PrctlCollectRequest *request, PrctlProcessResult *result) {
     return oal_collectProcess(request, result);
 }
 
-VosRet prctl_signalProcess(int32_t pid, int32_t signal) {
+VOS_OPEN_NAME VosRet prctl_signalProcess(int32_t pid, int32_t signal) {
     return oal_signalProcess(pid, signal);
 }
 
-VosRet prctl_terminateProcessForcefully(int32_t pid) {
-    return prctl_signalProcess(pid, SIGTERM);
+VOS_OPEN_NAME VosRet prctl_terminateProcessForcefully(int32_t pid) {
+    return oal_signalProcess(pid, SIGTERM);
 }
 
-VosRet prctl_terminateProcessGracefully(int32_t pid) {
+VOS_OPEN_NAME VosRet prctl_terminateProcessGracefully(int32_t pid) {
     VOS_DBG_ERROR("Not implemented yet. (pid=%d)", pid);
     return VOS_RET_ERROR;
 }
 
-void prctl_signalProcessDelay(void *pid) {
+VOS_OPEN_NAME void prctl_signalProcessDelay(void *pid) {
     if (pid != nullptr) {
-        prctl_signalProcess(*static_cast<const int32_t *>(pid), SIGKILL);
+        oal_signalProcess(*static_cast<const int32_t *>(pid), SIGKILL);
     }
 }
 
-int32_t prctl_getPidByName(const char *name) {
+VOS_OPEN_NAME int32_t prctl_getPidByName(const char *name) {
     return oal_getPidByName(name);
 }
 
-int32_t runCommandInShell(const char *command) {
+int32_t vos::own::runCommandInShell(const char *command) {
     if (command == nullptr) {
         return -1;
     }
-    const pid_t pid = fork();
+    ShellJob job{.command = command};
+    const pid_t pid = startChild(runShellChild, &job);
     if (pid < 0) {
         VOS_DBG_ERROR("fork failed!");
         return -1;
     }
-    if (pid > 0) {
-        return pid;
-    }
-    for (int fd = kShellFirstClosed; fd <= kShellLastClosed; fd++) {
-        close(fd);
-    }
-    execl("/bin/sh", "sh", "-c", command, static_cast<char *>(nullptr));
-    VOS_DBG_ERROR("Should not have reached here!");
-    _exit(127);
+    return pid;
 }
 
-int prctl_runCommandInShellBlocking(const char *command) {
+VOS_OPEN_NAME int32_t runCommandInShell(const char *command) {
+    return vos::own::runCommandInShell(command);
+}
+
+VOS_OPEN_NAME int prctl_runCommandInShellBlocking(const char *command) {
     return runInShell(command, PRCTL_COLLECT_PID, 0);
 }
 
-int prctl_runCommandInShellWithTimeout(const char *command) {
+VOS_OPEN_NAME int prctl_runCommandInShellWithTimeout(const char *command) {
     return runInShell(command, PRCTL_COLLECT_PID_TIMEOUT, kShellTimeoutMs);
 }
 
@@ -147,7 +188,7 @@ int UTIL_commSystemEx(const char *command, char *buffer, uint32_t size) {
     if (pipe == nullptr) {
         return 0;
     }
-    const size_t got = size == 0 ? 0 : fread(buffer, 1, size, pipe);
+    const size_t got = readOutput(fileno(pipe), buffer, size);
     pclose(pipe);
     return got > 0 ? 1 : 0;
 }

@@ -15,16 +15,26 @@
 
 #include "internal/child_error.h"
 #include "internal/guards.h"
+#include "internal/own_names.h"
 #include "vos/dbg.h"
-#include "vos/netns.h"
+#include "vos/linux/oal_prctl/child_log.h"
+#include "vos/linux/oal_prctl/start.h"
 #include "vos/prctl.h"
 #include "vos/text.h"
+
+// In the child, where the parent's log must not be touched.
+#define CHILD_LOG(priority, ...) job.log.write(priority, __func__, __LINE__, __VA_ARGS__)
 
 namespace {
 
 constexpr uint32_t kCollectKilledMs = 40;
 constexpr size_t kPathSize = 512;
 constexpr int kServerFd = 3;
+#ifdef SYS_setuid32
+constexpr long kSetuid = SYS_setuid32;  // user ids of 32 bits
+#else
+constexpr long kSetuid = SYS_setuid;
+#endif
 constexpr const char *kLibraryPath = "LD_LIBRARY_PATH";
 constexpr size_t kVariableSize = kPathSize + 16;  // "LD_LIBRARY_PATH=…"
 
@@ -33,10 +43,13 @@ constexpr std::array kSignals{SIGQUIT, SIGILL,  SIGTRAP, SIGABRT, SIGFPE,  SIGBU
                               SIGALRM, SIGTERM, SIGUSR1, SIGUSR2, SIGCHLD, SIGPWR,    SIGWINCH, SIGURG,  SIGIO,
                               SIGSTOP, SIGTSTP, SIGCONT, SIGTTIN, SIGTTOU, SIGVTALRM, SIGPROF,  SIGXCPU, SIGXFSZ};
 
-// What the child needs that takes memory; made before the fork.
-struct Prepared {
+// What the child needs that takes memory or locks; made before its start.
+struct Job {
+    const PrctlSpawnRequest &request;
+    const char *exe;
     char **argv = nullptr;
     vos::MemPtr<char *> environment{};  // begins with the longer library path; empty: the parent's
+    vos::ChildLog log{};
 };
 
 bool isLibraryPath(const char *variable) {
@@ -44,30 +57,33 @@ bool isLibraryPath(const char *variable) {
     return strncmp(variable, kLibraryPath, length) == 0 && variable[length] == '=';
 }
 
-bool prepareEnvironment(const char *extraLibPath, Prepared *prepared) {
+bool prepareEnvironment(const char *extraLibPath, Job *job) {
     if (extraLibPath == nullptr) {
         return true;
     }
     const char *current = getenv(kLibraryPath);
     char value[kPathSize];
-    util_snprintf(__func__, __LINE__, value, sizeof value, "%s:%s", current == nullptr ? "" : current, extraLibPath);
+    // An empty part in front of the colon would make the loader search the working directory.
+    const bool alone = current == nullptr || *current == '\0';
+    util_snprintf(__func__, __LINE__, value, sizeof value, "%s%s%s", alone ? "" : current, alone ? "" : ":",
+                  extraLibPath);
     uint64_t count = 0;
     while (environ != nullptr && environ[count] != nullptr) {
         count++;
     }
     // One block with its text: a child that returns to its caller goes on using it.
-    prepared->environment = vos::allocZeroed<char *>((count + 2) * sizeof(char *) + kVariableSize);
-    if (!prepared->environment) {
+    job->environment = vos::allocZeroed<char *>((count + 2) * sizeof(char *) + kVariableSize);
+    if (!job->environment) {
         VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
         return false;
     }
-    auto *variable = reinterpret_cast<char *>(prepared->environment.get() + count + 2);
+    auto *variable = reinterpret_cast<char *>(job->environment.get() + count + 2);
     util_snprintf(__func__, __LINE__, variable, kVariableSize, "%s=%s", kLibraryPath, value);
     size_t used = 0;
-    prepared->environment[used++] = variable;
+    job->environment[used++] = variable;
     for (uint64_t i = 0; i < count; i++) {
         if (!isLibraryPath(environ[i])) {
-            prepared->environment[used++] = environ[i];
+            job->environment[used++] = environ[i];
         }
     }
     return true;
@@ -125,13 +141,11 @@ void closeDescriptors(int first, int last) {
 }
 
 void resetSignals(const PrctlSpawnRequest *request) {
-    signal(SIGHUP, SIG_DFL);
+    vos::resetSignal(SIGHUP);
     if (request->inheritSigint == 0) {
-        signal(SIGINT, SIG_DFL);
+        vos::resetSignal(SIGINT);
     }
-    for (const int number : kSignals) {
-        signal(number, SIG_DFL);
-    }
+    std::for_each(kSignals.begin(), kSignals.end(), vos::resetSignal);
 }
 
 bool hasProgramName(const char *exe) {
@@ -141,83 +155,123 @@ bool hasProgramName(const char *exe) {
     return slash != nullptr && slash[1] != '\0';
 }
 
-// The name of the limit's type differs between C libraries.
+// The name of a limit's type differs between C libraries.
 template <typename Resource>
-bool limit(int (*set)(Resource, const rlimit *), int resource, const char *name, rlim_t value) {
-    const rlimit limits{.rlim_cur = value, .rlim_max = value};
-    if (set(static_cast<Resource>(resource), &limits) != 0) {
-        VOS_DBG_ERROR("setrlimit %s failed, %s\n", name, strerror(errno));
-        return false;
+int getLimit(int (*get)(Resource, rlimit *), int resource, rlimit *limits) {
+    return get(static_cast<Resource>(resource), limits);
+}
+template <typename Resource>
+int setLimit(int (*set)(Resource, const rlimit *), int resource, const rlimit &limits) {
+    return set(static_cast<Resource>(resource), &limits);
+}
+
+struct Limit {
+    bool wanted;
+    int resource;
+    const char *name;
+    rlim_t value;
+};
+
+std::array<Limit, 4> limitsOf(const PrctlSpawnRequest &request) {
+    return {{
+        {request.rssLimit != 0, RLIMIT_RSS, "RLIMIT_RSS", request.rssLimit},
+        {request.asLimit != 0, RLIMIT_AS, "RLIMIT_AS", request.asLimit},
+        {request.nofileLimit != 0, RLIMIT_NOFILE, "RLIMIT_NOFILE", request.nofileLimit},
+        {request.disableCore == 1, RLIMIT_CORE, "RLIMIT_CORE", 0},
+    }};
+}
+
+bool setLimits(const Job &job) {
+    for (const Limit &limit : limitsOf(job.request)) {
+        if (limit.wanted &&
+            setLimit(setrlimit, limit.resource, {.rlim_cur = limit.value, .rlim_max = limit.value}) != 0) {
+            CHILD_LOG(LOG_ERR, "setrlimit %s failed, %s\n", limit.name, vos::errorText(errno));
+            return false;
+        }
     }
     return true;
 }
 
-bool setLimits(const PrctlSpawnRequest *request) {
-    struct Limit {
-        bool wanted;
-        int resource;
-        const char *name;
-        rlim_t value;
-    };
-    const Limit limits[] = {
-        {request->rssLimit != 0, RLIMIT_RSS, "RLIMIT_RSS", request->rssLimit},
-        {request->asLimit != 0, RLIMIT_AS, "RLIMIT_AS", request->asLimit},
-        {request->nofileLimit != 0, RLIMIT_NOFILE, "RLIMIT_NOFILE", request->nofileLimit},
-        {request->disableCore == 1, RLIMIT_CORE, "RLIMIT_CORE", 0},
-    };
-    return std::all_of(std::begin(limits), std::end(limits), [](const Limit &one) {
-        return !one.wanted || limit(setrlimit, one.resource, one.name, one.value);
+// Whether the child may have to come back to the caller's code. Only a limit above the present one is refused.
+bool mayReturn(const Job &job) {
+    const auto limits = limitsOf(job.request);
+    return !hasProgramName(job.exe) || std::any_of(limits.begin(), limits.end(), [](const Limit &limit) {
+        rlimit present{};
+        return limit.wanted && getLimit(getrlimit, limit.resource, &present) == 0 && limit.value > present.rlim_max;
     });
 }
 
-// Ends in exec. Callers rely on a bad program name and a refused limit returning to them in the child.
-VosRet runChild(const PrctlSpawnRequest *request, Prepared &prepared) {
-    // The connection to syslog may stand where one of the child's descriptors goes: its diagnostics get one of their
-    // own.
-    if (access(VOS_DBG_GATE_FILE, F_OK) == 0) {
-        closelog();
+// Up to exec; false: the child cannot be prepared.
+bool prepareChild(const Job &job) {
+    const PrctlSpawnRequest &request = job.request;
+    setStandardDescriptors(&request);
+    if (request.serverFd != -1) {
+        moveTo(request.serverFd, kServerFd);
     }
-    setStandardDescriptors(request);
-    if (request->serverFd != -1) {
-        moveTo(request->serverFd, kServerFd);
+    closeDescriptors(request.serverFd != -1 ? kServerFd + 1 : kServerFd, request.maxFd);
+    resetSignals(&request);
+    if (!hasProgramName(job.exe)) {
+        vos::childError("%s:%d:Invalid process name %s\n", __func__, __LINE__, job.exe);
+        return false;
     }
-    closeDescriptors(request->serverFd != -1 ? kServerFd + 1 : kServerFd, request->maxFd);
-    resetSignals(request);
-    const char *exe = request->exe == nullptr ? "" : request->exe;
-    if (!hasProgramName(exe)) {
-        vos::childError("%s:%d:Invalid process name %s\n", __func__, __LINE__, exe);
-        return VOS_RET_ERROR;
+    if (request.workDir != nullptr) {
+        [[maybe_unused]] const int ignored = chdir(request.workDir);
     }
-    if (request->workDir != nullptr) {
-        [[maybe_unused]] const int ignored = chdir(request->workDir);
+    if (job.environment) {
+        CHILD_LOG(LOG_DEBUG, "LD_LIBRARY_PATH:%s.\n", job.environment[0] + strlen(kLibraryPath) + 1);
     }
-    if (prepared.environment) {
-        environ = prepared.environment.get();
-        VOS_DBG_DEBUG("LD_LIBRARY_PATH:%s.\n", prepared.environment[0] + strlen(kLibraryPath) + 1);
+    if (request.uid != 0) {
+        // The system call: the C library's would change the parent's threads. Callers know that a refusal goes
+        // unnoticed.
+        syscall(kSetuid, request.uid);
     }
-    if (request->uid != 0) {
-        // Callers know that a refusal goes unnoticed.
-        [[maybe_unused]] const int ignored = setuid(request->uid);
+    if (!setLimits(job)) {
+        return false;
     }
-    if (!setLimits(request)) {
-        return VOS_RET_ERROR;
-    }
-    if (request->detach != 0) {
+    if (request.detach != 0) {
         if (setsid() != -1) {
-            VOS_DBG_DEBUG("detached from terminal");
+            CHILD_LOG(LOG_DEBUG, "detached from terminal");
         } else {
-            VOS_DBG_ERROR("Could not detach from terminal");
+            CHILD_LOG(LOG_ERR, "Could not detach from terminal");
         }
     }
-    if (request->netnsName != nullptr && *request->netnsName != '\0') {
-        VOS_DBG_DEBUG("Switch net namespace to %s", request->netnsName);
-        netns_switch(request->netnsName);
+    if (request.netnsName != nullptr && *request.netnsName != '\0') {
+        CHILD_LOG(LOG_DEBUG, "Switch net namespace to %s", request.netnsName);
+        vos::own::netns_switch(request.netnsName);
     }
-    execv(exe, prepared.argv);
+    return true;
+}
+
+[[noreturn]] void endWithoutExec(const Job &job) {
     const int error = errno;
-    VOS_DBG_ERROR("execv %s error!", exe);
-    vos::childError("execv: %s\n", strerror(error));
+    CHILD_LOG(LOG_ERR, "execv %s error!", job.exe);
+    vos::childError("execv: %s\n", vos::errorText(error));
     _exit(-1);
+}
+
+char **environmentOf(const Job &job) {
+    return job.environment ? job.environment.get() : environ;
+}
+
+void runSharedChild(const vos::SharedChild &child, void *arg) {
+    const Job &job = *static_cast<const Job *>(arg);
+    if (prepareChild(job)) {
+        child.exec(job.exe, job.argv, environmentOf(job));
+        endWithoutExec(job);
+    }
+}
+
+// Callers rely on a bad program name and a refused limit returning to them in the child.
+VosRet runForkedChild(Job &job) {
+    const bool prepared = prepareChild(job);
+    if (prepared) {
+        execve(job.exe, job.argv, environmentOf(job));
+        endWithoutExec(job);
+    }
+    // Nothing is freed: another thread of the parent may have held the heap's lock at the fork.
+    environ = environmentOf(job);
+    job.environment.release();
+    return VOS_RET_ERROR;
 }
 
 // Waits for the child; one that outlives its time is killed.
@@ -245,34 +299,33 @@ VosRet oal_spawnProcess(const PrctlSpawnRequest *request, PrctlProcessResult *re
     if (request == nullptr || result == nullptr) {
         return VOS_RET_BAD_ARG;
     }
-    Prepared prepared;
-    const VosRet parsed = parseArgs(request->exe, request->args, &prepared.argv);
+    Job job{.request = *request, .exe = request->exe == nullptr ? "" : request->exe};
+    const VosRet parsed = vos::own::parseArgs(request->exe, request->args, &job.argv);
     if (parsed != VOS_RET_OK) {
         return parsed;
     }
-    vos::Scope releaseArgs{[&prepared] { freeArgs(prepared.argv); }};
-    if (!prepareEnvironment(request->extraLibPath, &prepared)) {
+    vos::Scope releaseArgs{[&job] { vos::own::freeArgs(job.argv); }};
+    if (!prepareEnvironment(request->extraLibPath, &job)) {
         return VOS_RET_NO_RESOURCE;
     }
-    const char *exe = request->exe == nullptr ? "" : request->exe;
     int master = -1;
     pid_t pid = -1;
     if (request->usePty != 0) {
-        VOS_DBG_DEBUG("forkpty %s", exe);
+        VOS_DBG_DEBUG("forkpty %s", job.exe);
         pid = forkpty(&master, nullptr, nullptr, nullptr);
     } else {
-        VOS_DBG_DEBUG("fork %s", exe);
-        pid = fork();
+        VOS_DBG_DEBUG("fork %s", job.exe);
+        pid = mayReturn(job) ? fork() : vos::startChild(runSharedChild, &job);
     }
     if (pid == 0) {
-        const VosRet ret = runChild(request, prepared);
-        // Another thread of the parent may have held the heap's lock at the fork.
         releaseArgs.release();
-        prepared.environment.release();
-        return ret;
+        return runForkedChild(job);
     }
     // A failed fork reads as a child of process id -1; callers know it.
     vos::UniqueFd pty{pid < 0 ? -1 : master};
+    if (pty) {
+        fcntl(pty.get(), F_SETFD, FD_CLOEXEC);
+    }
     *result = PrctlProcessResult{
         .pid = pid, .status = PRCTL_STATUS_RUNNING, .signalNumber = 0, .exitCode = 0, .ptyFd = pty.get()};
     if (request->spawnMode == PRCTL_SPAWN_AND_WAIT) {
