@@ -21,6 +21,7 @@ TEST(VosctlLocal, PrintsWhatTheLibraryFinds) {
         const char *out;  // a regular expression
         const char *input = "";
     };
+    ASSERT_EQ(system("ip netns add vosrun"), 0);
     for (const Case &c :
          {Case{"if", "^INTERFACE.*\nlo +up +00:00:00:00:00:00 127.0.0.1 +255.0.0.0 +127.0.0.0\n"},
           Case{"if lo --json", "^\\{\"name\":\"lo\",\"up\":true,.*\"subnet\":\"127.0.0.0\",\"ipv6\":\\[.*\\]\\}\n$"},
@@ -28,6 +29,7 @@ TEST(VosctlLocal, PrintsWhatTheLibraryFinds) {
           Case{"nfc wifi home --auth wpa2 --key secret", "pplication/vnd.w"},
           Case{"run -q -- echo one two", "^one two\n$"},
           Case{"run -q --limit-nofile 33 --dir / -- /bin/sh /proc/self/fd/0", "^33\n/\n$", "ulimit -n; pwd"},
+          Case{"run -q --uid 33 --netns vosrun -- /bin/sh", "^33\ndown\n$", "id -u; cat /sys/class/net/lo/operstate"},
           Case{"xml -", "^element +r\n +attribute a\n +value +1\n +element +b\n +end +\n +text +t\nend +r\n$",
                "<r a=\"1\"><b/>t</r>"},
           Case{"xml -", "text +\\.\\[31m\n", "<r>\033[31m</r>"}}) {
@@ -38,6 +40,7 @@ TEST(VosctlLocal, PrintsWhatTheLibraryFinds) {
         EXPECT_THAT(outcome.out, ContainsRegex(c.out));
         EXPECT_EQ(outcome.err, "");
     }
+    EXPECT_EQ(system("ip netns del vosrun"), 0);
 }
 
 TEST(VosctlLocal, SaysInOneLineWhatIsWrong) {
@@ -54,6 +57,9 @@ TEST(VosctlLocal, SaysInOneLineWhatIsWrong) {
         {"run -- echo 'two words'", 2, "split at blanks"},
         {"run", 2, "command"},
         {"run --dir /etc/passwd -- true", 1, "'/etc/passwd' is no directory to start in"},
+        {"run --uid 4294967295 -- true", 1, "the user id 4294967295 cannot be had"},
+        {"run --limit-nofile 4000000000 -- true", 1, "the limit --limit-nofile 4000000000"},
+        {"run -- /bin/", 1, "'/bin/' is no program"},
         {"run --netns none0 -- true", 1, "cannot enter the network namespace 'none0'"},
         {"nfc wifi home --key $(printf %0218d 1)", 2, "at most 221 characters in all"},
         {"load --interval 0", 2, "--interval: Value 0 not in range 1 to 4294967295"},

@@ -1,12 +1,17 @@
 // vosctl run: the process spawner from the shell.
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
+#include <functional>
+#include <iterator>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,11 +31,16 @@ struct Options {
     uint32_t asLimit = 0;
     uint32_t rssLimit = 0;
     uint32_t nofileLimit = 0;
-    uint32_t uid = 0;
+    std::optional<uint32_t> uid;
     bool noCore = false;
     bool detach = false;
     bool quiet = false;
 };
+
+bool isProgram(const std::string &path) {
+    struct stat about {};
+    return stat(path.c_str(), &about) == 0 && S_ISREG(about.st_mode) && access(path.c_str(), X_OK) == 0;
+}
 
 // The spawner takes full paths; a bare name is looked for in PATH as a shell would.
 std::string findProgram(const std::string &name) {
@@ -42,7 +52,7 @@ std::string findProgram(const std::string &name) {
     while (!rest.empty()) {
         const size_t colon = rest.find(':');
         std::string candidate = rest.substr(0, colon) + "/" + name;
-        if (access(candidate.c_str(), X_OK) == 0) {
+        if (isProgram(candidate)) {
             return candidate;
         }
         rest = colon == std::string::npos ? "" : rest.substr(colon + 1);
@@ -63,28 +73,68 @@ std::string joined(const std::vector<std::string> &words) {
     return text;
 }
 
-// In a child, because the caller's own namespaces stay; quietly, because the failure is reported in one line.
-bool canEnter(const std::string &netns) {
-    const pid_t child = fork();
-    if (child == 0) {
-        close(STDERR_FILENO);
-        _exit(netns_switch(netns.c_str()));
-    }
-    int status = -1;
-    return child > 0 && waitpid(child, &status, 0) == child && status == 0;
+// This process is nobody else's, so it may move. Quietly, because the failure is reported in one line.
+bool enter(const std::string &netns) {
+    const int kept = dup(STDERR_FILENO);
+    close(STDERR_FILENO);
+    const bool entered = netns_switch(netns.c_str()) == 0;
+    dup2(kept, STDERR_FILENO);
+    close(kept);
+    return entered;
 }
 
-// The spawner starts the program elsewhere rather than not at all.
-void requirePlaces(const Options &options) {
-    std::error_code error;
-    if (!options.directory.empty() &&
-        (!std::filesystem::is_directory(options.directory, error) || access(options.directory.c_str(), X_OK) != 0)) {
-        throw vosctl::Failure{"'" + options.directory + "' is no directory to start in; give another --dir"};
+template <typename Resource>
+bool takesLimit(Resource resource, uint32_t value) {
+    const rlimit both{.rlim_cur = value, .rlim_max = value};
+    return value == 0 || setrlimit(resource, &both) == 0;
+}
+
+// User 0 is the spawner's word for no change.
+bool becomes(const std::optional<uint32_t> &uid) {
+    return !uid || (*uid == 0 ? getuid() == 0 && geteuid() == 0 : setuid(*uid) == 0);
+}
+
+// A child tries in the spawner's order what the spawner would pass over or fail at without a word.
+void rehearse(const Options &options, const std::string &exe) {
+    const auto limit = [](const char *option, uint32_t value) {
+        return std::string{"the limit "} + option + " " + std::to_string(value) + " is above what can be had here";
+    };
+    struct Step {
+        std::string failure;
+        std::function<bool()> isPossible;
+    };
+    const Step steps[] = {
+        {"'" + options.directory + "' is no directory to start in; give another --dir",
+         [&] { return options.directory.empty() || chdir(options.directory.c_str()) == 0; }},
+        {"the user id " + std::to_string(options.uid.value_or(0)) + " cannot be had; only root may change it",
+         [&] { return becomes(options.uid); }},
+        {limit("--limit-rss", options.rssLimit), [&] { return takesLimit(RLIMIT_RSS, options.rssLimit); }},
+        {limit("--limit-as", options.asLimit), [&] { return takesLimit(RLIMIT_AS, options.asLimit); }},
+        {limit("--limit-nofile", options.nofileLimit), [&] { return takesLimit(RLIMIT_NOFILE, options.nofileLimit); }},
+        {"'" + exe + "' is no program that can be run", [&] { return isProgram(exe); }},
+    };
+    const pid_t child = fork();
+    if (child == 0) {
+        const auto *failed =
+            std::find_if_not(std::begin(steps), std::end(steps), [](const Step &step) { return step.isPossible(); });
+        _exit(static_cast<int>(failed - steps));
     }
-    if (!options.netns.empty() && !canEnter(options.netns)) {
+    int status = -1;
+    if (child < 0 || waitpid(child, &status, 0) != child || !WIFEXITED(status)) {
+        throw vosctl::Failure{"no process can be had to run " + exe};
+    }
+    if (WEXITSTATUS(status) < static_cast<int>(std::size(steps))) {
+        throw vosctl::Failure{steps[WEXITSTATUS(status)].failure};
+    }
+}
+
+void requirePlaces(const Options &options, const std::string &exe) {
+    // Before the user changes, who may not enter any more.
+    if (!options.netns.empty() && !enter(options.netns)) {
         throw vosctl::Failure{"cannot enter the network namespace '" + options.netns +
                               "'; 'ip netns' shows those there are, only root may enter"};
     }
+    rehearse(options, exe);
 }
 
 volatile sig_atomic_t g_child = 0;
@@ -126,7 +176,7 @@ VosRet runToItsEnd(const PrctlSpawnRequest &request, uint32_t timeoutMs, PrctlPr
     const pid_t self = getpid();
     const VosRet ret = prctl_spawnProcess(&request, result);
     if (getpid() != self) {
-        _exit(126);  // the child could not be prepared
+        _exit(126);  // what was possible a moment ago
     }
     if (ret != VOS_RET_OK) {
         return ret;
@@ -161,14 +211,13 @@ void run(const Options &options) {
     request.stderrFd = STDERR_FILENO;
     request.serverFd = -1;
     request.maxFd = 255;
-    request.uid = options.uid;
+    request.uid = options.uid.value_or(0);
     request.asLimit = options.asLimit;
     request.rssLimit = options.rssLimit;
     request.nofileLimit = options.nofileLimit;
     request.disableCore = options.noCore ? 1 : 0;
     request.detach = options.detach ? 1 : 0;
-    request.netnsName = orNull(options.netns);
-    requirePlaces(options);
+    requirePlaces(options, exe);
     PrctlProcessResult result{};
     const VosRet ret = runToItsEnd(request, options.timeoutMs, &result);
     if (ret != VOS_RET_OK) {
