@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 
 #include <algorithm>
 #include <cstring>
@@ -40,7 +41,7 @@ struct MapPair {
                 rows.insert(rows.begin(), {key, value});
                 return hashmap_insert(map, key, -1, value) == VOS_RET_OK;
             case 1: {
-                const std::string part{key, std::min<size_t>(strlen(key), 8)};
+                const std::string part{key, std::min<size_t>(strlen(key), op.b == 7 ? 8 : op.b)};
                 rows.insert(rows.begin(), {part, value});
                 return hashmap_insert(map, key, static_cast<int32_t>(part.size()), value) == VOS_RET_OK;
             }
@@ -98,6 +99,19 @@ TEST(HashString, TakesSeventeenTimesTheHashOfEveryByte) {
         EXPECT_EQ(hash_string(key.c_str(), length), expected) << length;
         key.push_back(static_cast<char>(random()));
     }
+}
+
+TEST(HashMaps, CompareWithinTheKeys) {
+    // A copy that ends where its page ends.
+    char *pages = static_cast<char *>(mmap(nullptr, 8192, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    mprotect(pages + 4096, 4096, PROT_NONE);
+    ListEntry key{nullptr, strcpy(pages + 4096 - sizeof "hub-daem", "hub-daem")};
+    ListEntry value{nullptr, pages};
+    ListEntry *chains[] = {&key, &value};
+    const HashMap map{1, &chains[0], &chains[1]};
+    EXPECT_EQ(hashmap_search(&map, "hub-daem"), pages);
+    EXPECT_EQ(hashmap_search(&map, "hub-daemon-long"), nullptr);
+    munmap(pages, 8192);
 }
 
 TEST(HashMaps, LeaveNothingWhenTheyCannotBeMade) {

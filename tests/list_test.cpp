@@ -174,10 +174,11 @@ TEST(Lists, RefuseWhatIsMissing) {
     NodeList nodeList{};
     ListEntry entry{};
     for (const VosRet ret : {list_append(nullptr, &list), list_prepend(nullptr, &list), list_merge(nullptr, &list),
-                             list_merge(&empty, &list), addEnd(nullptr, &nodeList), addFront(nullptr, &nodeList)}) {
+                             list_merge(&empty, &list), list_merge(&empty, &empty), addEnd(nullptr, &nodeList),
+                             addFront(nullptr, &nodeList)}) {
         EXPECT_EQ(ret, VOS_RET_BAD_ARG);
     }
-    EXPECT_EQ(diagnostics.takeBodies(), std::vector<std::string>(6, "Entry is NULL, do nothing. \n"));
+    EXPECT_EQ(diagnostics.takeBodies(), std::vector<std::string>(7, "Entry is NULL, do nothing. \n"));
     EXPECT_EQ(list_compareWithString("a", &list), VOS_RET_NOT_IN_LIST);
     list_append(&entry, &list);
     EXPECT_EQ(list_merge(&list, &list), VOS_RET_BAD_ARG);
