@@ -3,12 +3,19 @@
  *  the shell.
  *
  *  The library keeps no table of children: whoever starts a child without waiting collects it. Functions may be called
- *  from any thread; between fork and exec the child takes no memory and none of the parent's locks, except for the
- *  diagnostics described here. A NULL request or result is VOS_RET_BAD_ARG before anything is started.
+ *  from any thread; before exec the child takes no memory and none of the C library's locks. Its diagnostics go to
+ *  /dev/log over a socket of its own, under the program's name and the facility daemon. A NULL request or result is
+ *  VOS_RET_BAD_ARG before anything is started.
+ *
+ *  A child shares its parent's memory until exec, so starting one costs the same from a parent of any size: the calling
+ *  thread waits for the exec, the others go on. Four kinds of child get a copy of the memory as from fork() instead: on
+ *  a pseudo-terminal, with a program name without a path, with a limit above the present one, and in builds with
+ *  sanitizers. pthread_atfork() handlers run for those only.
  *
  *  @warning Two child-side failures return VOS_RET_ERROR to the caller's code in the child process, as callers know
  *  it: a program name without a path and a refused resource limit. A caller that gets VOS_RET_ERROR from
- *  prctl_spawnProcess() compares its process id before it goes on.
+ *  prctl_spawnProcess() compares its process id before it goes on. A limit that is not above the present one and is
+ *  refused all the same, by a security module, ends the child with status 255.
  */
 #ifndef VOS_PRCTL_H
 #define VOS_PRCTL_H
@@ -37,7 +44,8 @@ typedef struct {
     const char *exe;          /**< full path; its last component becomes argv[0] */
     const char *args;         /**< arguments between blanks and tabs, or NULL; nothing is quoted */
     const char *workDir;      /**< directory to start in, or NULL */
-    const char *extraLibPath; /**< appended to LD_LIBRARY_PATH behind a ':', or NULL; 511 characters in all */
+    const char *extraLibPath; /**< appended to LD_LIBRARY_PATH behind a ':', alone where that is empty, or NULL;
+                                   511 characters in all */
     uint32_t spawnMode;       /**< PRCTL_SPAWN_AND_WAIT or another value */
     uint32_t timeoutMs;       /**< longest wait in milliseconds */
     int32_t stdinFd;          /**< becomes standard input; -1: /dev/null, 0: inherited */
@@ -46,7 +54,8 @@ typedef struct {
     int32_t serverFd;         /**< becomes descriptor 3; -1: none */
     int32_t maxFd;            /**< every descriptor from 3 (4 with serverFd) to this one is closed */
     uint8_t inheritSigint;    /**< non-zero: SIGINT keeps its disposition */
-    uint32_t uid;             /**< non-zero: setuid; a refusal is not noticed */
+    uint32_t uid;             /**< non-zero: setuid; a refusal is not noticed, groups stay. Not together with
+                                   netnsName: the user comes first and may not enter any more */
     uint32_t reserved1;       /**< not read */
     uint32_t rssLimit;        /**< non-zero: RLIMIT_RSS in bytes */
     uint32_t asLimit;         /**< non-zero: RLIMIT_AS in bytes */
@@ -55,7 +64,8 @@ typedef struct {
     uint8_t disableCore;      /**< exactly 1: no core files */
     uint8_t detach;           /**< non-zero: setsid */
     uint8_t usePty;           /**< non-zero: on a pseudo-terminal of its own */
-    const char *netnsName;    /**< network namespace to enter, or NULL */
+    const char *netnsName;    /**< network namespace to enter, or NULL; where that fails the program runs in
+                                   the caller's */
 } PrctlSpawnRequest;
 
 /** What became of a child. */
@@ -64,7 +74,8 @@ typedef struct {
     uint32_t status;      /**< PRCTL_STATUS_… */
     int32_t signalNumber; /**< signal that ended it, or 0 */
     int32_t exitCode;     /**< exit value */
-    int32_t ptyFd;        /**< master of the pseudo-terminal, owned by the caller; -1 without; 0 after any wait */
+    int32_t ptyFd;        /**< master of the pseudo-terminal, owned by the caller, close-on-exec; -1 without;
+                               0 after any wait */
 } PrctlProcessResult;
 
 /** Whom to wait for. */
@@ -90,8 +101,9 @@ VOS_BEGIN_DECLS
 /** Starts a program. With PRCTL_SPAWN_AND_WAIT a child that outlives timeoutMs is killed and collected within 40 ms;
  * the result then shows signal 9. After a wait a pseudo-terminal is closed already.
  *
- *  In the child, in this order: standard descriptors, descriptor 3, closing up to maxFd, default signal dispositions,
- *  working directory, library path, user, limits, session, namespace, exec. A failing exec ends it with status 255.
+ *  The time counts from the exec. In the child, in this order: standard descriptors, descriptor 3, closing up to maxFd,
+ *  default signal dispositions, working directory, library path, user, limits, session, namespace, exec. A failing exec
+ *  ends it with status 255.
  *
  *  @return VOS_RET_OK, also for a child that could not exec and for a failed fork; VOS_RET_BAD_ARG;
  *          VOS_RET_NO_RESOURCE; VOS_RET_TIMEOUT when a killed child could not be collected; VOS_RET_ERROR in the child
@@ -143,8 +155,8 @@ void freeArgs(char **argv);
 /** Starts "/bin/sh -c COMMAND" with descriptors 3 to 50 closed: its process id, to be collected by the caller; -1 on
  *  failure. The text must be trusted. */
 int32_t runCommandInShell(const char *command);
-/** Runs a command in the shell and waits: the signal that ended it or its exit value; 1 for NULL or when it could not
- * be started; -1 when it could not be collected. */
+/** Runs a command in the shell and waits, through signals: the signal that ended it or its exit value; 1 for NULL or
+ *  when it could not be started; -1 when it could not be collected. */
 int prctl_runCommandInShellBlocking(const char *command);
 /** prctl_runCommandInShellBlocking() that waits two minutes at most; -1 then, and the shell goes on. */
 int prctl_runCommandInShellWithTimeout(const char *command);
@@ -153,9 +165,10 @@ int prctl_runCommandInShellWithTimeout(const char *command);
  *  The text must be trusted. */
 int UTIL_doSystemAction(const char *callerTag, const char *format, ...) VOS_PRINTF(2, 3);
 
-/** Runs a command with popen() and reads up to @p size bytes of its output; the rest of @p buffer is zeroed. A text
- *  needs a @p size one below its buffer. A @p size of 0 runs the command and reads nothing. 1 when a byte was read,
- *  else 0. */
+/** Runs a command with popen() and reads up to @p size bytes of its output, through signals; the rest of @p buffer is
+ *  zeroed. A text needs a @p size one below its buffer. A @p size of 0 runs the command and reads nothing.
+ *
+ *  @return 1 when a byte was read, else 0 */
 int UTIL_commSystemEx(const char *command, char *buffer, uint32_t size);
 
 VOS_END_DECLS

@@ -32,10 +32,12 @@ VosRet vosSem_init(uint32_t key, bool attachExisting, int32_t *semId);
  *  of the stuck holder frees the lock, whoever has it, and the death of the new holder does not. Without a time-out the
  *  wait never ends by itself and signals do not end it.
  *
- *  A timed lock calls semtimedop as the loader resolves it. By default this library exports a semtimedop of its own,
- *  which does nothing and returns 0, for platforms whose libc lacks the call: wherever that one is reached, a timed
- *  lock returns VOS_RET_OK at once and holds nothing. Built with VOS_SEMTIMEDOP_FALLBACK=OFF the library leaves it out
- *  and timed locks reach the system call. A program that exports its own semtimedop is reached in both builds.
+ *  A timed lock calls semtimedop as the loader resolves it, by the name without a version: the program's, that of a
+ *  preloaded library, libc's where libc comes first, or this library's fallback, which does nothing and returns 0, for
+ *  platforms whose libc lacks the call. Where the fallback is reached, and in an ordinary program that names -lvos it
+ *  is, a timed lock returns VOS_RET_OK at once and holds nothing; the unlock that follows it reports that the lock is
+ *  free and waits until somebody takes it, then frees that. Built with VOS_SEMTIMEDOP_FALLBACK=OFF the library has no
+ *  fallback and timed locks reach the system call.
  *
  *  @param timeoutMs  milliseconds to wait; NULL waits for ever
  *  @return VOS_RET_OK; VOS_RET_INTERRUPTED when the time ran out in the wake of a signal; VOS_RET_ERROR
