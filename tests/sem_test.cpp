@@ -1,7 +1,7 @@
 // The lock between processes, with real processes that hold it, die with it or keep it too long.
 #include "vos/sem.h"
 
-#include <dlfcn.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/syscall.h>
@@ -17,6 +17,9 @@
 #include "support/syslog_catcher.h"
 #include "vos/tms.h"
 
+using testing::ElementsAre;
+using testing::HasSubstr;
+
 namespace {
 
 /** What the next timed lock meets instead of the system call: a result, an errno and time that passes. */
@@ -26,8 +29,6 @@ struct Outcome {
     uint32_t elapsedMs;
 };
 std::deque<Outcome> g_script;
-using TimedCall = int (*)(int, struct sembuf *, size_t, const struct timespec *);
-TimedCall g_fallback = nullptr;
 std::vector<timespec> g_timeouts;
 UtilTimestamp g_now{};
 
@@ -49,19 +50,10 @@ extern "C" __attribute__((visibility("default"))) int semtimedop(int id, struct 
         errno = outcome.error;
         return outcome.rc;
     }
-    return g_fallback != nullptr ? g_fallback(id, ops, count, timeout)
-                                 : static_cast<int>(syscall(SYS_semtimedop, id, ops, count, timeout));
+    return static_cast<int>(syscall(SYS_semtimedop, id, ops, count, timeout));
 }
 
 namespace {
-
-/** The library's own semtimedop; NULL where it was built without one. */
-TimedCall libraryFallback() {
-    void *found = dlsym(dlopen("libvos.so.1", RTLD_NOLOAD | RTLD_NOW), "semtimedop");
-    Dl_info home{};
-    const bool isOurs = dladdr(found, &home) != 0 && strstr(home.dli_fname, "/libvos.so") != nullptr;
-    return isOurs ? reinterpret_cast<TimedCall>(found) : nullptr;
-}
 
 constexpr uint32_t kKey = 0x5601;
 
@@ -69,7 +61,6 @@ class LockTest : public testing::Test {
   protected:
     LockTest() {
         g_script.clear();
-        g_fallback = nullptr;
         g_timeouts.clear();
         EXPECT_EQ(vosSem_init(kKey, false, &semId), VOS_RET_OK);
         id = static_cast<uint32_t>(semId);
@@ -78,13 +69,13 @@ class LockTest : public testing::Test {
 
     int value() const { return semctl(semId, 0, GETVAL); }
 
-    /** A child that runs `body`, tells the parent and then waits to be killed. */
-    static pid_t holder(const std::function<void()> &body) {
+    /** A child that takes the lock and then waits to be killed. */
+    pid_t holder() const {
         int ready[2];
         EXPECT_EQ(pipe(ready), 0);
         const pid_t pid = fork();
         if (pid == 0) {
-            body();
+            vosSem_lock(id, nullptr);
             [[maybe_unused]] const ssize_t rc = write(ready[1], "x", 1);
             for (;;) {
                 pause();
@@ -106,21 +97,21 @@ class LockTest : public testing::Test {
 };
 
 TEST_F(LockTest, TakesFreesAndResets) {
-    EXPECT_EQ(vosSem_lock(id, nullptr), VOS_RET_OK);
-    EXPECT_EQ(value(), 1);
-    EXPECT_EQ(vosSem_unlock(id), VOS_RET_OK);
-    EXPECT_EQ(value(), 0);
-    EXPECT_EQ(vosSem_lock(id, nullptr), VOS_RET_OK);
     int32_t other = -1;
-    EXPECT_EQ(vosSem_init(kKey, true, &other), VOS_RET_OK);
+    const std::pair<std::function<VosRet()>, int> steps[] = {
+        {[&] { return vosSem_lock(id, nullptr); }, 1},         {[&] { return vosSem_unlock(id); }, 0},
+        {[&] { return vosSem_lock(id, nullptr); }, 1},         {[&] { return vosSem_init(kKey, true, &other); }, 1},
+        {[&] { return vosSem_init(kKey, false, &other); }, 0},
+    };
+    for (const auto &[step, after] : steps) {
+        EXPECT_EQ(step(), VOS_RET_OK);
+        EXPECT_EQ(value(), after) << &step - &steps[0].first;
+    }
     EXPECT_EQ(other, semId);
-    EXPECT_EQ(value(), 1) << "joining leaves the state";
-    EXPECT_EQ(vosSem_init(kKey, false, &other), VOS_RET_OK);
-    EXPECT_EQ(value(), 0) << "creating resets it";
 }
 
 TEST_F(LockTest, PassesToAWaiterWhenItsHolderIsKilled) {
-    const pid_t pid = holder([&] { vosSem_lock(id, nullptr); });
+    const pid_t pid = holder();
     EXPECT_EQ(value(), 1);
     const pid_t waiter = fork();
     if (waiter == 0) {
@@ -137,7 +128,7 @@ TEST_F(LockTest, PassesToAWaiterWhenItsHolderIsKilled) {
 }
 
 TEST_F(LockTest, TimedWaitReleasesAStuckHolderByForce) {
-    const pid_t pid = holder([&] { vosSem_lock(id, nullptr); });
+    const pid_t pid = holder();
     const uint32_t timeout = 30;
     vostest::Diagnostics diagnostics;
     EXPECT_EQ(vosSem_lock(id, &timeout), VOS_RET_OK);
@@ -186,18 +177,6 @@ TEST_F(LockTest, TimedWaitCountsInterruptionsAgainstItsTime) {
     EXPECT_EQ(g_timeouts.back().tv_nsec, 500000000);
 }
 
-TEST_F(LockTest, FallbackOfTheLibraryTakesNothing) {
-    g_fallback = libraryFallback();
-    if (g_fallback == nullptr) {
-        GTEST_SKIP() << "built without the fallback";
-    }
-    EXPECT_EQ(vosSem_lock(id, nullptr), VOS_RET_OK);
-    const uint32_t timeout = 100000;
-    EXPECT_EQ(vosSem_lock(id, &timeout), VOS_RET_OK);
-    EXPECT_EQ(g_timeouts.size(), 1U) << "nothing was waited for and nobody forced out";
-    EXPECT_EQ(value(), 1);
-}
-
 TEST(Lock, FailsOnAMissingSet) {
     vostest::Diagnostics diagnostics;
     int32_t semId = 0;
@@ -206,14 +185,10 @@ TEST(Lock, FailsOnAMissingSet) {
     EXPECT_EQ(vosSem_lock(12345, nullptr), VOS_RET_ERROR);
     EXPECT_EQ(vosSem_unlock(12345), VOS_RET_ERROR);
     EXPECT_EQ(vosSem_cleanup(12345), VOS_RET_SYS_REFUSED);
-    const auto lines = diagnostics.takeBodies();
-    ASSERT_EQ(lines.size(), 6U);
-    EXPECT_EQ(lines[0], "semget failed,key=7777 errno=2");
-    EXPECT_EQ(lines[1], "lock failed, errno=22 rc=-1");
-    EXPECT_EQ(lines[2], "kernel has semval=-1");
-    EXPECT_NE(lines[3].find("src/vos/linux/oal_sem/sem.cpp:"), std::string::npos) << lines[3];
-    EXPECT_EQ(lines[4], "release lock failed, errno=22");
-    EXPECT_EQ(lines[5], "IPC_RMID failed, semId 3039 errno=22, Invalid argument");
+    EXPECT_THAT(diagnostics.takeBodies(),
+                ElementsAre("semget failed,key=7777 errno=2", "lock failed, errno=22 rc=-1", "kernel has semval=-1",
+                            HasSubstr("src/vos/linux/oal_sem/sem.cpp:"), "release lock failed, errno=22",
+                            "IPC_RMID failed, semId 3039 errno=22, Invalid argument"));
     EXPECT_EQ(vosSem_init(1, false, nullptr), VOS_RET_BAD_ARG);
 }
 }  // namespace

@@ -9,11 +9,17 @@
 #include <cstdio>
 #include <cstring>
 
+#ifdef __GLIBC_PREREQ
+#define VOS_HAS_PLAIN_ERROR_TEXT __GLIBC_PREREQ(2, 32)
+#else
+#define VOS_HAS_PLAIN_ERROR_TEXT 0
+#endif
+
 namespace vos {
 
 /** strerror() without the lock that some C libraries take to translate. */
 inline const char *errorText(int error) {
-#if defined(__GLIBC__) && __GLIBC_PREREQ(2, 32)
+#if VOS_HAS_PLAIN_ERROR_TEXT
     const char *text = strerrordesc_np(error);
     return text != nullptr ? text : "Unknown error";
 #else

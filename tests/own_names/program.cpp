@@ -1,5 +1,5 @@
-// A program that has every name of the library but those it calls for itself. own_names.cmake writes them; each ends the
-// process. With an argument: which semtimedop does a timed lock reach?
+// A program that has every name of the library but those it calls for itself. own_names.cmake writes them; each ends
+// the process. With an argument: which semtimedop does a timed lock reach?
 #include <sys/mman.h>
 #include <sys/sem.h>
 
@@ -71,10 +71,10 @@ const char *timedLock() {
     int32_t id = -1;
     const uint32_t timeoutMs = 1000;
     vosSem_init(IPC_PRIVATE, false, &id);
-    vosSem_lock(static_cast<uint32_t>(id), &timeoutMs);
+    const VosRet ret = vosSem_lock(static_cast<uint32_t>(id), &timeoutMs);
     const int value = semctl(id, 0, GETVAL);
     semctl(id, 0, IPC_RMID);
-    return value == 1 ? "kernel" : "none";
+    return ret != VOS_RET_OK ? "error" : value == 1 ? "kernel" : "none";
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <link.h>
 #include <pthread.h>
 #include <pty.h>
+#include <sched.h>
 #include <sys/mman.h>
 #include <sys/shm.h>
 #include <sys/socket.h>
@@ -67,6 +68,9 @@ int hookPthreadCreate(pthread_t *thread, const pthread_attr_t *attributes, void 
 
 pid_t hookFork() {
     return fails(Resource::kMemory) ? -1 : fork();
+}
+int hookClone(int (*run)(void *), void *stack, int flags, void *arg) {
+    return fails(Resource::kMemory) ? -1 : clone(run, stack, flags, arg);
 }
 int hookSystem(const char *command) {
     return fails(Resource::kMemory) ? -1 : system(command);
@@ -236,9 +240,10 @@ int patch(dl_phdr_info *object, size_t, void *data) {
         hook("fcntl", hookFcntl),   hook("forkpty", hookForkpty),
         hook("fopen", hookFopen),   hook("fdopen", hookFdopen),
         hook("popen", hookPopen),   hook("pthread_create", hookPthreadCreate),
-        hook("fork", hookFork),     hook("system", hookSystem),
-        hook("mmap", hookMmap),     hook("shmget", hookShmget),
-        hook("dlopen", hookDlopen), hook("dlsym", hookDlsym),
+        hook("fork", hookFork),     hook("clone", hookClone),
+        hook("system", hookSystem), hook("mmap", hookMmap),
+        hook("shmget", hookShmget), hook("dlopen", hookDlopen),
+        hook("dlsym", hookDlsym),
     };
     const Imports imports = importsOf(*object);
     for (const auto &table : imports.tables) {
