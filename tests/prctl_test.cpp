@@ -155,14 +155,6 @@ constexpr Row kRows[] = {
     {kIgnored, "0002\n", [](PrctlSpawnRequest &request) { request.inheritSigint = 1; }},
     {"", "SigBlk:\t0000000000000800\n",
      [](PrctlSpawnRequest &request) { request.exe = "/bin/grep", request.args = "SigBlk /proc/self/status"; }, 0},
-    {"ulimit -n; ulimit -v; ulimit -c; cut -d' ' -f6 /proc/$$/stat | grep -qx $$ && echo leader",
-     "40\n524288\n0\nleader\n",
-     [](PrctlSpawnRequest &request) {
-         request.nofileLimit = 40;
-         request.asLimit = 512 << 20;
-         request.rssLimit = 1 << 20;
-         request.disableCore = request.detach = 1;
-     }},
     {kNamespace, "0\n", [](PrctlSpawnRequest &request) { request.netnsName = "vosprobe", request.workDir = "/"; }},
     {"", "execv: No such file or directory\n", [](PrctlSpawnRequest &request) { request.exe = "/tmp/absent"; }, 255},
     // Beyond what the kernel allows anybody; the child goes on with the environment it was given.
@@ -224,6 +216,17 @@ TEST_F(ProcessTest, ArrangesTheChildAsAsked) {
                 output == "setting the network namespace \"vosprobe\" failed: Operation not permitted\n12345\n")
         << output;
     EXPECT_EQ(system("ip netns del vosprobe"), 0);
+}
+
+TEST_F(ProcessTest, LimitsTheChildAndDetachesIt) {
+    const std::string exe =
+        program("ulimit -n; ulimit -v; ulimit -c; cut -d' ' -f6 /proc/$$/stat | grep -qx $$ && echo leader");
+    PrctlSpawnRequest request = inheriting(exe.c_str());
+    request.nofileLimit = 40;
+    request.asLimit = 512 << 20;
+    request.rssLimit = 1 << 20;
+    request.disableCore = request.detach = 1;
+    EXPECT_EQ(run(request).output, "40\n524288\n0\nleader\n");
 }
 
 TEST_F(ProcessTest, KeepsDiagnosticsOutOfTheChildsDescriptors) {

@@ -70,7 +70,7 @@ pid_t startChild(void (*body)(const SharedChild &, void *), void *arg) {
     SharedChild child{};
     child.body_ = body;
     child.arg_ = arg;
-    unsigned long all[2];
+    uint64_t all[2];
     memset(all, 0xFF, sizeof all);
     int cancelState = 0;
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelState);

@@ -3,6 +3,7 @@
 #define VOS_LINUX_OAL_PRCTL_START_H
 
 #include <sys/types.h>
+#include <cstdint>
 
 namespace vos {
 
@@ -18,7 +19,7 @@ class SharedChild {
 
     void (*body_)(const SharedChild &, void *);
     void *arg_;
-    unsigned long blocked_[2];  // the kernel's signal set
+    uint64_t blocked_[2];  // the kernel's signal set
 };
 
 /** Runs `body` in a child, with every signal blocked and no handler of the parent's left; the calling thread goes on
