@@ -9,7 +9,7 @@
 
 #include "command.h"
 #include "common/msg_names.h"
-#include "hub.h"
+#include "hub_connection.h"
 
 namespace {
 

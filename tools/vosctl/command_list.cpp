@@ -5,7 +5,7 @@
 
 #include "command.h"
 #include "common/message_line.h"
-#include "hub.h"
+#include "hub_connection.h"
 
 namespace {
 

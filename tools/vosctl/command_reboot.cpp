@@ -1,7 +1,7 @@
 // vosctl reboot: asks the hub to restart the gateway.
 #include "command.h"
 #include "common/msg_names.h"
-#include "hub.h"
+#include "hub_connection.h"
 
 namespace {
 

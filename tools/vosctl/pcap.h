@@ -7,7 +7,7 @@
 #include <string>
 
 #include "common/hub_protocol.h"
-#include "hub.h"
+#include "hub_connection.h"
 
 namespace vosctl {
 

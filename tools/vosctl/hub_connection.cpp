@@ -1,5 +1,5 @@
 // Connects to the hub and turns the library's return codes into advice.
-#include "hub.h"
+#include "hub_connection.h"
 
 #include <poll.h>
 #include <sys/socket.h>
