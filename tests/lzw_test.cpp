@@ -105,16 +105,27 @@ Bytes noise(size_t size, unsigned values) {
     return data;
 }
 
+// Every two bytes are new to the table.
+Bytes newPairs(size_t size) {
+    Bytes data(size);
+    for (size_t i = 1; i < size; i++) {
+        data[i] = static_cast<uint8_t>(data[i - 1] + 1 + i / 256 * 2);
+    }
+    return data;
+}
+
 // Few and many different strings, runs longer than any piece, and every length around the changes of width.
 std::vector<Bytes> inputs() {
     std::vector<Bytes> all{{}, {'A'}, Bytes(9000, 0), noise(30000, 256), noise(30000, 3), noise(30000, 40)};
-    for (size_t size = 248; size < 262; size++) {
-        all.push_back(noise(size, 256));
+    for (const size_t widens : {254U, 766U, 1790U}) {
+        for (size_t size = widens - 3; size < widens + 4; size++) {
+            all.push_back(newPairs(size));
+        }
     }
     return all;
 }
 
-Bytes decode(const Bytes &stream, uint32_t piece) {
+Bytes decode(const Bytes &stream, uint32_t piece, uint32_t end = UTIL_LZW_END_CODE) {
     void *state = nullptr;
     EXPECT_EQ(utilLzw_initDecoder(&state, stream.data(), static_cast<uint32_t>(stream.size())), VOS_RET_OK);
     Bytes all;
@@ -124,6 +135,7 @@ Bytes decode(const Bytes &stream, uint32_t piece) {
         written = utilLzw_decode(state, out.data(), piece);
         all.insert(all.end(), out.begin(), out.begin() + std::max(written, 0));
     } while (written == static_cast<int32_t>(piece));
+    EXPECT_EQ(static_cast<const UtilLzwDecoderState *>(state)->end, end);
     EXPECT_EQ(utilLzw_decode(state, nullptr, 0), -1);
     utilLzw_cleanupDecoder(&state);
     EXPECT_EQ(state, nullptr);
@@ -208,19 +220,21 @@ TEST(LzwDecoder, EndsAtCorruptCodesAndMissingOnes) {
     struct Case {
         Bytes stream;
         Bytes data;
-        std::string log;
+        uint32_t end;
+        const char *log;
     };
+    const auto corrupt = UTIL_LZW_CORRUPT, cut = UTIL_LZW_CUT_SHORT, whole = UTIL_LZW_END_CODE;
     for (const Case &c : {
-             Case{codes({{256, 9}, {65, 9}, {66, 9}, {260, 9}, {67, 9}}), {65, 66}, "code 260 greater than slot 259"},
-             Case{codes({{256, 9}, {258, 9}}), {}, "code 258 greater than slot 258"},
-             Case{codes({{65, 9}, {256, 9}, {258, 9}}), {65}, "code 258 greater than slot 258"},
-             Case{codes({{65, 9}, {258, 9}, {257, 9}, {65, 9}}), {65, 65, 65}, "got end code 257"},
-             Case{codes({{65, 9}, {66, 9}}), {65, 66}, "unexpected end of input"},
-             Case{{}, {}, "unexpected end of input"},
+             Case{codes({{256, 9}, {65, 9}, {66, 9}, {260, 9}}), {65, 66}, corrupt, "code 260 greater than slot 259"},
+             Case{codes({{256, 9}, {258, 9}}), {}, corrupt, "code 258 greater than slot 258"},
+             Case{codes({{65, 9}, {256, 9}, {258, 9}}), {65}, corrupt, "code 258 greater than slot 258"},
+             Case{codes({{65, 9}, {258, 9}, {257, 9}, {65, 9}}), {65, 65, 65}, whole, "got end code 257"},
+             Case{codes({{65, 9}, {66, 9}}), {65, 66}, cut, "unexpected end of input"},
+             Case{{}, {}, cut, "unexpected end of input"},
          }) {
         SCOPED_TRACE(c.log);
         vostest::Diagnostics diagnostics;
-        EXPECT_EQ(decode(c.stream, 64), c.data);
+        EXPECT_EQ(decode(c.stream, 64, c.end), c.data);
         EXPECT_THAT(diagnostics.takeBodies(), Contains(c.log));
     }
 }
@@ -250,6 +264,7 @@ TEST(LzwDecoder, SkippedInputStillGivesWhatWasDecoded) {
     uint8_t out[30];
     EXPECT_EQ(utilLzw_decode(state, out, 0), 0);
     EXPECT_EQ(utilLzw_decode(state, out, 4), 4);  // x, xx and one of xxx
+    EXPECT_EQ(static_cast<const UtilLzwDecoderState *>(state)->end, uint32_t{UTIL_LZW_OPEN});
     ff_lzw_decode_tail(state);
     EXPECT_EQ(utilLzw_decode(state, out, 30), 2);
     EXPECT_EQ(utilLzw_decode(state, out, 30), -1);

@@ -12,6 +12,19 @@
 #include "vos/base.h"
 #include "vos/ret.h"
 
+/** How far a decoder is. */
+enum {
+    UTIL_LZW_OPEN = 0,      /**< more may come */
+    UTIL_LZW_END_CODE = 1,  /**< the stream was whole */
+    UTIL_LZW_CORRUPT = 2,   /**< a code that stands for nothing */
+    UTIL_LZW_CUT_SHORT = 3, /**< the input ended without an end code */
+};
+
+/** What a decoder's handle points at, to be read between two calls. */
+typedef struct {
+    uint32_t end; /**< UTIL_LZW_OPEN and its kin */
+} UtilLzwDecoderState;
+
 VOS_BEGIN_DECLS
 
 /** Starts an encoder.
@@ -62,7 +75,7 @@ VosRet utilLzw_initDecoder(void **state, const uint8_t *in, uint32_t len);
  *  @param out  receives at most @p len bytes; those behind the result are undefined
  *  @param len  room; above 2147483647 counts as that
  *  @return bytes written; fewer than @p len when the stream ended, at its end code, at a corrupt code or at the end of
- *          the input; -1 when it had ended before this call or @p state is NULL
+ *          the input (UtilLzwDecoderState says which); -1 when it had ended before this call or @p state is NULL
  */
 int32_t utilLzw_decode(void *state, uint8_t *out, uint32_t len);
 

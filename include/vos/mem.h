@@ -17,13 +17,15 @@
 #include "vos/base.h"
 
 /** Allocation flags; they may be combined. */
+typedef uint32_t VosMemFlags;
 enum {
     ALLOC_ZEROIZE = 1,   /**< fill the block with zero, whatever its size */
     ALLOC_SHARED_MEM = 2 /**< take the block from the shared pool */
 };
 
-/** Allocates with the caller's function name and line. NULL when memory is short; the caller frees with VOS_FREE. */
-#define VOS_MALLOC_FLAGS(size, flags) vosMem_alloc((size), (flags), __func__, (uint32_t)__LINE__)
+/** Allocates with the caller's function name and line. NULL when memory is short or the size is beyond 32 bits,
+ * whatever its type; the caller frees with VOS_FREE. */
+#define VOS_MALLOC_FLAGS(size, flags) vosMem_allocOf((size), (flags), __func__, (uint32_t)__LINE__)
 /** Frees with the caller's function name and line. */
 #define VOS_FREE(buf) vosMem_free((buf), __func__, __LINE__)
 
@@ -53,6 +55,11 @@ VOS_BEGIN_DECLS
  *          and guard does not fit in 32 bits
  */
 void *vosMem_alloc(uint32_t size, uint32_t flags, const char *func, uint32_t line);
+
+/** vosMem_alloc of a size that may be wider: one that does not fit is no smaller one. */
+static inline void *vosMem_allocOf(uint64_t size, uint32_t flags, const char *func, uint32_t line) {
+    return vosMem_alloc(size > UINT32_MAX ? UINT32_MAX : (uint32_t)size, flags, func, line);
+}
 
 /** Frees a block; NULL does nothing. A block with a damaged header, padding or guard is reported and left allocated.
  *

@@ -77,7 +77,7 @@ VosRet util_getBaseDir(char *buf);
 /** Reads a number; oal_ is the layer below, 64 and u tell the width and sign of the result.
  *
  *  The whole text must be a number as strtol(3) reads it in @p base, and no error may occur; the empty text is 0.
- *  A value outside the range of the platform's long fails; one inside it is cut to the result's width.
+ *  A value that does not fit the result fails.
  *
  *  @param endp    may be NULL; receives where reading stopped
  *  @param result  the number; 0 on failure, but untouched by util_strtoul() and oal_strtoul() for a NULL text

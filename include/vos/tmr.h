@@ -122,7 +122,7 @@ void utilTmr_dumpEvents(const void *tmrHandle);
 VosRet utilMsgTmr_set(VosMsgHandle *msgHandle, void *tmrHandle, UtilTmrFunc func, void *ctxData, uint32_t ms,
                       const char *name);
 
-/** utilTmr_cancel(), then withdraws the request at the hub. */
+/** utilTmr_cancel(), then withdraws the request at the hub. Without a message handle only the first. */
 void utilMsgTmr_cancel(VosMsgHandle *msgHandle, void *tmrHandle, UtilTmrFunc func, void *ctxData);
 
 /** utilTmr_isEventPresent(). */

@@ -110,10 +110,7 @@ class MemPtr {
  *  not fit in 32 bits. */
 template <typename T>
 MemPtr<T> allocZeroed(uint64_t bytes = sizeof(T)) {
-    if (bytes > UINT32_MAX) {
-        return MemPtr<T>{};
-    }
-    return MemPtr<T>{static_cast<T *>(VOS_MALLOC_FLAGS(static_cast<uint32_t>(bytes), ALLOC_ZEROIZE))};
+    return MemPtr<T>{static_cast<T *>(VOS_MALLOC_FLAGS(bytes, ALLOC_ZEROIZE))};
 }
 
 /** Runs a function object at the end of the block it stands in, unless released. */

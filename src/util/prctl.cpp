@@ -186,6 +186,7 @@ int UTIL_commSystemEx(const char *command, char *buffer, uint32_t size) {
     }
     FILE *pipe = popen(command, "re");
     if (pipe == nullptr) {
+        VOS_DBG_ERROR("popen failed, errno=%d", errno);
         return 0;
     }
     const size_t got = readOutput(fileno(pipe), buffer, size);

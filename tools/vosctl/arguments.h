@@ -8,7 +8,7 @@
 #include <optional>
 #include <string>
 
-#include "hub.h"
+#include "hub_connection.h"
 
 namespace vosctl {
 

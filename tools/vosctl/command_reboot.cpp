@@ -1,7 +1,7 @@
 // vosctl reboot: asks the hub to restart the gateway.
 #include "command.h"
 #include "common/msg_names.h"
-#include "hub.h"
+#include "hub_connection.h"
 
 namespace {
 
@@ -14,7 +14,9 @@ void run() {
     }
 }
 
-const vosctl::Command kCommand{"reboot", "ask the hub to restart the gateway",
-                               [](CLI::App &app) { app.callback(run); }};
+void setUp(CLI::App &app) {
+    app.callback(run);
+}
+const vosctl::Command kCommand{"reboot", "ask the hub to restart the gateway", setUp};
 
 }  // namespace

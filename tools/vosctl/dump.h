@@ -1,7 +1,7 @@
 // A payload as people read it.
 #pragma once
 
-#include "hub.h"
+#include "hub_connection.h"
 
 namespace vosctl {
 

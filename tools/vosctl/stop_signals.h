@@ -3,7 +3,7 @@
 
 #include <functional>
 
-#include "hub.h"
+#include "hub_connection.h"
 
 namespace vosctl {
 

@@ -6,11 +6,14 @@
 #include "internal/guards.h"
 #include "internal/own_names.h"
 #include "util/list/core.h"
+#include "vos/dbg.h"
 
 ListEntry *vos::own::list_create_entry(void *data) {
     auto entry = vos::allocZeroed<ListEntry>();
     if (entry) {
         entry->data = data;
+    } else {
+        VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
     }
     return entry.release();
 }

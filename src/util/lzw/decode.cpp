@@ -26,22 +26,31 @@ constexpr uint32_t kWindow = 8;     // bytes read for one code
 constexpr uint64_t kWindowBits = 8 * uint64_t{kWindow};
 constexpr uint32_t kNowhere = 0;  // place of a string that stands in no output
 
-// One string of the table, in one word so that it is read and written at once.
+// One string of the table, in one word so that it is read and written at once. The suffix is in it too: from two arrays
+// of different strides g++ 12 makes an address with a null base at -O1, takes it for the end of the path and the
+// function around it for one without effect, and drops its calls.
 class String {
   public:
     String() = default;
-    String(uint64_t place, uint32_t length, uint32_t prefix)
-        : word_{place | uint64_t{length} << 32 | uint64_t{prefix} << 48} {}
+    String(uint64_t place, uint64_t length, uint64_t prefix, uint64_t suffix = 0)
+        : word_{place | length << kLengthAt | prefix << kPrefixAt | suffix << kSuffixAt} {}
 
     /** Counted through the output of all calls; below Decoder::origin_: written by an earlier one. */
     uint32_t place() const { return static_cast<uint32_t>(word_); }
-    uint32_t length() const { return word_ >> 32 & 0xFFFF; }
-    uint32_t prefix() const { return static_cast<uint32_t>(word_ >> 48); }
-    String withPrefix(uint64_t prefix) const { return String{word_ | prefix << 48}; }
+    uint32_t length() const { return word_ >> kLengthAt & kCodeMask; }
+    uint32_t prefix() const { return word_ >> kPrefixAt & kCodeMask; }
+    uint8_t suffix() const { return static_cast<uint8_t>(word_ >> kSuffixAt); }
+    String withPrefix(uint64_t prefix) const { return String{word_ | prefix << kPrefixAt}; }
+    String withSuffix(uint64_t suffix) const { return String{word_ | suffix << kSuffixAt}; }
     String movedBy(uint32_t bytes) const { return String{word_ + bytes}; }
-    void moveTo(uint32_t place) { *this = String{place, length(), prefix()}; }
+    String movedTo(uint32_t place) const { return String{place, length(), prefix(), suffix()}; }
 
   private:
+    static constexpr uint32_t kLengthAt = 32;  // below 12 bits: each string adds a byte to one that is there
+    static constexpr uint32_t kPrefixAt = kLengthAt + kMaxBits;
+    static constexpr uint32_t kSuffixAt = kPrefixAt + kMaxBits;
+    static constexpr uint32_t kCodeMask = kSlots - 1;
+
     explicit String(uint64_t word) : word_{word} {}
 
     uint64_t word_;
@@ -158,10 +167,10 @@ inline bool Run<Width>::takeString(uint64_t code) {
     return true;
 }
 
-class Decoder {
+class Decoder : public UtilLzwDecoderState {
   public:
     void init(const uint8_t *in, uint32_t length);
-    bool ended() const { return ended_; }
+    bool ended() const { return end != UTIL_LZW_OPEN; }
     uint32_t decode(uint8_t *out, uint32_t room);
     void skipInput() { bitPosition_ = inLength_ * 8; }
 
@@ -170,8 +179,9 @@ class Decoder {
     void beginCall(uint8_t *out, uint32_t room);
     void takeHeldBack();
     bool hasCode() const { return inLength_ * 8 - bitPosition_ >= width_; }
-    uint32_t readCode();
-    bool step();
+    uint32_t peek(uint64_t bits) const;
+    bool isAtNarrowEnd() const;
+    uint32_t step();
     void decodeString(uint32_t code);
     void learn(uint8_t suffix);
     void widen();
@@ -186,7 +196,6 @@ class Decoder {
     const uint8_t *in_;
     uint64_t inLength_;
     uint64_t bitPosition_;
-    bool ended_;
     uint8_t firstByte_;  // of the old code's string
     uint32_t width_;
     uint32_t nextSlot_;
@@ -206,7 +215,6 @@ class Decoder {
     uint32_t heldEnd_;
     uint8_t held_[kSlots];
 
-    uint8_t suffix_[kSlots];
     String table_[kSlots];
 };
 
@@ -215,8 +223,7 @@ void Decoder::init(const uint8_t *in, uint32_t length) {
     inLength_ = length;
     origin_ = kNowhere + 1;
     for (uint32_t root = 0; root < kRoots; root++) {
-        suffix_[root] = static_cast<uint8_t>(root);
-        table_[root] = String{kNowhere, 1, 0};
+        table_[root] = String{kNowhere, 1, 0, root};
     }
     clear();
 }
@@ -234,7 +241,7 @@ void Decoder::beginCall(uint8_t *out, uint32_t room) {
     origin_ += static_cast<uint32_t>(next_ - out_);
     if (origin_ > UINT32_MAX - room) {
         for (String &string : table_) {
-            string.moveTo(kNowhere);
+            string = string.movedTo(kNowhere);
         }
         origin_ = kNowhere + 1;
     }
@@ -254,13 +261,21 @@ void Decoder::takeHeldBack() {
     }
 }
 
-uint32_t Decoder::readCode() {
+// The next `bits` bits, zero beyond the input.
+uint32_t Decoder::peek(uint64_t bits) const {
     const uint64_t byte = bitPosition_ / 8;
     std::array<uint8_t, kWindow> window{};
     memcpy(window.data(), in_ + byte, std::min<uint64_t>(inLength_ - byte, kWindow));
-    const auto code = static_cast<uint32_t>(readWindow(window.data()) << bitPosition_ % 8 >> (kWindowBits - width_));
-    bitPosition_ += width_;
-    return code;
+    return static_cast<uint32_t>(readWindow(window.data()) << bitPosition_ % 8 >> (kWindowBits - bits));
+}
+
+// An encoder grows its codes one string later than a decoder does: it writes an end code that comes just then in the
+// old width. Nothing else can be all that is left, because a whole stream has room for a wide end code.
+bool Decoder::isAtNarrowEnd() const {
+    const uint64_t left = inLength_ * 8 - bitPosition_;
+    const uint64_t padding = left - (width_ - 1);
+    return width_ > kMinBits && nextSlot_ == topSlot_ / 2 - kExtraSlot && left >= width_ - 1 && padding < 8 &&
+           peek(left) == kEndCode << padding;
 }
 
 // Enters the old code's string, continued by `suffix`.
@@ -268,8 +283,7 @@ void Decoder::learn(uint8_t suffix) {
     if (oldCode_ == kNone || nextSlot_ >= topSlot_) {
         return;
     }
-    table_[nextSlot_] = String{oldPlace_, table_[oldCode_].length() + 1, oldCode_};
-    suffix_[nextSlot_] = suffix;
+    table_[nextSlot_] = String{oldPlace_, table_[oldCode_].length() + 1, oldCode_, suffix};
     nextSlot_++;
     firstUnsaved_ = nextSlot_;
 }
@@ -283,15 +297,15 @@ void Decoder::widen() {
 
 void Decoder::spell(uint32_t code, uint8_t *to) const {
     for (uint32_t i = table_[code].length(); i > 0; i--) {
-        to[i - 1] = suffix_[code];
+        to[i - 1] = table_[code].suffix();
         code = table_[code].prefix();
     }
 }
 
 void Decoder::saveSuffixes() {
     for (; firstUnsaved_ < nextSlot_; firstUnsaved_++) {
-        const String &string = table_[firstUnsaved_];
-        suffix_[firstUnsaved_] = at(string.place())[string.length() - 1];
+        String &string = table_[firstUnsaved_];
+        string = string.withSuffix(at(string.place())[string.length() - 1]);
     }
 }
 
@@ -312,7 +326,7 @@ void Decoder::decodeString(uint32_t code) {
     oldCode_ = code;
     oldPlace_ = fits ? placeOf(next_) : kNowhere;
     if (code >= kFirstFreeCode) {
-        table_[code].moveTo(oldPlace_);
+        table_[code] = table_[code].movedTo(oldPlace_);
     }
     if (fits) {
         next_ += length;
@@ -375,35 +389,37 @@ bool Decoder::runFast() {
     }
 }
 
-// One code; false when it ended the stream.
-bool Decoder::step() {
-    if (!hasCode()) {
+// One code; how it ended the stream, if it did.
+uint32_t Decoder::step() {
+    const bool atNarrowEnd = isAtNarrowEnd();
+    if (!hasCode() && !atNarrowEnd) {
         VOS_DBG_ERROR("unexpected end of input");
-        return false;
+        return UTIL_LZW_CUT_SHORT;
     }
-    const uint32_t code = readCode();
+    const uint32_t code = atNarrowEnd ? kEndCode : peek(width_);
+    bitPosition_ += width_;
     if (code == kEndCode) {
         VOS_DBG_DEBUG("got end code %d", static_cast<int>(code));
-        return false;
+        return UTIL_LZW_END_CODE;
     }
     if (code == kClearCode) {
         VOS_DBG_DEBUG("got clear code %d", static_cast<int>(code));
         clear();
-        return true;
+        return UTIL_LZW_OPEN;
     }
     if (code > nextSlot_ || (code == nextSlot_ && oldCode_ == kNone)) {
         VOS_DBG_ERROR("code %d greater than slot %d", static_cast<int>(code), static_cast<int>(nextSlot_));
-        return false;
+        return UTIL_LZW_CORRUPT;
     }
     decodeString(code);
-    return true;
+    return UTIL_LZW_OPEN;
 }
 
 uint32_t Decoder::decode(uint8_t *out, uint32_t room) {
     beginCall(out, room);
-    while (next_ != outEnd_ && !ended_) {
+    while (next_ != outEnd_ && !ended()) {
         if (!runFast()) {
-            ended_ = !step();
+            end = step();
         }
     }
     saveSuffixes();

@@ -31,10 +31,13 @@ VosRet utilMsgTmr_set(VosMsgHandle *msgHandle, void *tmrHandle, UtilTmrFunc func
 }
 
 void utilMsgTmr_cancel(VosMsgHandle *msgHandle, void *tmrHandle, UtilTmrFunc func, void *ctxData) {
-    if (msgHandle == nullptr || tmrHandle == nullptr || func == nullptr) {
+    if (tmrHandle == nullptr || func == nullptr) {
         return;
     }
     utilTmr_cancel(tmrHandle, func, ctxData);
+    if (msgHandle == nullptr) {
+        return;
+    }
     const VosRet ret =
         UTIL_sendRequestToHubd(msgHandle, VOS_MSG_UNREGISTER_DELAYED_MSG, wordOf(func, ctxData), nullptr, 0);
     if (ret != VOS_RET_OK) {

@@ -2,13 +2,15 @@
 #include <cctype>
 #include <cerrno>
 #include <cstdlib>
+#include <utility>
 
 #include "vos/dbg.h"
 #include "vos/text.h"
 
 namespace {
 
-// Converts the whole of `str`. The platform's long may be wider than the result, which then takes the low bits.
+// Converts the whole of `str`. The platform's long may be wider than the result; what the result cannot hold is out of
+// range as where both are alike.
 template <typename Result, typename Wide>
 VosRet parseWhole(Wide (*convert)(const char *, char **, int), const char *str, char **endp, int32_t base,
                   Result *result) {
@@ -20,17 +22,22 @@ VosRet parseWhole(Wide (*convert)(const char *, char **, int), const char *str, 
         return VOS_RET_BAD_ARG;
     }
     char *end = const_cast<char *>(str);
+    Wide value = 0;
+    errno = 0;
     if (*str != '\0') {  // the empty text is 0; some C libraries call it an error
-        errno = 0;
-        const Wide value = convert(str, &end, base);
-        if (errno == 0 && *end == '\0') {
-            *result = static_cast<Result>(value);
+        value = convert(str, &end, base);
+        if (!std::in_range<Result>(value)) {
+            errno = ERANGE;
         }
     }
     if (endp != nullptr) {
         *endp = end;
     }
-    return *end == '\0' && (*str == '\0' || errno == 0) ? VOS_RET_OK : VOS_RET_BAD_ARG;
+    if (errno != 0 || *end != '\0') {
+        return VOS_RET_BAD_ARG;
+    }
+    *result = static_cast<Result>(value);
+    return VOS_RET_OK;
 }
 
 // The platform would negate a number behind a minus sign.

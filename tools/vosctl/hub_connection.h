@@ -1,9 +1,11 @@
 // vosctl's connection to the hub: throws Failure with what to do, so that commands contain the good case only.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -37,6 +39,8 @@ struct Entity {
 class Hub {
   public:
     Hub();
+    /** Connects and looks names up within this time; a hub that does not answer by then throws. */
+    explicit Hub(uint32_t timeoutMs);
     ~Hub() { vosMsg_cleanup(&handle_); }
     Hub(const Hub &) = delete;
     Hub &operator=(const Hub &) = delete;
@@ -59,9 +63,14 @@ class Hub {
     /** From now on receive() gives every event of this type too. */
     void registerFor(uint32_t type);
     std::vector<hubproto::ClientRow> clients();
+    /** Throws when nobody holds the id: the hub drops an event to nobody without a word. */
+    void requirePresence(const Entity &peer);
 
   private:
+    using Clock = std::chrono::steady_clock;
+
     VosMsgHandle *handle_ = nullptr;
+    std::optional<Clock::time_point> deadline_;  // of names that are looked up
 };
 
 }  // namespace vosctl
