@@ -46,7 +46,7 @@ vos::UniqueFd endSignals() {
 Hub::Hub(const Options &options)
     : options_{options},
       signals_{endSignals()},
-      listener_{options_.socketPath},
+      listener_{options_.socketPath, options_.socketMode},
       outbox_{poller_, departures_, options_.queueLimit},
       congestion_{poller_, options_.queueLimit, options_.longestPauseMs * kNsPerMs},
       directory_{ids_},

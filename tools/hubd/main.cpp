@@ -1,18 +1,47 @@
 // vos-hubd: routes messages between daemons on a workstation or in CI.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
+#include <charconv>
+#include <climits>
 #include <cstdio>
 
 #include "common/standard_descriptors.h"
 #include "hub.h"
 #include "log.h"
+#include "readiness.h"
 
 namespace {
 
 enum Exit { kFailed = 1, kUsage = 2 };
 
+mode_t modeOf(const std::string &text) {
+    unsigned mode = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), mode, 8);
+    if (error != std::errc{} || end != text.data() + text.size() || mode > 0777) {
+        throw CLI::ValidationError{"--socket-mode", "'" + text + "' is no octal mode from 0 to 777"};
+    }
+    return static_cast<mode_t>(mode);
+}
+
+// Before the hub opens anything: a number that is free now would be one of the hub's own descriptors later.
+void checkReadyFd(int fd) {
+    if (fd >= 0 && fcntl(fd, F_SETFD, FD_CLOEXEC) != 0) {
+        throw CLI::ValidationError{"--ready-fd", "descriptor " + std::to_string(fd) + " is not open"};
+    }
+}
+
 void addOptions(CLI::App &app, hubd::Options &options) {
     app.set_version_flag("--version", HUBD_VERSION);
     app.add_option("--socket", options.socketPath, "where to listen")->capture_default_str();
+    app.add_option_function<std::string>(
+           "--socket-mode", [&options](const std::string &text) { options.socketMode = modeOf(text); },
+           "who may connect, as the octal mode of the socket file; without it the umask decides")
+        ->type_name("OCTAL");
+    app.add_option("--ready-fd", options.readyFd,
+                   "write a line to this descriptor and close it once clients can connect")
+        ->check(CLI::Range(STDERR_FILENO + 1, INT_MAX));
     app.add_flag("--trace", options.trace, "print every message as one line");
     app.add_option("--queue-limit", options.queueLimit, "bytes that may wait for a client before it is disconnected")
         ->capture_default_str()
@@ -45,13 +74,19 @@ int main(int argc, char **argv) {
     addOptions(app, options);
     try {
         app.parse(argc, argv);
-        hubd::Hub{options}.run();
+        checkReadyFd(options.readyFd);
+        hubd::holdEndSignals();
+        hubd::Hub hub{options};
+        hubd::tellReady(options.readyFd);
+        hub.run();
     } catch (const CLI::ParseError &error) {
         if (error.get_exit_code() == 0) {
             return app.exit(error);  // --help, --version
         }
         fprintf(stderr, "vos-hubd: %s; see 'vos-hubd --help'\n", error.what());
         return kUsage;
+    } catch (const hubd::EndedBySignal &) {
+        return 0;
     } catch (const std::exception &error) {
         hubd::logLine("%s", error.what());
         return kFailed;

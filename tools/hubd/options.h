@@ -1,8 +1,11 @@
 // What the command line settles.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "vos/msg.h"
@@ -17,6 +20,8 @@ struct Options {
     size_t payloadLimit = size_t{16} << 20;
     uint32_t announceTimeoutMs = 10000;
     uint32_t longestPauseMs = 100;
+    std::optional<mode_t> socketMode;  // else the umask decides
+    int readyFd = -1;
     bool trace = false;
 };
 
