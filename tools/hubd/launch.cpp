@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "internal/bytes.h"
+#include "process_record.h"
 
 namespace hubd {
 
@@ -18,7 +19,8 @@ std::string Launcher::launch(Client &client, const Frame &frame) {
     if (!reader.ok()) {
         return "its announcement is broken";
     }
-    if (header.wordData != static_cast<uint32_t>(client.credentials.pid)) {
+    const auto pid = static_cast<uint32_t>(client.credentials.pid);
+    if (header.wordData != pid && !isIdInOwnNamespace(client.fd.get(), client.credentials.pid, header.wordData)) {
         return "it announces process id " + std::to_string(header.wordData) + ", which is not its own";
     }
     const auto eid = header.src != 0 ? std::optional{header.src} : directory_.idForLaunch(name);
