@@ -14,7 +14,6 @@
 #include <string>
 #include <vector>
 
-#include "support/effort.h"
 #include "support/files.h"
 #include "support/syslog_catcher.h"
 #include "util/codec/crc32_paths.h"
@@ -87,7 +86,7 @@ TEST(Base64, AgreesWithOpensslAtEveryLength) {
 TEST(Base64, KnowsEveryCharacterAtEveryPlace) {
     const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     const std::string text = alphabet + alphabet;
-    for (size_t place = 0; place < text.size(); place += vostest::step(31)) {
+    for (size_t place = 0; place < text.size(); place++) {
         for (int c = 1; c < 256; c++) {
             SCOPED_TRACE(testing::Message() << "character " << c << " at " << place);
             std::string changed = text;

@@ -13,7 +13,6 @@
 #include <string>
 #include <vector>
 
-#include "support/effort.h"
 
 namespace {
 
@@ -128,7 +127,7 @@ TEST(Gb18030, AgreesWithIconvOutsideThePrivateUseArea) {
     // Where the C library follows an older edition, it gives characters of this area in place of newer ones.
     const auto isPrivate = [](const std::string &text) { return text >= "\xEE\x80\x80" && text <= "\xEF\xA3\xBF"; };
     size_t differences = 0;
-    for (unsigned first = 0x81; first <= 0xFE; first += vostest::step(50)) {
+    for (unsigned first = 0x81; first <= 0xFE; first++) {
         for (unsigned second = 0x40; second <= 0xFE; second++) {
             char code[] = {static_cast<char>(first), static_cast<char>(second), 0};
             char out[8] = {};

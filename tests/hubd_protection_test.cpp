@@ -65,8 +65,8 @@ TEST(HubProtection, GivesUpAReaderThatDoesNotReadAndNobodyElse) {
 
 TEST(HubProtection, HoldsFloodersBackUntilAWorkingReaderCatchesUp) {
     constexpr uint32_t kFlooders = 20;
-    const uint32_t burst = vostest::rounds(100, 10);
-    const uint32_t events = vostest::rounds(3000, 300);
+    constexpr uint32_t burst = 100;
+    constexpr uint32_t events = 3000;
     const HubProcess hub{
         {"--queue-limit", std::to_string(300 * events), "--longest-pause", std::to_string(vostest::patienceMs())}};
     const Peer watcher{1};
@@ -117,7 +117,7 @@ TEST(HubProtection, ServesARequesterInTurnsAndNoFasterThanItReads) {
     const HubProcess hub{{"--queue-limit", "1000000", "--longest-pause", std::to_string(vostest::patienceMs())}};
     const Peer greedy{100};
     const Peer modest{101};
-    const uint32_t requestCount = vostest::rounds(2000, 100);
+    constexpr uint32_t requestCount = 2000;
     EXPECT_TRUE(greedy.drain().empty());
     kill(hub.pid(), SIGSTOP);
     waitpid(hub.pid(), nullptr, WUNTRACED);

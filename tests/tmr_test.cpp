@@ -10,7 +10,6 @@
 #include <string>
 #include <vector>
 
-#include "support/effort.h"
 #include "support/hub_script.h"
 #include "support/shrink.h"
 #include "support/syslog_catcher.h"
@@ -392,7 +391,7 @@ bool agree(const std::vector<Op> &ops) {
 }
 
 TEST(TimerListModel, RandomSequencesFollowASortedVector) {
-    for (unsigned seed = 1; seed <= vostest::rounds(400, 10); seed++) {
+    for (unsigned seed = 1; seed <= 400; seed++) {
         std::mt19937 random{seed};
         const auto below = [&](unsigned limit) { return static_cast<int>(random() % limit); };
         std::vector<Op> ops;
