@@ -77,8 +77,4 @@ Listener::~Listener() {
     }
 }
 
-vos::UniqueFd Listener::accept() const {
-    return vos::UniqueFd{accept4(fd_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC)};
-}
-
 }  // namespace hubd

@@ -22,8 +22,6 @@ class Listener {
     Listener &operator=(const Listener &) = delete;
 
     int fd() const { return fd_.get(); }
-    /** The next connection, non-blocking; empty with errno as accept left it. */
-    vos::UniqueFd accept() const;
 
   private:
     std::string path_;

@@ -1,5 +1,6 @@
 // vos-hubd: routes messages between daemons on a workstation or in CI.
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -9,6 +10,7 @@
 
 #include "common/standard_descriptors.h"
 #include "hub.h"
+#include "listener.h"
 #include "log.h"
 #include "readiness.h"
 
@@ -43,7 +45,8 @@ void addOptions(CLI::App &app, hubd::Options &options) {
                    "write a line to this descriptor and close it once clients can connect")
         ->check(CLI::Range(STDERR_FILENO + 1, INT_MAX));
     app.add_flag("--trace", options.trace, "print every message as one line");
-    app.add_option("--queue-limit", options.queueLimit, "bytes that may wait for a client before it is disconnected")
+    app.add_option("--queue-limit", options.queueLimit,
+                   "bytes that may wait for a client; senders are held back long before")
         ->capture_default_str()
         ->check(CLI::Range(size_t{1}, size_t{1} << 32));
     app.add_option("--payload-limit", options.payloadLimit, "longest payload in bytes; more disconnects the sender")
@@ -53,15 +56,28 @@ void addOptions(CLI::App &app, hubd::Options &options) {
                    "milliseconds within which a client has to announce itself")
         ->capture_default_str()
         ->check(CLI::Range(1, 3600000));
-    app.add_option("--longest-pause", options.longestPauseMs,
-                   "milliseconds for which a client that floods a slow reader is held back at most")
+    app.add_option("--deaf-after", options.deafAfterMs,
+                   "milliseconds after which a client that takes nothing while others wait for it is disconnected")
         ->capture_default_str()
-        ->check(CLI::Range(0, 60000));
+        ->check(CLI::Range(1, 3600000));
+    app.add_option("--memory-limit", options.memoryLimit,
+                   "bytes that all messages in the hub may take; beyond that whoever holds most is disconnected")
+        ->capture_default_str()
+        ->check(CLI::Range(size_t{1} << 20, size_t{1} << 40));
     app.add_option("--plugin-data-dir", options.pluginDataDir, "where plug-ins get their data directories")
         ->capture_default_str();
     app.add_option("--plugin-tmp-dir", options.pluginTmpDir, "where plug-ins get their temporary directories")
         ->capture_default_str();
     app.footer("Exit status: 0 after SIGTERM, SIGINT, SIGHUP, 1 when the hub cannot run, 2 for a wrong command line.");
+}
+
+// Each client is a descriptor; the soft limit of most systems is too low for a thousand of them.
+void raiseDescriptorLimit() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
 }
 
 }  // namespace
@@ -76,7 +92,10 @@ int main(int argc, char **argv) {
         app.parse(argc, argv);
         checkReadyFd(options.readyFd);
         hubd::holdEndSignals();
-        hubd::Hub hub{options};
+        raiseDescriptorLimit();
+        const vos::UniqueFd signals = hubd::awaitEndSignals();
+        const hubd::Listener listener{options.socketPath, options.socketMode};
+        hubd::Hub hub{options, listener.fd(), signals.get()};
         hubd::tellReady(options.readyFd);
         hub.run();
     } catch (const CLI::ParseError &error) {

@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/signalfd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -74,6 +75,11 @@ void holdEndSignals() {
     const sigset_t set = endSignals();
     sigprocmask(SIG_BLOCK, &set, nullptr);
     signal(SIGPIPE, SIG_IGN);
+}
+
+vos::UniqueFd awaitEndSignals() {
+    const sigset_t set = endSignals();
+    return vos::UniqueFd{signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC)};
 }
 
 StartLock::StartLock(const std::string &socketPath) : path_{socketPath + ".lock"} {

@@ -18,6 +18,8 @@ struct EndedBySignal {};
 
 /** Keeps SIGTERM, SIGINT and SIGHUP back until somebody asks for them, and does without SIGPIPE. */
 void holdEndSignals();
+/** A descriptor that becomes readable when one of them comes. */
+vos::UniqueFd awaitEndSignals();
 
 /** Held by a hub that starts: two at once must not each find the socket file stale and remove the other's. A file of
  *  its own beside the socket, since anybody who may open a directory may lock it. */
