@@ -14,5 +14,5 @@ for lane in "${lanes[@]}"; do
     echo "== $lane"
     cmake --preset "$lane" > /dev/null
     cmake --build --preset "$lane"
-    ctest --preset "$lane" -j "$(nproc)" --progress
+    ctest --preset "$lane" -j "$(nproc)" --progress --output-junit "$PWD/build/$lane/tests.xml"
 done

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Builds library, hub, tools, examples and tests for 64-bit Arm and runs the tests under emulation.
 #   ./scripts/target.sh [musl] [glibc]        both lanes without arguments; installs what is missing
-#   ./scripts/target.sh musl-gcc              musl with a plain cross toolchain, made once from Debian's GCC source
-#   ./scripts/target.sh --within SECONDS …    a lane that cannot be prepared in that time is left out, which is no failure
+#   ./scripts/target.sh --within SECONDS …    a lane that cannot be prepared in that time is left out, which is
+#                                             no failure the first time
 #   ./scripts/target.sh --env musl            prints the environment for `cmake --preset musl-aarch64` by hand
 # A cross toolchain of your own for the musl lane: VOS_CROSS_PREFIX=/opt/…/aarch64-linux-musl-
 set -euo pipefail
@@ -33,12 +33,6 @@ prepare_musl() {
     VOS_CROSS_PREFIX=$prefix
 }
 
-prepare_musl-gcc() {
-    install_packages gcc >&2
-    VOS_CROSS_PREFIX=$(cached "musl-gcc-12" recipe_musl_gcc "$vos_cache/musl-gcc-12")/bin/aarch64-linux-musl-
-    prepare_musl
-}
-
 prepare_glibc() {
     need aarch64-linux-gnu-g++ g++-aarch64-linux-gnu
     VOS_CROSS_PREFIX=aarch64-linux-gnu-
@@ -46,9 +40,20 @@ prepare_glibc() {
 }
 
 # The tests that a lane leaves out, from scripts/target/skipped.txt, as one regular expression.
-# What counts for musl counts for musl-gcc.
 skipped() {
-    awk -v lane="${1%-gcc}" '!/^#/ && ($1 == lane || $1 == "both") {print $2}' scripts/target/skipped.txt | paste -sd '|'
+    awk -v lane="$1" '!/^#/ && ($1 == lane || $1 == "both") {print $2}' scripts/target/skipped.txt | paste -sd '|'
+}
+
+# not_prepared LANE: fails when the preparation failed the last time too, although what it fetches can be fetched.
+not_prepared() {
+    local mark=$vos_cache/$1.not-prepared
+    if [ -e "$mark" ] && timeout 60 apt-get update -q -o APT::Update::Error-Mode=any > /dev/null 2>&1 &&
+        { ! command -v npm || timeout 60 npm ping; } > /dev/null 2>&1; then
+        echo "== $1: FAILED, it could not be prepared twice in a row and the registries can be reached"
+        return 1
+    fi
+    mkdir -p "$vos_cache"
+    touch "$mark"
 }
 
 run_lane() (
@@ -60,8 +65,10 @@ run_lane() (
         tee "build/$preset.log" >&2; then
         [ -n "$within" ] || exit 1
         echo "== $preset: NOT RUN, the lane could not be prepared: $(tail -n 1 "build/$preset.log")"
-        exit 0
+        not_prepared "$lane"
+        exit
     fi
+    rm -f "$vos_cache/$lane.not-prepared"
     # shellcheck source=/dev/null
     . "build/$preset.env"
     echo "== $preset: build"
@@ -70,10 +77,11 @@ run_lane() (
     cmake --build --preset "$preset"
     echo "== $preset: tests"
     skip=$(skipped "$lane")
-    scripts/target/emulate.sh ctest --preset "$preset" -j "$(nproc)" --progress ${skip:+-E "^($skip)\$"}
+    scripts/target/emulate.sh ctest --preset "$preset" -j "$(nproc)" --progress \
+        --output-junit "$root/build/$preset/tests.xml" ${skip:+-E "^($skip)\$"}
     if [ -n "$skip" ]; then
         echo "== $preset: tests that were left out, and why"
-        awk -v lane="${lane%-gcc}" '!/^#/ && ($1 == lane || $1 == "both") {$1 = ""; print " " $0}' scripts/target/skipped.txt
+        awk -v lane="$lane" '!/^#/ && ($1 == lane || $1 == "both") {$1 = ""; print " " $0}' scripts/target/skipped.txt
     fi
 )
 
@@ -88,13 +96,13 @@ action=run_lane
 within=
 while [ $# -gt 0 ]; do
     case $1 in
-        musl | musl-gcc | glibc) lanes+=("$1") ;;
+        musl | glibc) lanes+=("$1") ;;
         --env) action=print_env ;;
         --within)
             within=${2:?seconds}
             shift
             ;;
-        *) die "unknown lane $1; lanes are: musl musl-gcc glibc" ;;
+        *) die "unknown lane $1; lanes are: musl glibc" ;;
     esac
     shift
 done

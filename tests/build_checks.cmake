@@ -46,18 +46,3 @@ endif()
 if(TARGET vosctl AND NOT CMAKE_CROSSCOMPILING)
     add_test(NAME Build.RecipesFitWhatIsInstalled COMMAND ${PROJECT_SOURCE_DIR}/packaging/check.sh ${PROJECT_BINARY_DIR})
 endif()
-
-# Failing calls for memory under a few quick tests; scripts/faults.sh takes them all.
-if(VOS_SANITIZE MATCHES "address")
-    # Goes into every process of a test, into shells too, and so without sanitizer and C++ runtime.
-    add_library(vos_test_faults MODULE faults/preload.cpp support/hooks.cpp)
-    target_include_directories(vos_test_faults PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
-    target_compile_definitions(vos_test_faults PRIVATE _GNU_SOURCE)
-    target_compile_options(vos_test_faults PRIVATE -fno-sanitize=all -fno-exceptions -fno-rtti)
-    target_link_options(vos_test_faults PRIVATE -fno-sanitize=all -Wl,--as-needed)
-    set_target_properties(vos_test_faults PROPERTIES LINKER_LANGUAGE C CXX_VISIBILITY_PRESET hidden)
-    add_test(NAME Build.SurvivesFailingAllocations
-        COMMAND ${PROJECT_SOURCE_DIR}/scripts/fault_runs.py ${PROJECT_BINARY_DIR} memory
-            "^(HashMaps|EntityMask|PluginName|ArgumentVector|NfcUrl|Url|LogInit)[.]")
-    set_tests_properties(Build.SurvivesFailingAllocations PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 300)
-endif()

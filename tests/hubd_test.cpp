@@ -1,5 +1,6 @@
 // The development hub as its clients see it: launch, routing, services and copies for observers.
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -84,6 +85,30 @@ TEST(HubLaunch, RefusesWithALogLine) {
     holder.send(announcement(300, ""));
     EXPECT_FALSE(holder.receive()) << "announcing oneself twice";
     EXPECT_EQ(Peer(0, "new").askFor<hubproto::HubCounters>(hubproto::kGetCounters).disconnects, 9U);
+}
+
+TEST(HubLaunch, TakesTheIdThatAProcessHasInANamespaceOfItsOwn) {
+    const HubProcess hub;
+    pid_t child = fork();
+    if (child == 0) {
+        if (unshare(CLONE_NEWPID) != 0) {
+            _exit(2);
+        }
+        child = fork();
+        if (child == 0) {
+            const Peer first{300};
+            const Peer liar;
+            liar.send(announcement(301, "", 2));
+            _exit(getpid() == 1 && first.eid() == 300 && !liar.receive() ? 0 : 1);
+        }
+        int status = 0;
+        waitpid(child, &status, 0);
+        _exit(WEXITSTATUS(status));
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(hub.awaitOutput("announces process id 2, which is not its own"));
 }
 
 TEST(HubRouting, CarriesMessagesUnchangedToTheirDestination) {

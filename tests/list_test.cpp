@@ -178,7 +178,7 @@ TEST(Lists, RefuseWhatIsMissing) {
                              addFront(nullptr, &nodeList)}) {
         EXPECT_EQ(ret, VOS_RET_BAD_ARG);
     }
-    EXPECT_EQ(diagnostics.takeBodies(), std::vector<std::string>(7, "Entry is NULL, do nothing. \n"));
+    EXPECT_EQ(diagnostics.takeBodies(), std::vector(7, vostest::asCaught("Entry is NULL, do nothing. \n")));
     EXPECT_EQ(list_compareWithString("a", &list), VOS_RET_NOT_IN_LIST);
     list_append(&entry, &list);
     EXPECT_EQ(list_merge(&list, &list), VOS_RET_BAD_ARG);
@@ -200,11 +200,12 @@ TEST(Lists, PrintTheirNodes) {
     printList(&list, 0);
     printList(&list, 1);
     const auto pointer = [](const void *p) { return testing::PrintToString(p); };
+    const auto line = [](const std::string &text) { return vostest::asCaught(text + '\n'); };
     const std::string header =
-        "\nThe List: list->head " + pointer(list.head) + ", list->tail " + pointer(list.tail) + "\n";
+        line("\nThe List: list->head " + pointer(list.head) + ", list->tail " + pointer(list.tail));
     EXPECT_THAT(diagnostics.takeBodies(),
-                ElementsAre("smallestPtr is NULL or ptr is NULL\n", header,
-                            "ptr " + pointer(&nodes[0]) + ", " + std::to_string(number) + "\n", header, "17\n"));
+                ElementsAre(line("smallestPtr is NULL or ptr is NULL"), header,
+                            line("ptr " + pointer(&nodes[0]) + ", " + std::to_string(number)), header, line("17")));
 }
 
 }  // namespace

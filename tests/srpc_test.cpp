@@ -54,7 +54,7 @@ TEST(Srpc, FirstTableThatHoldsTheIdDecides) {
         EXPECT_EQ(SRPC_msgProcess(kHandle, &msg), c.ret);
         EXPECT_EQ(g_call, c.call);
         const auto said = diagnostics.takeBodies();
-        EXPECT_EQ(said.empty() ? "" : said.back(), c.log);
+        EXPECT_EQ(said.empty() ? "" : said.back(), vostest::asCaught(c.log));
     }
     EXPECT_EQ(SRPC_msgProcess(kHandle, nullptr), VOS_RET_BAD_ARG);
     EXPECT_EQ(diagnostics.takeBodies().back().substr(0, 28), "msgHandle = 0x1000, msg = (n");

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "support/model.h"
+#include "support/hub_script.h"
 #include "support/syslog_catcher.h"
 
 using testing::ElementsAre;

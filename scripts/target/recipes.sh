@@ -53,60 +53,17 @@ recipe_debian_sysroot() {
     done
 }
 
-# musl_tree MAKE-ARGUMENT…: musl made from its unchanged source, since Debian's package leaves crypt out, which a gateway's
-# libc has. Leaves the tree as ./tree.
-musl_tree() {
+# musl's own loader and C library, to run what was linked for it; made from its unchanged source, since Debian's package
+# leaves crypt out, which a gateway's libc has.
+recipe_musl_runtime() {
     update_private_apt arm64
-    mkdir source tree
+    mkdir -p source tree usr/lib lib
     (cd source && private_apt arm64 source --download-only musl)
     tar -C tree --strip-components=1 -xf source/musl_*.orig.tar.*z
-    rm -r source
-    (cd tree && ./configure --target=aarch64-linux-gnu --prefix=/usr --syslibdir=/lib && make -s -j "$(nproc)" "$@")
-}
-
-# musl's own loader and C library, to run what was linked for it.
-recipe_musl_runtime() {
-    musl_tree lib/libc.so
-    mkdir -p usr/lib lib
+    (cd tree && ./configure --target=aarch64-linux-gnu --prefix=/usr --syslibdir=/lib && make -s -j "$(nproc)" lib/libc.so)
     aarch64-linux-gnu-strip -o usr/lib/libc.so tree/lib/libc.so
     ln -s ../usr/lib/libc.so lib/ld-musl-aarch64.so.1
-    rm -r tree
-}
-
-# What a plain cross toolchain may have and nothing here needs.
-gcc_left_out="bootstrap gcov libatomic libgomp libitm libquadmath libsanitizer libssp libstdcxx-pch libvtv lto multilib nls
-    plugin"
-
-# A plain cross toolchain, GCC with musl and its own libstdc++: from Debian's sources of both, with Debian's binutils.
-recipe_musl_gcc() {
-    local final=$1 here=$PWD target=aarch64-linux-musl part tool tools
-    musl_tree all
-    make -s -C tree DESTDIR="$here/sysroot" install
-    rm -r tree
-    for part in asm asm-generic linux mtd; do cp -r "/usr/aarch64-linux-gnu/include/$part" sysroot/usr/include/; done
-    apt-get download gcc-12-source
-    dpkg-deb --fsys-tarfile gcc-12-source_*.deb | tar -x --wildcards --strip-components=4 './usr/src/gcc-12/gcc-*.tar.xz'
-    tar -xf gcc-*.tar.xz
-    tools=$(cd /usr/bin && echo aarch64-linux-gnu-{ar,as,ld,nm,objcopy,objdump,ranlib,readelf,strip})
-    mkdir -p object "root$final/bin" "root$final/$target/bin"
-    for tool in $tools; do
-        ln -s "/usr/bin/$tool" "root$final/bin/$target-${tool##*-}"
-        ln -s "/usr/bin/$tool" "root$final/$target/bin/${tool##*-}"
-    done
-    cd object
-    export PATH=$here/root$final/bin:$PATH MAKEINFO=true CFLAGS='-O1 -g0' CXXFLAGS='-O1 -g0'
-    # shellcheck disable=SC2046,SC2086 # words
-    ../gcc-*/configure --target=$target --prefix="$final" --with-sysroot="$final/sysroot" \
-        --with-build-sysroot="$here/sysroot" --enable-languages=c,c++ --enable-checking=release \
-        $(printf -- '--disable-%s ' $gcc_left_out) CFLAGS_FOR_TARGET='-O2 -g0' CXXFLAGS_FOR_TARGET='-O2 -g0'
-    make -j "$(nproc)" all-gcc
-    touch gcc/s-tm-texi  # compares a text that Debian's source archive leaves out
-    make -j "$(nproc)" all-target-libgcc all-target-libstdc++-v3
-    make DESTDIR="$here/root" install-gcc install-target-libgcc install-target-libstdc++-v3
-    cd "$here"
-    mv "root$final"/* .
-    rm -r root object gcc-*
-    "bin/$target-g++" --version
+    rm -r source tree
 }
 
 # What the security family and its tests don't ask for.

@@ -12,7 +12,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -224,14 +223,7 @@ int patch(dl_phdr_info *object, size_t, void *data) {
         return 0;
     }
     auto *library = static_cast<HookedLibrary *>(data);
-    library->start = object->dlpi_addr;
-    for (size_t i = 0; i < object->dlpi_phnum; i++) {
-        const auto &segment = object->dlpi_phdr[i];
-        if (segment.p_type == PT_LOAD) {
-            library->end = std::max(library->end, object->dlpi_addr + segment.p_vaddr + segment.p_memsz);
-        }
-    }
-    // Not a constant of the namespace: constructors may run before that has its values.
+    library->found = true;
     const Hook hooks[] = {
         hook("malloc", hookMalloc), hook("realloc", hookRealloc),
         hook("free", hookFree),     hook("open", hookOpen),

@@ -2,19 +2,15 @@
 // library is the one that ships and nobody else's calls fail.
 #pragma once
 
-#include <cstdint>
 #include <string_view>
 
 namespace vostest {
 
 enum class Resource { kMemory, kDescriptor };
 
-/** Where the library lies and whether it was hooked: not where it is linked statically. */
 struct HookedLibrary {
-    uintptr_t start = 0;
-    uintptr_t end = 0;
+    bool found = false;         // not where it is linked statically
     std::string_view unhooked;  // a call for memory or descriptors that has no hook and would go untested
-    explicit operator bool() const { return end != 0; }
 };
 
 /** Puts the hooks into the table of this process. Each call for a resource asks `decide` whether it fails. */

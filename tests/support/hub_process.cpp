@@ -1,14 +1,11 @@
 #include "support/hub_process.h"
 
 #include <fcntl.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <csignal>
-#include <cstring>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -63,24 +60,23 @@ std::string newOutputPath() {
     return path;
 }
 
-bool listens(const std::string &path) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
-    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const bool connected = connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
-    close(fd);
-    return connected;
-}
-
 }  // namespace
 
 HubProcess::HubProcess(const std::vector<std::string> &options, const std::string &socketPath)
     : outputPath_{newOutputPath()} {
+    int ready[2];
+    if (pipe(ready) != 0) {
+        throw std::runtime_error{"no pipe"};
+    }
+    fcntl(ready[0], F_SETFD, FD_CLOEXEC);
     std::vector<std::string> arguments = options;
-    arguments.insert(arguments.end(), {"--socket", socketPath});
+    arguments.insert(arguments.end(), {"--socket", socketPath, "--ready-fd", std::to_string(ready[1])});
     pid_ = start(arguments, outputPath_);
-    if (!await([&] { return listens(socketPath) || waitpid(pid_, nullptr, WNOHANG) == pid_; }) || kill(pid_, 0) != 0) {
+    close(ready[1]);
+    char line[8] = "";
+    const bool listens = read(ready[0], line, sizeof line) == 6 && read(ready[0], line + 6, 1) == 0;
+    close(ready[0]);
+    if (!listens) {
         throw std::runtime_error{"vos-hubd does not listen: " + output()};
     }
 }

@@ -45,12 +45,7 @@ SyslogLine parse(const std::string &datagram) {
     while (!rest.empty() && (rest.back() == '\0')) {
         rest.pop_back();
     }
-#ifndef __GLIBC__  // musl ends every text with a new line
-    if (rest.ends_with('\n')) {
-        rest.pop_back();
-    }
-#endif
-    line.text = rest;
+    line.text = asCaught(rest);
     return line;
 }
 
@@ -62,6 +57,15 @@ void sendRaw(const char *text) {
 }
 
 }  // namespace
+
+std::string asCaught(std::string text) {
+#ifndef __GLIBC__
+    if (text.ends_with('\n')) {
+        text.pop_back();
+    }
+#endif
+    return text;
+}
 
 std::string SyslogLine::body() const {
     const size_t end = text.find("]: ");

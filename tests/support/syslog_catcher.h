@@ -18,6 +18,9 @@ struct SyslogLine {
     std::string body() const;
 };
 
+/** A text as a catcher shows it: musl ends every text that lacks it with a new line, so there a catcher drops one. */
+std::string asCaught(std::string text);
+
 class SyslogCatcher {
   public:
     SyslogCatcher();

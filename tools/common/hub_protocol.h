@@ -67,8 +67,10 @@ struct HubCounters {
     uint64_t peerGoneReplies;  // requests to an id that nobody holds
     uint64_t disconnects;      // clients thrown out: broken frame, full queue, wrong credentials
     uint64_t bytesRouted;
+    uint64_t memoryUsed;   // by messages that wait, are being read or are kept
+    uint64_t memoryLimit;  // that they may take
 };
-static_assert(sizeof(HubCounters) == 64);
+static_assert(sizeof(HubCounters) == 80);
 
 /** Payload of VOS_MSG_ADD_ENTITY_INFO as vos-hubd reads it; the library passes it on as opaque bytes. */
 struct EntityDescription {

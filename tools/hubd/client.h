@@ -7,12 +7,14 @@
 #include <string>
 #include <vector>
 
-#include "byte_queue.h"
+#include "descriptor.h"
 #include "framing.h"
-#include "internal/guards.h"
+#include "send_queue.h"
 #include "vos/msg_types.h"
 
 namespace hubd {
+
+struct Process;
 
 /** A request that this client sent and that nobody has answered yet. */
 struct PendingRequest {
@@ -22,7 +24,7 @@ struct PendingRequest {
 };
 
 struct Client {
-    vos::UniqueFd fd;
+    Descriptor fd;
     ucred credentials{};
     uint64_t serial = 0;  // of the connection; descriptors are used again, serials are not
     int64_t connectedNs = 0;
@@ -32,9 +34,9 @@ struct Client {
     std::string path;
 
     Partial partial;
-    ByteQueue kept;     // read from it, to be served when its turn comes; nothing more is read before
-    ByteQueue queue;    // to be sent to it
-    uint64_t turn = 0;  // the hub's round in which it was served last
+    Kept kept;            // read from it, to be served when its turn comes; nothing more is read before
+    SendQueue queue;      // to be sent to it
+    int64_t takenNs = 0;  // when its socket took something last, or its queue began
     std::vector<PendingRequest> pending;
 
     uint64_t messagesIn = 0;
@@ -47,14 +49,26 @@ struct Client {
 
     bool deaf = false;     // its end of the socket is closed: nothing can be sent any more, what it sent is still read
     bool leaving = false;  // about to be disconnected
-    uint32_t pauses = 0;   // not read for a moment, because it floods so many destinations
-    bool slow = false;     // did not catch up during a pause of its senders
+    uint32_t pauses = 0;   // not read for a while, because it floods so many destinations
+    bool slow = false;     // took nothing while its senders were held back: its queue may grow to the limit
     uint32_t watched = 0;  // what the poller watches for
+
+    Process *process = nullptr;
+    bool canRead = false;  // what the system said and no turn has used yet
+    bool canSend = false;
+    bool inLine = false;  // for a turn of its process
+    Client *nextInLine = nullptr;
+    Client *nextDeparture = nullptr;
+    std::string departsWhy;
+    bool lacksMemory = false;
+
+    /** Bytes that the hub keeps for it and because of it. */
+    size_t held() const { return queue.size() + kept.waiting().size() + partial.capacity(); }
 
     /** "echo (eid 65536, pid 4711)" for report lines. */
     std::string describe() const {
-        const std::string process = "pid " + std::to_string(credentials.pid);
-        return eid == 0 ? process : name + " (eid " + std::to_string(eid) + ", " + process + ")";
+        const std::string pid = "pid " + std::to_string(credentials.pid);
+        return eid == 0 ? pid : name + " (eid " + std::to_string(eid) + ", " + pid + ")";
     }
 };
 

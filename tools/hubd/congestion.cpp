@@ -2,6 +2,7 @@
 #include "congestion.h"
 
 #include <algorithm>
+#include <new>
 
 #include "clock.h"
 
@@ -10,63 +11,68 @@ namespace hubd {
 namespace {
 
 constexpr size_t kHighWater = size_t{512} * 1024;
+constexpr size_t kTightShare = 16;  // of that is what a queue may hold while memory is tight
+constexpr int64_t kMomentNs = 100 * kNsPerMs;
 
 }  // namespace
 
-Congestion::Congestion(Poller &poller, size_t queueLimit, int64_t longestPauseNs)
-    : poller_{poller},
-      longestPauseNs_{longestPauseNs},
+Congestion::Congestion(Memory &memory, Departures &departures, size_t queueLimit, int64_t deafAfterNs)
+    : memory_{memory},
+      departures_{departures},
+      deafAfterNs_{deafAfterNs},
       queueLimit_{queueLimit},
-      highWater_{std::min(kHighWater, queueLimit / 2)},
+      highWater_{std::max(std::min(kHighWater, queueLimit / 2), size_t{1})},
       lowWater_{highWater_ / 4} {}
 
 bool Congestion::mustWait(Client &from, Client &to, size_t size) {
     const size_t waiting = to.queue.size();
-    if (waiting == 0 || to.slow || to.leaving || (waiting < highWater_ && waiting + size <= queueLimit_)) {
+    if (waiting == 0 || to.leaving || to.deaf) {
+        return false;
+    }
+    const size_t ofBusy = to.slow ? queueLimit_ : highWater_;
+    if (waiting < (memory_.isTight() ? highWater_ / kTightShare : ofBusy) && waiting + size <= queueLimit_) {
         return false;
     }
     // An event's sender waits for all of its receivers at once, not for one after the other.
-    from.pauses++;
-    poller_.update(from);
-    pauses_.push_back({&from, &to, monotonicNs() + longestPauseNs_});
+    const auto same = [&](const Pause &pause) { return pause.sender == &from && pause.reader == &to; };
+    if (std::ranges::none_of(pauses_, same)) {
+        try {
+            pauses_.push_back({&from, &to});
+        } catch (const std::bad_alloc &) {
+            return false;
+        }
+        from.pauses++;
+        updateWatch(from);
+    }
     return true;
 }
 
-template <typename Predicate>
-void Congestion::resumeIf(Predicate predicate) {
-    std::erase_if(pauses_, [&](const Pause &pause) {
-        if (!predicate(pause)) {
-            return false;
-        }
-        pause.sender->pauses--;
-        poller_.update(*pause.sender);
-        return true;
-    });
-}
-
-void Congestion::drained(Client &client) {
-    if (client.queue.empty()) {
-        client.slow = false;
-    }
-    if (client.queue.size() <= lowWater_) {
-        resumeIf([&](const Pause &pause) { return pause.reader == &client; });
-    }
-}
-
-void Congestion::forget(Client &client) {
-    resumeIf([&](const Pause &pause) { return pause.reader == &client || pause.sender == &client; });
+int64_t Congestion::deadlineOf(const Client &reader) const {
+    const int64_t ns = reader.slow ? deafAfterNs_ : std::min(kMomentNs, deafAfterNs_);
+    return reader.leaving ? INT64_MAX : reader.takenNs + ns;
 }
 
 std::optional<int64_t> Congestion::nextDeadlineNs() const {
-    return pauses_.empty() ? std::nullopt : std::optional{pauses_.front().deadlineNs};
+    std::optional<int64_t> next;
+    for (const Pause &pause : pauses_) {
+        next = std::min(next.value_or(INT64_MAX), deadlineOf(*pause.reader));
+    }
+    return next;
 }
 
-void Congestion::endPauses(int64_t nowNs) {
-    resumeIf([&](const Pause &pause) {
-        const bool over = pause.deadlineNs <= nowNs;
-        pause.reader->slow = pause.reader->slow || over;
-        return over;
-    });
+void Congestion::judge(int64_t nowNs) {
+    for (const Pause &pause : pauses_) {
+        Client &reader = *pause.reader;
+        if (deadlineOf(reader) > nowNs) {
+            continue;
+        }
+        reader.slow = true;
+        if (deadlineOf(reader) <= nowNs) {
+            departures_.add(reader, "took nothing for " + std::to_string(deafAfterNs_ / kNsPerMs) +
+                                        " ms (--deaf-after) while " + std::to_string(reader.queue.size()) +
+                                        " bytes wait for it and others are held back");
+        }
+    }
 }
 
 }  // namespace hubd

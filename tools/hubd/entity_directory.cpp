@@ -1,7 +1,6 @@
 // Names and ids.
 #include "entity_directory.h"
 
-#include <algorithm>
 #include <cstring>
 
 #include "vos/eid.h"
@@ -11,7 +10,6 @@ namespace hubd {
 namespace {
 
 constexpr size_t kMaxAdded = 1024;
-constexpr size_t kMaxRemembered = kEndOfDynamicIds - kFirstDynamicId;
 
 std::optional<VosEntityId> tableIdOf(const std::string &name) {
     const EntityInfo *row = vosEid_getEntityInfoByStringName(name.c_str());
@@ -39,8 +37,7 @@ std::optional<VosEntityId> EntityDirectory::newDynamicId() {
     for (VosEntityId tried = kFirstDynamicId; tried < kEndOfDynamicIds; tried++) {
         const VosEntityId eid = nextDynamic_;
         nextDynamic_ = eid + 1 < kEndOfDynamicIds ? eid + 1 : kFirstDynamicId;
-        const auto reserved = [eid](const auto &row) { return row.second == eid; };
-        if (ids_.find(eid) == nullptr && std::ranges::none_of(added_, reserved)) {
+        if (ids_.find(eid) == nullptr && !addedIds_.contains(eid)) {
             return eid;
         }
     }
@@ -61,13 +58,23 @@ std::optional<VosEntityId> EntityDirectory::idForLaunch(const std::string &name)
     }
     const auto eid = newDynamicId();
     if (eid) {
-        if (dynamic_.size() >= kMaxRemembered) {
-            dynamic_.clear();
-        }
-        std::erase_if(dynamic_, [&](const auto &entry) { return entry.second == *eid; });
-        dynamic_[name] = *eid;
+        remember(name, *eid);
     }
     return eid;
+}
+
+// An id belongs to the last name that got it, so there are never more names than dynamic ids.
+void EntityDirectory::remember(const std::string &name, VosEntityId eid) {
+    if (const auto former = names_.find(eid); former != names_.end()) {
+        dynamic_.erase(*former->second);
+        names_.erase(former);
+    }
+    const auto [entry, isNew] = dynamic_.try_emplace(name, eid);
+    if (!isNew) {
+        names_.erase(entry->second);
+        entry->second = eid;
+    }
+    names_[eid] = &entry->first;
 }
 
 void EntityDirectory::enter(const std::string &name, VosEntityId eid) {
@@ -76,6 +83,9 @@ void EntityDirectory::enter(const std::string &name, VosEntityId eid) {
 
 void EntityDirectory::leave(const std::string &name, VosEntityId eid) {
     const auto found = connected_.find(name);
+    if (found == connected_.end()) {
+        return;
+    }
     std::erase(found->second, eid);
     if (found->second.empty()) {
         connected_.erase(found);
@@ -85,6 +95,7 @@ void EntityDirectory::leave(const std::string &name, VosEntityId eid) {
 void EntityDirectory::retire(const std::string &name, VosEntityId eid) {
     const auto last = dynamic_.find(name);
     if (last != dynamic_.end() && last->second == eid) {
+        names_.erase(eid);
         dynamic_.erase(last);
     }
 }
@@ -109,8 +120,8 @@ std::string EntityDirectory::nameOf(VosEntityId eid) const {
     if (std::string name = tableNameOf(eid); !name.empty()) {
         return name;
     }
-    const auto found = std::ranges::find(added_, eid, [](const auto &row) { return row.second; });
-    return found != added_.end() ? found->first : std::string{};
+    const auto found = addedIds_.find(eid);
+    return found != addedIds_.end() ? found->second : std::string{};
 }
 
 VosRet EntityDirectory::add(const hubproto::EntityDescription &description) {
@@ -119,8 +130,9 @@ VosRet EntityDirectory::add(const hubproto::EntityDescription &description) {
     if (length == 0 || length == sizeof description.name || tableIdOf(name)) {
         return VOS_RET_BAD_ARG;
     }
-    const auto others = [&](const auto &row) { return row.first != name && row.second == description.eid; };
-    if (description.eid != 0 && (!tableNameOf(description.eid).empty() || std::ranges::any_of(added_, others))) {
+    const auto holder = addedIds_.find(description.eid);
+    const bool isTaken = holder != addedIds_.end() && holder->second != name;
+    if (description.eid != 0 && (isTaken || !tableNameOf(description.eid).empty())) {
         return VOS_RET_BAD_ARG;
     }
     if (added_.size() >= kMaxAdded && !added_.contains(name)) {
@@ -131,12 +143,22 @@ VosRet EntityDirectory::add(const hubproto::EntityDescription &description) {
     if (!eid) {
         return VOS_RET_NO_RESOURCE;
     }
+    remove(name);
+    addedIds_.try_emplace(*eid, name);
     added_[name] = *eid;
     return VOS_RET_OK;
 }
 
 VosRet EntityDirectory::remove(const std::string &name) {
-    return added_.erase(name) > 0 ? VOS_RET_OK : VOS_RET_NOT_IN_LIST;
+    const auto found = added_.find(name);
+    if (found == added_.end()) {
+        return VOS_RET_NOT_IN_LIST;
+    }
+    if (const auto id = addedIds_.find(found->second); id != addedIds_.end() && id->second == name) {
+        addedIds_.erase(id);
+    }
+    added_.erase(found);
+    return VOS_RET_OK;
 }
 
 }  // namespace hubd

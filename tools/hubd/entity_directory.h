@@ -2,7 +2,6 @@
 #pragma once
 
 #include <functional>
-#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -45,11 +44,14 @@ class EntityDirectory {
 
   private:
     std::optional<VosEntityId> newDynamicId();
+    void remember(const std::string &name, VosEntityId eid);
     std::optional<VosEntityId> fixedIdOf(const std::string &name) const;
 
     const IdTable &ids_;
-    std::map<std::string, VosEntityId> added_;
+    std::unordered_map<std::string, VosEntityId> added_;
+    std::unordered_map<VosEntityId, std::string> addedIds_;                // by the name that was added first
     std::unordered_map<std::string, VosEntityId> dynamic_;                 // the last id of a name
+    std::unordered_map<VosEntityId, const std::string *> names_;           // the name in dynamic_ by its id
     std::unordered_map<std::string, std::vector<VosEntityId>> connected_;  // in order of announcement
     VosEntityId nextDynamic_ = kFirstDynamicId;
 };

@@ -1,11 +1,10 @@
 // Reading from clients: the buffer, and messages that arrive in pieces.
 #include "framing.h"
 
-#include <sys/socket.h>
-#include <sys/uio.h>
-
 #include <algorithm>
 #include <cerrno>
+
+#include "kernel.h"
 
 namespace hubd {
 
@@ -17,70 +16,101 @@ constexpr size_t kFirstCapacity = 4096;
 
 size_t Partial::frameSize() const {
     VosMsgHeader header;
-    memcpy(&header, data_.get(), sizeof header);
+    memcpy(&header, block_->data(), sizeof header);
     return sizeof header + header.dataLength;
 }
 
-void Partial::reserve(size_t capacity) {
-    if (capacity <= capacity_) {
-        return;
+bool Partial::reserve(Memory &memory, const Client &owner, size_t capacity) {
+    if (capacity <= this->capacity()) {
+        return true;
     }
-    auto larger = std::make_unique_for_overwrite<std::byte[]>(capacity);
+    BlockRef larger{Block::make(memory, owner, capacity)};
+    if (!larger) {
+        return false;
+    }
     if (size_ > 0) {
-        memcpy(larger.get(), data_.get(), size_);
+        memcpy(larger->data(), block_->data(), size_);
     }
-    data_ = std::move(larger);
-    capacity_ = capacity;
+    block_ = std::move(larger);
+    return true;
 }
 
-void Partial::append(std::span<const std::byte> bytes) {
-    reserve(std::max(kFirstCapacity, size_ + bytes.size()));
-    memcpy(data_.get() + size_, bytes.data(), bytes.size());
+bool Partial::append(Memory &memory, const Client &owner, std::span<const std::byte> bytes) {
+    if (!reserve(memory, owner, std::max(kFirstCapacity, size_ + bytes.size()))) {
+        return false;
+    }
+    memcpy(block_->data() + size_, bytes.data(), bytes.size());
     size_ += bytes.size();
+    return true;
 }
 
-std::span<std::byte> Partial::room() {
-    if (size_ == capacity_) {
-        reserve(std::min(frameSize(), capacity_ * 2));
+std::span<std::byte> Partial::room(Memory &memory, const Client &owner) {
+    if (size_ == capacity() && !reserve(memory, owner, std::min(frameSize(), capacity() * 2))) {
+        return {};
     }
-    return {data_.get() + size_, std::min(capacity_, frameSize()) - size_};
+    return {block_->data() + size_, std::min(capacity(), frameSize()) - size_};
 }
 
 void Partial::clear() {
-    data_.reset();
+    block_ = {};
     size_ = 0;
-    capacity_ = 0;
 }
 
-ReadStatus FrameReader::fill(int fd, Partial &partial, bool *assembled, size_t *available) {
+bool Kept::keep(Memory &memory, const Client &owner, std::span<const std::byte> bytes) {
+    if (bytes.empty()) {
+        return true;
+    }
+    block_ = BlockRef{Block::make(memory, owner, bytes.size())};
+    if (!block_) {
+        return false;
+    }
+    memcpy(block_->data(), bytes.data(), bytes.size());
+    rest_ = {block_->data(), bytes.size()};
+    return true;
+}
+
+void Kept::shrinkTo(std::span<const std::byte> rest) {
+    rest_ = rest;
+    if (rest_.empty()) {
+        block_ = {};
+    }
+}
+
+ReadStatus FrameReader::fill(int fd, const Client &owner, Partial &partial, size_t *available) {
+    const std::span<std::byte> buffer = std::span{buffer_}.first(memory_.isTight() ? kReadWhenTight : buffer_.size());
     size_t carried = 0;
     std::span<std::byte> room;
     ssize_t got = 0;
+    got_ = 0;
     if (partial.sized()) {
-        room = partial.room();
-        iovec pieces[2] = {{room.data(), room.size()}, {buffer_.data(), buffer_.size()}};
+        room = partial.room(memory_, owner);
+        if (room.empty()) {
+            return ReadStatus::kNoMemory;
+        }
+        const iovec pieces[2] = {{room.data(), room.size()}, {buffer.data(), buffer.size()}};
         // What follows the message goes to the buffer, but only when the room reaches to the message's end.
         const bool toTheEnd = partial.size() + room.size() == partial.frameSize();
-        got = readv(fd, pieces, toTheEnd ? 2 : 1);
+        got = kernel::receive(fd, std::span{pieces}.first(toTheEnd ? 2 : 1));
     } else {
         carried = partial.size();
-        std::ranges::copy(partial.bytes(), buffer_.begin());
-        got = recv(fd, buffer_.data() + carried, buffer_.size() - carried, 0);
+        std::ranges::copy(partial.bytes(), buffer.begin());
+        const iovec piece{buffer.data() + carried, buffer.size() - carried};
+        got = kernel::receive(fd, std::span{&piece, 1});
     }
     if (got < 0 && (errno == EAGAIN || errno == EINTR)) {
-        return ReadStatus::ok;
+        return ReadStatus::kOk;
     }
     if (got <= 0) {
-        return ReadStatus::closed;
+        return ReadStatus::kClosed;
     }
-    const size_t direct = std::min(room.size(), static_cast<size_t>(got));
-    *available = carried + static_cast<size_t>(got) - direct;
+    got_ = static_cast<size_t>(got);
+    const size_t direct = std::min(room.size(), got_);
+    *available = carried + got_ - direct;
     if (carried > 0) {
         partial.clear();
     }
     partial.grown(direct);
-    *assembled = direct > 0 && partial.complete();
-    return ReadStatus::ok;
+    return ReadStatus::kOk;
 }
 
 }  // namespace hubd

@@ -1,14 +1,11 @@
 // Connections and the loop.
 #include "hub.h"
 
-#include <sys/resource.h>
-#include <sys/signalfd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <csignal>
 #include <cstring>
+#include <new>
 
 #include "clock.h"
 #include "log.h"
@@ -17,45 +14,33 @@ namespace hubd {
 
 namespace {
 
-constexpr int kAcceptsInARow = 64;
-constexpr uint64_t kSendsInATurn = 256;
+constexpr int kAcceptsInARow = 16;
 constexpr int64_t kAcceptRestNs = 100 * kNsPerMs;
+constexpr int kTraceRetryMs = 20;
 
-// Each client is a descriptor; the soft limit of most systems is too low for a thousand of them.
-void raiseDescriptorLimit() {
-    rlimit limit{};
-    if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
-        limit.rlim_cur = limit.rlim_max;
-        setrlimit(RLIMIT_NOFILE, &limit);
-    }
-}
+// In the units of Turns.
+constexpr uint64_t kTurnWork = 128;
+constexpr uint64_t kWorkBetweenWaits = 256;
 
-vos::UniqueFd endSignals() {
-    sigset_t set;
-    sigemptyset(&set);
-    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
-        sigaddset(&set, signal);
-    }
-    sigprocmask(SIG_BLOCK, &set, nullptr);
-    signal(SIGPIPE, SIG_IGN);
-    return vos::UniqueFd{signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC)};
-}
+constexpr const char *kNoMemory = "there is no memory for its messages (--memory-limit)";
 
 }  // namespace
 
-Hub::Hub(const Options &options)
+Hub::Hub(const Options &options, int listener, int endSignals)
     : options_{options},
-      signals_{endSignals()},
-      listener_{options_.socketPath},
-      outbox_{poller_, departures_, options_.queueLimit},
-      congestion_{poller_, options_.queueLimit, options_.longestPauseMs * kNsPerMs},
+      listener_{listener},
+      endSignals_{endSignals},
+      memory_{options_.memoryLimit},
+      outbox_{memory_, departures_, options_.queueLimit},
+      congestion_{memory_, departures_, options_.queueLimit, options_.deafAfterMs * kNsPerMs},
       directory_{ids_},
-      observers_{outbox_, directory_, options_.trace, signals_.get()},
+      observers_{outbox_, directory_, options_.trace},
       router_{ids_, outbox_, congestion_, observers_},
-      services_{options_, *this, ids_, directory_, router_, observers_},
-      launcher_{*this, ids_, directory_, router_, services_} {
-    raiseDescriptorLimit();
-    if (!poller_.add(listener_.fd()) || !poller_.add(signals_.get())) {
+      services_{options_, *this, ids_, directory_, router_, observers_, memory_},
+      launcher_{*this, ids_, directory_, router_, services_},
+      reader_{memory_} {
+    memory_.relieve = [this](const Client &asking, size_t size) { return relieve(asking, size); };
+    if (!kernel::watch(listener_, EPOLLIN) || !kernel::watch(endSignals_, EPOLLIN)) {
         throw HubError{std::string{"cannot watch descriptors: "} + strerror(errno)};
     }
 }
@@ -63,20 +48,22 @@ Hub::Hub(const Options &options)
 void Hub::run() {
     logLine("listening on %s", options_.socketPath.c_str());
     while (running_) {
-        round_++;
-        for (const epoll_event &event : poller_.wait(msToNextDeadline())) {
+        for (const epoll_event &event : kernel::wait(turns_.empty() ? msToNextDeadline() : 0)) {
             const int fd = event.data.fd;
-            if (fd == listener_.fd()) {
+            if (fd == listener_) {
                 acceptClients();
-            } else if (fd == signals_.get()) {
+            } else if (fd == endSignals_) {
                 running_ = false;
-            } else {
-                handleClient(fd, event.events);
+            } else if (Client *client = clients_[static_cast<size_t>(fd)].get()) {
+                told(*client, event.events);
             }
         }
-        runDeadlines();
-        serveKept();
-        endDepartures();
+        try {
+            runDeadlines();
+        } catch (const std::bad_alloc &) {
+            // What is due stays due.
+        }
+        serveTurns();
         observers_.flush();
         ended_.clear();
     }
@@ -92,112 +79,143 @@ void Hub::forEachClient(const std::function<void(Client &)> &visit) {
 
 void Hub::acceptClients() {
     for (int i = 0; i < kAcceptsInARow; i++) {
-        vos::UniqueFd fd = listener_.accept();
-        if (fd) {
-            admit(std::move(fd));
-            continue;
+        Descriptor fd{kernel::accept(listener_)};
+        int error = fd.get() < 0 ? errno : 0;
+        if (error == 0) {
+            try {
+                admit(std::move(fd));
+                continue;
+            } catch (const std::bad_alloc &) {
+                error = ENOMEM;
+            }
         }
-        if (errno != EAGAIN && errno != EINTR && errno != ECONNABORTED) {
+        if (error != EAGAIN && error != EINTR && error != ECONNABORTED) {
             // Out of descriptors or memory: whoever waits in the backlog gets in when others have left.
             if (!acceptTrouble_) {
-                logLine("cannot accept a client for now: %s", strerror(errno));
+                logLine("cannot accept a client for now: %s", strerror(error));
             }
             acceptTrouble_ = true;
             acceptAgainNs_ = monotonicNs() + kAcceptRestNs;
-            poller_.remove(listener_.fd());
-        } else if (errno == EAGAIN) {
+            kernel::unwatch(listener_);
+        } else if (error == EAGAIN) {
             acceptTrouble_ = false;
         }
         return;
     }
 }
 
-void Hub::admit(vos::UniqueFd fd) {
-    auto client = std::make_unique<Client>();
-    socklen_t size = sizeof client->credentials;
-    if (getsockopt(fd.get(), SOL_SOCKET, SO_PEERCRED, &client->credentials, &size) != 0 || !poller_.add(fd.get())) {
+void Hub::admit(Descriptor fd) {
+    const auto credentials = kernel::peerOf(fd.get());
+    if (!credentials) {
         return;
     }
-    client->watched = EPOLLIN;
+    const int slot = fd.get();
+    auto client = std::make_unique<Client>();
+    client->credentials = *credentials;
     client->serial = ++serial_;
     client->connectedNs = monotonicNs();
-    const int slot = fd.get();
-    unannounced_.push_back({slot, client->serial, client->connectedNs + options_.announceTimeoutMs * kNsPerMs});
-    client->fd = std::move(fd);
     if (clients_.size() <= static_cast<size_t>(slot)) {
         clients_.resize(static_cast<size_t>(slot) + 1);
     }
+    ended_.reserve(clients_.size());  // ending must not fail later
+    unannounced_.push_back({slot, client->serial, client->connectedNs + options_.announceTimeoutMs * kNsPerMs});
+    turns_.enter(*client);
+    if (!kernel::watch(slot, EPOLLIN)) {
+        turns_.leave(*client);
+        throw std::bad_alloc{};
+    }
+    client->watched = EPOLLIN;
+    client->fd = std::move(fd);
     clients_[static_cast<size_t>(slot)] = std::move(client);
 }
 
-void Hub::handleClient(int fd, uint32_t events) {
-    Client *client = clients_[static_cast<size_t>(fd)].get();
-    if (client == nullptr) {
-        return;  // disconnected earlier in this round
+void Hub::told(Client &client, uint32_t events) {
+    client.canSend = client.canSend || (events & EPOLLOUT) != 0;
+    client.canRead = client.canRead || (events & ~uint32_t{EPOLLOUT}) != 0;
+    if (client.canSend || (client.pauses == 0 && client.kept.empty())) {
+        turns_.add(client);
     }
-    if ((events & EPOLLOUT) != 0) {
-        outbox_.drain(*client);
-        congestion_.drained(*client);
-        serveKept();  // before others who have not waited fill the queue again
-    }
-    if ((events & ~uint32_t{EPOLLOUT}) != 0 && client->pauses == 0 && !client->leaving && client->kept.empty()) {
-        readFrom(*client);
-    }
-    if (!departures_.empty()) {
+}
+
+void Hub::serveTurns() {
+    const uint64_t end = router_.work() + kWorkBetweenWaits;
+    while (!turns_.empty() && router_.work() < end) {
+        Client *client = turns_.next();
+        if (client == nullptr) {
+            continue;
+        }
+        const uint64_t before = router_.work();
+        served_ = client;
+        giveTurn(*client);
+        served_ = nullptr;
+        router_.addWork(1);
+        turns_.charge(*client, router_.work() - before);
         endDepartures();
+    }
+    endDepartures();
+}
+
+void Hub::giveTurn(Client &client) {
+    turnEnds_ = router_.work() + kTurnWork;
+    try {
+        if (std::exchange(client.canSend, false)) {
+            router_.addWork(unitsOf(outbox_.drain(client)));
+            congestion_.drained(client, [this](Client &sender) { resumed(sender); });
+        }
+        if (client.pauses > 0 || client.leaving) {
+            return;
+        }
+        if (!client.kept.empty() || client.partial.complete()) {
+            goOnWith(client);
+        } else if (std::exchange(client.canRead, false)) {
+            readFrom(client);
+        }
+    } catch (const std::bad_alloc &) {
+        departures_.addForMemory(client);
+    }
+    router_.flush();
+}
+
+// It was not read for a while, or what was read from it was kept.
+void Hub::resumed(Client &client) {
+    if (!client.kept.empty() || client.partial.complete()) {
+        turns_.add(client);
     }
 }
 
 void Hub::readFrom(Client &client) {
-    beginTurn(client);
     const ReadStatus status = reader_.read(
-        client.fd.get(), client.partial, client.kept, [&] { return payloadLimitOf(client); },
-        [&](const Frame &frame) { return receive(client, frame); });
+        client, [&] { return payloadLimitOf(client); }, [&](const Frame &frame) { return receive(client, frame); });
+    router_.addWork(unitsOf(reader_.got()));
     router_.flush();
-    if (!client.kept.empty()) {
-        kept_.push_back(&client);
-        poller_.update(client);
-    }
     conclude(client, status);
 }
 
-void Hub::continueWith(Client &client) {
-    beginTurn(client);
-    std::span<const std::byte> rest = client.kept.waiting();
-    const ReadStatus status = FrameReader::cut(
-        rest, client.partial, [&] { return payloadLimitOf(client); },
-        [&](const Frame &frame) { return receive(client, frame); });
+void Hub::goOnWith(Client &client) {
+    const ReadStatus status = reader_.goOn(
+        client, [&] { return payloadLimitOf(client); }, [&](const Frame &frame) { return receive(client, frame); });
     router_.flush();
-    client.kept.consume(client.kept.size() - rest.size());
-    poller_.update(client);
+    reader_.dropServed(client);
     conclude(client, status);
-}
-
-void Hub::serveKept() {
-    std::vector<Client *> served;
-    std::erase_if(kept_, [&](Client *client) {
-        const size_t before = client->kept.size();
-        if (client->pauses == 0 && !client->leaving && client->turn != round_) {
-            continueWith(*client);
-        }
-        if (client->kept.size() < before && !client->kept.empty()) {
-            served.push_back(client);
-        }
-        return client->kept.size() < before;
-    });
-    kept_.insert(kept_.end(), served.begin(), served.end());
-}
-
-void Hub::beginTurn(Client &client) {
-    client.turn = round_;
-    sendsLeft_ = kSendsInATurn;
 }
 
 void Hub::conclude(Client &client, ReadStatus status) {
-    if (status == ReadStatus::broken) {
-        departures_.add(client, "announces a longer payload than " + std::to_string(payloadLimitOf(client)) + " bytes");
-    } else if (status == ReadStatus::closed) {
-        departures_.add(client, "");
+    switch (status) {
+        case ReadStatus::kTooLong:
+            departures_.add(client, "announces a longer payload than " + std::to_string(payloadLimitOf(client)) +
+                                        " bytes (--payload-limit)");
+            break;
+        case ReadStatus::kClosed:
+            departures_.add(client, {});
+            break;
+        case ReadStatus::kNoMemory:
+            departures_.addForMemory(client);
+            break;
+        default:
+            updateWatch(client);
+            if (client.pauses == 0) {
+                resumed(client);
+            }
     }
 }
 
@@ -206,58 +224,109 @@ size_t Hub::payloadLimitOf(const Client &client) const {
 }
 
 Turn Hub::receive(Client &client, const Frame &frame) {
-    const uint64_t ownBefore = router_.ownMessages();
     const bool forHub = frame.header.dst == EID_HUBD && (frame.header.flags & VOS_MSG_FLAG_REQUEUE) == 0;
     if (client.eid == 0 || forHub) {
-        client.messagesIn++;
-        serve(client, frame);
+        if (serve(client, frame) == Turn::kComesLater) {
+            return Turn::kComesLater;
+        }
     } else if (router_.route(client, frame)) [[likely]] {
         client.messagesIn++;
     } else {
-        return Turn::comesLater;
+        return Turn::kComesLater;
     }
-    // An event counts as often as it is copied.
-    const uint64_t cost = std::max(router_.ownMessages() - ownBefore, uint64_t{1});
-    sendsLeft_ -= std::min(cost, sendsLeft_);
-    return client.leaving || client.pauses > 0 || sendsLeft_ == 0 ? Turn::isOver : Turn::goesOn;
+    return client.leaving || client.pauses > 0 || router_.work() >= turnEnds_ ? Turn::kIsOver : Turn::kGoesOn;
 }
 
-void Hub::serve(Client &client, const Frame &frame) {
+Turn Hub::serve(Client &client, const Frame &frame) {
+    router_.addWork(1);
     if (client.eid == 0) {
+        client.messagesIn++;
         if (std::string why = launcher_.launch(client, frame); !why.empty()) {
             departures_.add(client, std::move(why));
         }
     } else if (frame.header.type == VOS_MSG_LAUNCHED) {
         departures_.add(client, "announces itself twice");
     } else {
+        router_.flush();
+        if (services_.mustWait(client, frame)) {
+            return Turn::kComesLater;
+        }
+        client.messagesIn++;
         services_.handle(client, frame);
     }
+    return Turn::kGoesOn;
+}
+
+// Connections of one process count together: whoever opens many does not hide what it holds.
+bool Hub::relieve(const Client &asking, size_t size) {
+    Client *most = nullptr;
+    size_t mostHeld = 0;
+    for (const std::unique_ptr<Client> &client : clients_) {
+        if (client) {
+            client->process->held = 0;
+        }
+    }
+    for (const std::unique_ptr<Client> &client : clients_) {
+        if (client && !client->leaving) {
+            client->process->held += client->held() + (client.get() == &asking ? size : 0);
+        }
+    }
+    for (const std::unique_ptr<Client> &client : clients_) {
+        if (!client || client->leaving) {
+            continue;
+        }
+        const bool isMore = most == nullptr || client->process->held > most->process->held ||
+                            (client->process == most->process && client->held() > mostHeld);
+        if (isMore) {
+            most = client.get();
+            mostHeld = client->held();
+        }
+    }
+    if (most == nullptr || most == &asking || most == served_ || mostHeld == 0) {
+        return false;
+    }
+    try {
+        departures_.add(*most, "holds " + std::to_string(mostHeld) + " bytes, its process " +
+                                   std::to_string(most->process->held) + " of the " + std::to_string(memory_.limit()) +
+                                   " that there are (--memory-limit)");
+    } catch (const std::bad_alloc &) {
+        departures_.addForMemory(*most);
+    }
+    most->queue.clear();
+    most->kept.clear();
+    most->partial.clear();
+    return true;
 }
 
 void Hub::endDepartures() {
-    for (const auto &[client, why] : departures_.take()) {
-        end(*client, why);
+    while (Client *client = departures_.take()) {
+        end(*client);
     }
 }
 
-void Hub::end(Client &client, const std::string &why) {
-    if (!why.empty()) {
-        logLine("disconnecting %s: %s", client.describe().c_str(), why.c_str());
+void Hub::end(Client &client) {
+    if (client.lacksMemory || !client.departsWhy.empty()) {
         router_.counters().disconnects++;
+        try {
+            logLine("disconnecting %s: %s", client.describe().c_str(),
+                    client.lacksMemory ? kNoMemory : client.departsWhy.c_str());
+        } catch (const std::bad_alloc &) {
+            logLine("disconnecting process %d: %s", client.credentials.pid, kNoMemory);
+        }
     }
     if (client.eid != 0) {
         ids_.erase(client.eid);
-        directory_.leave(client.name, client.eid);
         if (!client.pending.empty()) {
             directory_.retire(client.name, client.eid);  // late replies must not reach its successor
         }
     }
+    directory_.leave(client.name, client.eid);
     services_.forget(client);
     observers_.detach(client);
-    congestion_.forget(client);
-    std::erase(kept_, &client);
+    congestion_.forget(client, [this](Client &sender) { resumed(sender); });
+    turns_.leave(client);
+    kernel::unwatch(client.fd.get());
     ended_.push_back(std::move(clients_[static_cast<size_t>(client.fd.get())]));
-    poller_.remove(client.fd.get());
 }
 
 int64_t Hub::nextDeadlineNs() const {
@@ -267,26 +336,27 @@ int64_t Hub::nextDeadlineNs() const {
 }
 
 int Hub::msToNextDeadline() const {
-    if (std::ranges::any_of(kept_, [](const Client *client) { return client->pauses == 0; })) {
-        return 0;
-    }
     const int64_t next = nextDeadlineNs();
     if (next == kNever) {
-        return -1;
+        return observers_.isBehind() ? kTraceRetryMs : -1;
     }
     // Rounded up: nothing is due earlier than asked.
     const int64_t ms = (next - monotonicNs() + kNsPerMs - 1) / kNsPerMs;
-    return static_cast<int>(std::clamp<int64_t>(ms, 0, INT_MAX));
+    return static_cast<int>(std::clamp<int64_t>(ms, 0, observers_.isBehind() ? kTraceRetryMs : INT_MAX));
 }
 
 void Hub::runDeadlines() {
-    if (nextDeadlineNs() == kNever) {
+    const int64_t next = nextDeadlineNs();
+    if (next == kNever) {
         return;
     }
     const int64_t now = monotonicNs();
-    congestion_.endPauses(now);
+    if (next > now) {
+        return;
+    }
+    congestion_.runDeadlines(now, [this](Client &sender) { resumed(sender); });
     if (acceptAgainNs_ <= now) {
-        acceptAgainNs_ = poller_.add(listener_.fd()) ? kNever : now + kAcceptRestNs;
+        acceptAgainNs_ = kernel::watch(listener_, EPOLLIN) ? kNever : now + kAcceptRestNs;
     }
     while (!unannounced_.empty()) {
         const Unannounced &first = unannounced_.front();
@@ -295,7 +365,7 @@ void Hub::runDeadlines() {
             if (first.deadlineNs > now) {
                 break;
             }
-            departures_.add(*client, "never announced itself");
+            departures_.add(*client, "never announced itself (--announce-timeout)");
         }
         unannounced_.pop_front();
     }

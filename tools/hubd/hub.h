@@ -6,15 +6,16 @@
 #include <vector>
 
 #include "launch.h"
-#include "listener.h"
 #include "options.h"
+#include "start_lock.h"
+#include "turns.h"
 
 namespace hubd {
 
 class Hub final : private ClientWalk {
   public:
-    /** Listens from here on; throws HubError. */
-    explicit Hub(const Options &options);
+    /** `listener` has connections to accept, `endSignals` becomes readable when the hub is to end. Throws HubError. */
+    Hub(const Options &options, int listener, int endSignals);
 
     /** Routes until a SIGTERM, SIGINT or SIGHUP. */
     void run();
@@ -23,19 +24,22 @@ class Hub final : private ClientWalk {
     void forEachClient(const std::function<void(Client &)> &visit) override;
 
     void acceptClients();
-    void admit(vos::UniqueFd fd);
-    void handleClient(int fd, uint32_t events);
+    void admit(Descriptor fd);
+    void told(Client &client, uint32_t events);
+    /** Gives turns until the system is to be asked again what is ready. */
+    void serveTurns();
+    void giveTurn(Client &client);
     void readFrom(Client &client);
-    void continueWith(Client &client);
-    /** Gives every client with kept messages a turn, unless it has to wait or had its turn in this round. */
-    void serveKept();
-    void beginTurn(Client &client);
+    void goOnWith(Client &client);
     void conclude(Client &client, ReadStatus status);
     Turn receive(Client &client, const Frame &frame);
-    void serve(Client &client, const Frame &frame);
+    Turn serve(Client &client, const Frame &frame);
     size_t payloadLimitOf(const Client &client) const;
+    /** Disconnects whoever holds most, if that is not the one who asks for more. */
+    bool relieve(const Client &asking, size_t size);
+    void resumed(Client &client);
     void endDepartures();
-    void end(Client &client, const std::string &why);
+    void end(Client &client);
 
     /** When something has to be done without an event; kNever otherwise. */
     int64_t nextDeadlineNs() const;
@@ -51,9 +55,9 @@ class Hub final : private ClientWalk {
     };
 
     const Options options_;
-    vos::UniqueFd signals_;  // before the listener: from then on a signal must not leave the socket file behind
-    Listener listener_;
-    Poller poller_;
+    const int listener_;
+    const int endSignals_;
+    Memory memory_;  // before everybody who keeps blocks
     Departures departures_;
     Outbox outbox_;
     Congestion congestion_;
@@ -64,12 +68,12 @@ class Hub final : private ClientWalk {
     Services services_;
     Launcher launcher_;
     FrameReader reader_;
+    Turns turns_;
     std::vector<std::unique_ptr<Client>> clients_;  // by descriptor
     std::vector<std::unique_ptr<Client>> ended_;    // kept until no event of the last wait can name them
     std::deque<Unannounced> unannounced_;           // in order of deadline
-    std::vector<Client *> kept_;                    // those with kept messages; who has waited longest is first
-    uint64_t round_ = 0;
-    uint64_t sendsLeft_ = 0;  // of the current turn
+    const Client *served_ = nullptr;                // whose turn it is
+    uint64_t turnEnds_ = 0;                         // at this much work of the router
     uint64_t serial_ = 0;
     int64_t acceptAgainNs_ = kNever;  // accepting rests until then
     bool acceptTrouble_ = false;

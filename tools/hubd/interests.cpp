@@ -40,8 +40,8 @@ void Interests::forget(Client &client) {
     if (owned == byClient_.end()) {
         return;
     }
-    for (const uint32_t type : std::unordered_set{owned->second}) {
-        remove(client, type);
+    while (!owned->second.empty()) {
+        remove(client, *owned->second.begin());
     }
     byClient_.erase(owned);
 }

@@ -7,6 +7,12 @@
 
 namespace hubd {
 
+namespace {
+
+constexpr uint64_t kLaunchWork = 16;  // in the units of Turns
+
+}  // namespace
+
 std::string Launcher::launch(Client &client, const Frame &frame) {
     const VosMsgHeader &header = frame.header;
     if (header.type != VOS_MSG_LAUNCHED) {
@@ -18,7 +24,9 @@ std::string Launcher::launch(Client &client, const Frame &frame) {
     if (!reader.ok()) {
         return "its announcement is broken";
     }
-    if (header.wordData != static_cast<uint32_t>(client.credentials.pid)) {
+    const auto pid = static_cast<uint32_t>(client.credentials.pid);
+    if (header.wordData != pid &&
+        !kernel::isIdInOwnNamespace(client.fd.get(), client.credentials.pid, header.wordData)) {
         return "it announces process id " + std::to_string(header.wordData) + ", which is not its own";
     }
     const auto eid = header.src != 0 ? std::optional{header.src} : directory_.idForLaunch(name);
@@ -30,14 +38,20 @@ std::string Launcher::launch(Client &client, const Frame &frame) {
         return "entity id " + std::to_string(*eid) + " is held by " +
                (holder != nullptr ? holder->describe() : std::string{"the hub"});
     }
-    client.eid = *eid;
     client.name = !name.empty() ? name : directory_.nameOf(*eid);
     if (client.name.empty()) {
         client.name = std::filesystem::path{path}.filename().string().substr(0, kMaxName);
     }
     client.path = path;
-    ids_.insert(*eid, &client);
     directory_.enter(client.name, *eid);
+    try {
+        ids_.insert(*eid, &client);
+    } catch (const std::bad_alloc &) {
+        directory_.leave(client.name, *eid);
+        throw;
+    }
+    client.eid = *eid;
+    router_.addWork(kLaunchWork);
 
     VosMsgHeader answer{};
     answer.type = VOS_MSG_LAUNCHED;

@@ -1,15 +1,12 @@
 // Listening: one hub for one path.
 #include "listener.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 
 namespace hubd {
 
@@ -29,17 +26,15 @@ const sockaddr *generic(const sockaddr_un &address) {
     return reinterpret_cast<const sockaddr *>(&address);
 }
 
-// Two hubs that start at once must not each find the file stale and remove the other's; the lock ends with its
-// descriptor and leaves nothing behind.
-vos::UniqueFd lockDirectoryOf(const std::string &path) {
-    const std::filesystem::path parent = std::filesystem::path{path}.parent_path();
-    const std::string directory = parent.empty() ? "." : parent.string();
-    vos::UniqueFd fd{open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
-    if (!fd) {
-        throw HubError{because("cannot open " + directory)};
+// From the first moment with the mode that it is to have.
+bool bindWithMode(int fd, const sockaddr_un &address, std::optional<mode_t> mode) {
+    if (!mode) {
+        return bind(fd, generic(address), sizeof address) == 0;
     }
-    flock(fd.get(), LOCK_EX);
-    return fd;
+    const mode_t mask = umask(0);
+    const bool bound = fchmod(fd, *mode) == 0 && bind(fd, generic(address), sizeof address) == 0;
+    umask(mask);
+    return bound;
 }
 
 void removeStale(const std::string &path, const sockaddr_un &address) {
@@ -60,16 +55,16 @@ void removeStale(const std::string &path, const sockaddr_un &address) {
 
 }  // namespace
 
-Listener::Listener(const std::string &path) : path_{path}, fd_{newSocket()} {
+Listener::Listener(const std::string &path, std::optional<mode_t> mode) : path_{path}, fd_{newSocket()} {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (path.empty() || path.size() >= sizeof address.sun_path) {
         throw HubError{"a socket path has 1 to " + std::to_string(sizeof address.sun_path - 1) + " bytes"};
     }
     memcpy(address.sun_path, path.data(), path.size());
-    const vos::UniqueFd lock = lockDirectoryOf(path);
+    const StartLock lock{path};
     removeStale(path, address);
-    if (!fd_ || bind(fd_.get(), generic(address), sizeof address) != 0 || listen(fd_.get(), kBacklog) != 0) {
+    if (!fd_ || !bindWithMode(fd_.get(), address, mode) || listen(fd_.get(), kBacklog) != 0) {
         throw HubError{because("cannot listen on " + path)};
     }
     stat(path.c_str(), &identity_);
@@ -80,10 +75,6 @@ Listener::~Listener() {
     if (lstat(path_.c_str(), &now) == 0 && now.st_dev == identity_.st_dev && now.st_ino == identity_.st_ino) {
         unlink(path_.c_str());
     }
-}
-
-vos::UniqueFd Listener::accept() const {
-    return vos::UniqueFd{accept4(fd_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC)};
 }
 
 }  // namespace hubd

@@ -6,6 +6,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <new>
 #include <string>
 
 #include "common/message_line.h"
@@ -31,11 +32,16 @@ void logLine(const char *format, ...) {
     va_start(arguments, format);
     vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
-    std::string line = "vos-hubd: " + msgline::printable(std::string_view{text}) + "\n";
-    if (linesLost > 0) {
-        line.insert(0, "vos-hubd: " + std::to_string(linesLost) + " lines before this one are lost\n");
+    bool written = false;
+    try {
+        std::string line = "vos-hubd: " + msgline::printable(std::string_view{text}) + "\n";
+        if (linesLost > 0) {
+            line.insert(0, "vos-hubd: " + std::to_string(linesLost) + " lines before this one are lost\n");
+        }
+        written = readyForALine() && write(STDERR_FILENO, line.data(), line.size()) > 0;
+    } catch (const std::bad_alloc &) {
+        // Lost too.
     }
-    const bool written = readyForALine() && write(STDERR_FILENO, line.data(), line.size()) > 0;
     linesLost = written ? 0 : linesLost + 1;
 }
 

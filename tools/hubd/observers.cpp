@@ -1,18 +1,20 @@
 // The trace and the monitors.
 #include "observers.h"
 
-#include <poll.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <array>
 #include <cerrno>
-#include <climits>
+#include <new>
+#include <utility>
 
 #include "clock.h"
 #include "common/message_line.h"
 
 namespace hubd {
+
+namespace {
+
+constexpr size_t kMostTraceBytes = size_t{256} * 1024;
+
+}  // namespace
 
 void Observers::attach(Client &monitor) {
     if (!monitor.monitor) {
@@ -25,55 +27,66 @@ void Observers::detach(Client &client) {
     std::erase(monitors_, &client);
 }
 
-void Observers::observe(const Frame &frame, hubproto::Verdict verdict) {
-    const int64_t now = clockNs(CLOCK_REALTIME);
-    if (trace_) {
-        lines_ += msgline::messageLine(static_cast<uint64_t>(now), frame.header, frame.payload(), verdict,
-                                       directory_.nameOf(frame.header.src), directory_.nameOf(frame.header.dst)) +
-                  '\n';
+void Observers::addLine(const std::string &line) {
+    if (lines_.size() + line.size() > kMostTraceBytes) {
+        linesLost_++;
+        return;
+    }
+    if (linesLost_ > 0) {
+        lines_ += std::to_string(std::exchange(linesLost_, 0)) + " lines before this one are lost\n";
+    }
+    lines_ += line;
+}
+
+void Observers::observe(const VosMsgHeader &header, Payload &payload, hubproto::Verdict verdict) {
+    const auto now = static_cast<uint64_t>(kernel::realtimeNs());
+    try {
+        if (trace_) {
+            addLine(msgline::messageLine(now, header, payload.bytes(), verdict, directory_.nameOf(header.src),
+                                         directory_.nameOf(header.dst)) +
+                    '\n');
+        }
+    } catch (const std::bad_alloc &) {
+        linesLost_++;
     }
     struct {
         VosMsgHeader header{};
         hubproto::MonitorRecord record{};
+        VosMsgHeader copied{};
     } copy;
-    static_assert(sizeof copy == sizeof(VosMsgHeader) + sizeof(hubproto::MonitorRecord), "goes out as it stands");
+    static_assert(sizeof copy == 2 * sizeof(VosMsgHeader) + sizeof(hubproto::MonitorRecord), "goes out as it stands");
     copy.header.type = hubproto::kMonitorCopy;
     copy.header.src = EID_HUBD;
     copy.header.flags = VOS_MSG_FLAG_EVENT;
-    copy.header.dataLength = static_cast<uint32_t>(sizeof copy.record + frame.bytes.size());
-    copy.record = {static_cast<uint64_t>(now), static_cast<uint32_t>(verdict), 0};
+    copy.header.dataLength = static_cast<uint32_t>(sizeof copy - sizeof copy.header + payload.bytes().size());
+    copy.record = {now, static_cast<uint32_t>(verdict), 0};
+    copy.copied = header;
     for (Client *monitor : monitors_) {
         copy.header.dst = monitor->eid;
         copy.record.lost = monitor->copiesLost;
-        const bool sent = outbox_.offer(*monitor, std::as_bytes(std::span{&copy, 1}), frame.bytes);
+        const bool sent = outbox_.offer(*monitor, std::as_bytes(std::span{&copy, 1}), payload);
         monitor->copiesLost = sent ? 0 : monitor->copiesLost + 1;
     }
 }
 
-// Whether PIPE_BUF bytes can be written without blocking; false when the hub is to end before they can: whoever reads
-// the trace may have stopped for good.
-bool Observers::awaitReader() const {
-    std::array ends{pollfd{.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0},
-                    pollfd{.fd = stopSignals_, .events = POLLIN, .revents = 0}};
-    while (poll(ends.data(), ends.size(), -1) < 0 && errno == EINTR) {
-    }
-    return ends[0].revents != 0 || ends[1].revents == 0;
-}
-
+// Whoever reads the trace may have stopped for good: nothing waits for it.
 void Observers::flush() {
-    std::string_view rest = lines_;
-    while (!rest.empty() && awaitReader()) {
-        const ssize_t written = write(STDOUT_FILENO, rest.data(), std::min(rest.size(), size_t{PIPE_BUF}));
+    size_t done = 0;
+    while (done < lines_.size()) {
+        const ssize_t written = kernel::writeTrace(std::string_view{lines_}.substr(done));
         if (written < 0 && errno == EINTR) {
             continue;
         }
         if (written < 0) {
-            trace_ = false;  // nobody reads the trace any more; the messages go on
+            if (errno != EAGAIN) {
+                trace_ = false;  // nobody reads the trace any more; the messages go on
+                done = lines_.size();
+            }
             break;
         }
-        rest.remove_prefix(static_cast<size_t>(written));
+        done += static_cast<size_t>(written);
     }
-    lines_.clear();
+    lines_.erase(0, done);
 }
 
 }  // namespace hubd

@@ -13,9 +13,8 @@ namespace hubd {
 
 class Observers {
   public:
-    /** `stopSignals` becomes readable when the hub is to end. */
-    Observers(Outbox &outbox, const EntityDirectory &directory, bool trace, int stopSignals)
-        : outbox_{outbox}, directory_{directory}, trace_{trace}, stopSignals_{stopSignals} {}
+    Observers(Outbox &outbox, const EntityDirectory &directory, bool trace)
+        : outbox_{outbox}, directory_{directory}, trace_{trace} {}
 
     /** Whether anybody looks on; nothing is formatted or copied otherwise. */
     bool active() const { return trace_ || !monitors_.empty(); }
@@ -23,18 +22,20 @@ class Observers {
     void attach(Client &monitor);
     void detach(Client &client);
 
-    void observe(const Frame &frame, hubproto::Verdict verdict);
-    /** Writes the trace lines that have gathered, as fast as they are read. */
+    void observe(const VosMsgHeader &header, Payload &payload, hubproto::Verdict verdict);
+    /** Writes of the trace what its reader takes now. */
     void flush();
+    /** Whether lines wait for the reader of the trace. */
+    bool isBehind() const { return !lines_.empty(); }
 
   private:
-    bool awaitReader() const;
+    void addLine(const std::string &line);
 
     Outbox &outbox_;
     const EntityDirectory &directory_;
     bool trace_;
-    int stopSignals_;
     std::string lines_;
+    uint64_t linesLost_ = 0;
     std::vector<Client *> monitors_;
 };
 

@@ -1,8 +1,11 @@
 // What the command line settles.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "vos/msg.h"
@@ -16,7 +19,10 @@ struct Options {
     size_t queueLimit = size_t{8} << 20;
     size_t payloadLimit = size_t{16} << 20;
     uint32_t announceTimeoutMs = 10000;
-    uint32_t longestPauseMs = 100;
+    uint32_t deafAfterMs = 5000;
+    size_t memoryLimit = size_t{256} << 20;
+    std::optional<mode_t> socketMode;  // else the umask decides
+    int readyFd = -1;
     bool trace = false;
 };
 

@@ -2,6 +2,9 @@
 #include "router.h"
 
 #include <algorithm>
+#include <utility>
+
+#include "turns.h"
 
 namespace hubd {
 
@@ -9,6 +12,9 @@ namespace {
 
 // A client that never gets answers is remembered with its latest requests only.
 constexpr size_t kMaxPending = 256;
+
+// Longer ones to many are sent in turns of the receivers.
+constexpr size_t kLongPayload = size_t{32} * 1024;
 
 }  // namespace
 
@@ -43,6 +49,7 @@ bool Router::route(Client &from, const Frame &frame) {
         undeliverable(from, frame);
         return true;
     }
+    work_++;
     const bool joins = run_.to == to && run_.from == &from &&
                        run_.bytes.data() + run_.bytes.size() == frame.bytes.data() &&
                        run_.bytes.size() + frame.bytes.size() <= congestion_.longestRun();
@@ -53,14 +60,15 @@ bool Router::route(Client &from, const Frame &frame) {
         }
     }
     if (observers_.active()) [[unlikely]] {
-        observers_.observe(frame, hubproto::Verdict::delivered);
+        Payload payload{frame.payload(), frame.block};
+        observers_.observe(header, payload, hubproto::Verdict::delivered);
     }
     follow(from, *to, header);
     if (joins) {
         run_.bytes = {run_.bytes.data(), run_.bytes.size() + frame.bytes.size()};
         run_.count++;
     } else {
-        run_ = {&from, to, frame.bytes, 1};
+        run_ = {&from, to, frame.bytes, frame.block, 1};
     }
     return true;
 }
@@ -69,16 +77,18 @@ void Router::flush() {
     if (run_.to == nullptr) {
         return;
     }
-    if (outbox_.deliver(*run_.to, run_.bytes, run_.count)) [[likely]] {
+    if (outbox_.deliver(*run_.to, run_.bytes, run_.count, run_.block)) [[likely]] {
         counters_.routed += run_.count;
         counters_.bytesRouted += run_.bytes.size();
-        if (!run_.to->queue.empty()) [[unlikely]] {
-            congestion_.queued(*run_.from, *run_.to);
+        work_ += unitsOf(run_.bytes.size());
+        Client &to = *std::exchange(run_.to, nullptr);
+        run_.block = {};
+        if (!to.queue.empty()) [[unlikely]] {
+            congestion_.queued(*run_.from, to);
         }
     } else {
         runFailed();
     }
-    run_.to = nullptr;
 }
 
 // The destination has closed its end: what was for it is treated as if it had gone already.
@@ -97,7 +107,8 @@ void Router::runFailed() {
 
 void Router::undeliverable(Client &from, const Frame &frame) {
     if (observers_.active()) {
-        observers_.observe(frame, hubproto::Verdict::noDestination);
+        Payload payload{frame.payload(), frame.block};
+        observers_.observe(frame.header, payload, hubproto::Verdict::noDestination);
     }
     if (isRequest(frame.header.flags)) {
         counters_.peerGoneReplies++;
@@ -107,31 +118,44 @@ void Router::undeliverable(Client &from, const Frame &frame) {
     }
 }
 
-void Router::sendFromHub(Client &to, VosMsgHeader header, std::span<const std::byte> payload) {
-    flush();
-    ownMessages_++;
-    header.dataLength = static_cast<uint32_t>(payload.size());
-    const auto head = std::as_bytes(std::span{&header, 1});
-    own_.assign(head.begin(), head.end());
-    own_.insert(own_.end(), payload.begin(), payload.end());
+void Router::sendOwn(Client &to, VosMsgHeader header, Payload &payload) {
+    work_ += 1 + unitsOf(payload.bytes().size() < kLongPayload ? payload.bytes().size() : 0);
+    header.dataLength = static_cast<uint32_t>(payload.bytes().size());
     if (observers_.active()) {
-        observers_.observe({header, own_}, hubproto::Verdict::fromHub);
+        observers_.observe(header, payload, hubproto::Verdict::fromHub);
     }
-    outbox_.deliver(to, own_, 1);
+    outbox_.deliver(to, std::as_bytes(std::span{&header, 1}), payload);
 }
 
-void Router::copyEvent(Client &from, Client &to, const Frame &event) {
-    // The receiver's own id as the destination lets a wake-up marker made from the copy find its way back.
-    VosMsgHeader header = event.header;
-    header.dst = to.eid;
-    sendFromHub(to, header, event.payload());
-    if (!to.queue.empty()) {
-        congestion_.queued(from, to);
+void Router::sendFromHub(Client &to, VosMsgHeader header, Payload payload) {
+    flush();
+    sendOwn(to, header, payload);
+}
+
+bool Router::mustWait(Client &from, std::span<Client *const> receivers) {
+    bool waits = !from.queue.empty() && congestion_.mustWait(from, from, 0);
+    for (Client *to : receivers) {
+        waits = (!to->queue.empty() && congestion_.mustWait(from, *to, 0)) || waits;
+    }
+    return waits;
+}
+
+void Router::copyEvent(Client &from, std::span<Client *const> receivers, const Frame &event) {
+    flush();
+    Payload payload{event.payload(), event.block};
+    for (Client *to : receivers) {
+        // The receiver's own id as the destination lets a wake-up marker made from the copy find its way back.
+        VosMsgHeader header = event.header;
+        header.dst = to->eid;
+        sendOwn(*to, header, payload);
+        if (!to->queue.empty()) {
+            congestion_.queued(from, *to);
+        }
     }
 }
 
 void Router::reply(Client &requester, const VosMsgHeader &request, uint32_t wordData,
-                   std::span<const std::byte> payload) {
+                   std::span<const std::byte> payload, const BlockRef &block) {
     if (!isRequest(request.flags)) {
         return;
     }
@@ -142,7 +166,7 @@ void Router::reply(Client &requester, const VosMsgHeader &request, uint32_t word
     header.flags =
         static_cast<uint16_t>(VOS_MSG_FLAG_RESPONSE | (request.flags & (VOS_MSG_FLAG_KEEP | VOS_MSG_FLAG_SRPC)));
     header.wordData = wordData;
-    sendFromHub(requester, header, payload);
+    sendFromHub(requester, header, Payload{payload, block});
     if (!requester.queue.empty()) {
         congestion_.queued(requester, requester);
     }

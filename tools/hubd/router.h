@@ -21,21 +21,25 @@ class Router {
     void flush();
 
     /** A message of the hub's own; `header.dataLength` follows the payload. */
-    void sendFromHub(Client &to, VosMsgHeader header, std::span<const std::byte> payload = {});
+    void sendFromHub(Client &to, VosMsgHeader header, Payload payload = Payload{{}});
 
-    /** A copy of `from`'s event, addressed to its receiver. */
-    void copyEvent(Client &from, Client &to, const Frame &event);
+    /** Whether an event or request to the hub has to wait, because its receivers or the requester have too much that
+     *  waits for them; its sender is paused then. */
+    bool mustWait(Client &from, std::span<Client *const> receivers);
+    /** Copies of `from`'s event, addressed to their receivers; all share one payload. */
+    void copyEvent(Client &from, std::span<Client *const> receivers, const Frame &event);
 
     /** The reply to a request: with VOS_MSG_FLAG_KEEP and VOS_MSG_FLAG_SRPC if it had them. Nothing for a message that
      *  is no request. */
     void reply(Client &requester, const VosMsgHeader &request, uint32_t wordData,
-               std::span<const std::byte> payload = {});
+               std::span<const std::byte> payload = {}, const BlockRef &block = {});
 
     /** Asks `requester` to send again what it waits for from `returned`, if it does. */
     void resend(Client &requester, VosEntityId returned);
 
-    /** How many messages of the hub's own and copies were sent so far. */
-    uint64_t ownMessages() const { return ownMessages_; }
+    /** Work that was done so far, and more of it; in the units of Turns. */
+    uint64_t work() const { return work_; }
+    void addWork(uint64_t units) { work_ += units; }
 
     hubproto::HubCounters &counters() { return counters_; }
 
@@ -43,12 +47,14 @@ class Router {
     void follow(Client &from, Client &to, const VosMsgHeader &header);
     void undeliverable(Client &from, const Frame &frame);
     void runFailed();
+    void sendOwn(Client &to, VosMsgHeader header, Payload &payload);
 
     /** Messages in a row from one client to another that have not been sent yet. */
     struct Run {
         Client *from = nullptr;
         Client *to = nullptr;
         std::span<const std::byte> bytes;
+        BlockRef block;  // that they lie in, for a message that was put together from pieces
         size_t count = 0;
     };
 
@@ -57,8 +63,7 @@ class Router {
     Congestion &congestion_;
     Observers &observers_;
     Run run_;
-    std::vector<std::byte> own_;
-    uint64_t ownMessages_ = 0;
+    uint64_t work_ = 0;
     hubproto::HubCounters counters_{};
 };
 

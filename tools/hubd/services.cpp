@@ -6,8 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <filesystem>
-#include <system_error>
 
 #include "clock.h"
 #include "internal/bytes.h"
@@ -16,6 +14,10 @@
 namespace hubd {
 
 namespace {
+
+// In the units of Turns: what these cost beyond the message itself.
+constexpr uint64_t kDirectoryWork = 40;
+constexpr uint64_t kNameWork = 4;
 
 constexpr size_t kMaxDirectory = 512;  // what requesters read of a directory's text, its NUL included
 
@@ -60,13 +62,14 @@ hubproto::ClientRow rowOf(const Client &client) {
 }  // namespace
 
 Services::Services(const Options &options, ClientWalk &clients, const IdTable &ids, EntityDirectory &directory,
-                   Router &router, Observers &observers)
+                   Router &router, Observers &observers, const Memory &memory)
     : options_{options},
       clients_{clients},
       ids_{ids},
       directory_{directory},
       router_{router},
       observers_{observers},
+      memory_{memory},
       startedNs_{monotonicNs()} {}
 
 Services::Handler Services::handlerOf(uint32_t type) {
@@ -99,7 +102,8 @@ Services::Handler Services::handlerOf(uint32_t type) {
 void Services::handle(Client &from, const Frame &frame) {
     router_.flush();
     if (observers_.active()) {
-        observers_.observe(frame, hubproto::Verdict::toHub);
+        Payload payload{frame.payload(), frame.block};
+        observers_.observe(frame.header, payload, hubproto::Verdict::toHub);
     }
     const uint16_t flags = frame.header.flags;
     if ((flags & VOS_MSG_FLAG_RESPONSE) != 0) {
@@ -118,10 +122,14 @@ void Services::handle(Client &from, const Frame &frame) {
     }
 }
 
+bool Services::mustWait(Client &from, const Frame &frame) {
+    const std::span<Client *const> receivers =
+        isRequest(frame.header.flags) ? std::span<Client *const>{} : interests_.of(frame.header.type);
+    return router_.mustWait(from, receivers);
+}
+
 void Services::publish(Client &from, const Frame &event) {
-    for (Client *to : std::vector{interests_.of(event.header.type)}) {
-        router_.copyEvent(from, *to, event);
-    }
+    router_.copyEvent(from, interests_.of(event.header.type), event);
 }
 
 void Services::forget(Client &client) {
@@ -189,6 +197,7 @@ void Services::reboot(Client &from, const Frame &frame) {
 void Services::addEntity(Client &from, const Frame &frame) {
     vos::ByteReader reader = readerOf(frame);
     const auto description = reader.native<hubproto::EntityDescription>();
+    router_.addWork(kNameWork);
     const bool whole = reader.ok() && reader.remaining() == 0;
     router_.reply(from, frame.header, whole ? directory_.add(description) : VosRet{VOS_RET_BAD_ARG});
 }
@@ -215,11 +224,12 @@ void Services::pluginDirectory(Client &from, const Frame &frame) {
     if (own.empty() || own.starts_with('.')) {
         own = "eid-" + std::to_string(from.eid);
     }
+    router_.addWork(kDirectoryWork);
     const std::string directory = (kind == 0 ? options_.pluginDataDir : options_.pluginTmpDir) + "/" + own + "/";
-    std::error_code error;
-    std::filesystem::create_directories(directory, error);
-    if (error || directory.size() >= kMaxDirectory) {
-        logLine("no directory %s for %s: %s", directory.c_str(), from.describe().c_str(), error.message().c_str());
+    const std::string error =
+        directory.size() < kMaxDirectory ? kernel::makeDirectories(directory) : std::string{"its path is too long"};
+    if (!error.empty()) {
+        logLine("no directory %s for %s: %s", directory.c_str(), from.describe().c_str(), error.c_str());
         router_.reply(from, frame.header, VOS_RET_OPEN_FAILED);
         return;
     }
@@ -244,18 +254,21 @@ void Services::listClients(Client &from, const Frame &frame) {
         }
     });
     std::ranges::sort(rows, {}, &hubproto::ClientRow::eid);
+    router_.addWork(rows.size() / 4);
     router_.reply(from, frame.header, VOS_RET_OK, bytesOf(rows));
 }
 
 void Services::getCounters(Client &from, const Frame &frame) {
     hubproto::HubCounters counters = router_.counters();
     counters.uptimeMs = elapsedMs(startedNs_);
+    counters.memoryUsed = memory_.used();
+    counters.memoryLimit = memory_.limit();
     clients_.forEachClient([&](Client &client) { counters.clients += client.eid != 0 ? 1 : 0; });
     router_.reply(from, frame.header, VOS_RET_OK, std::as_bytes(std::span{&counters, 1}));
 }
 
 void Services::echo(Client &from, const Frame &frame) {
-    router_.reply(from, frame.header, VOS_RET_OK, frame.payload());
+    router_.reply(from, frame.header, VOS_RET_OK, frame.payload(), frame.block);
 }
 
 }  // namespace hubd

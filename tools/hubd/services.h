@@ -19,9 +19,11 @@ class ClientWalk {
 class Services {
   public:
     Services(const Options &options, ClientWalk &clients, const IdTable &ids, EntityDirectory &directory,
-             Router &router, Observers &observers);
+             Router &router, Observers &observers, const Memory &memory);
 
     void handle(Client &from, const Frame &frame);
+    /** Whether an event or a request has to wait; its sender is paused then. */
+    bool mustWait(Client &from, const Frame &frame);
     /** Copies an event to everybody who registered for its type. */
     void publish(Client &from, const Frame &event);
 
@@ -61,6 +63,7 @@ class Services {
     EntityDirectory &directory_;
     Router &router_;
     Observers &observers_;
+    const Memory &memory_;
     DelayedMessages delayed_;
     Interests interests_;
     int64_t startedNs_;

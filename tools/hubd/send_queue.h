@@ -1,0 +1,42 @@
+// Messages that wait for a client's socket: pieces of blocks, of which long payloads are shared with other queues.
+#pragma once
+
+#include <sys/uio.h>
+
+#include <span>
+#include <vector>
+
+#include "memory.h"
+
+namespace hubd {
+
+class SendQueue {
+  public:
+    size_t size() const { return size_; }
+    bool empty() const { return size_ == 0; }
+
+    /** Appends copies of `head` and, unless `shared` holds them already, of `tail`. False when memory is short: nothing
+     *  was appended. */
+    bool append(Memory &memory, const Client &owner, std::span<const std::byte> head, std::span<const std::byte> tail,
+                const BlockRef &shared);
+
+    /** The first pieces, as many as fit; returns how many. */
+    size_t gather(std::span<iovec> pieces) const;
+    void consume(size_t count);
+    void clear();
+
+  private:
+    struct Piece {
+        BlockRef block;
+        std::byte *bytes;
+        size_t size;
+    };
+    bool isRoomBehindLast(size_t size) const;
+    void add(const BlockRef &block, std::byte *bytes, size_t size);
+
+    std::vector<Piece> pieces_;
+    size_t first_ = 0;
+    size_t size_ = 0;
+};
+
+}  // namespace hubd
