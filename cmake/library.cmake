@@ -12,7 +12,7 @@ set(vos_late_sonames "")
 set(vos_late_definitions "")
 set(vos_late_directories "")
 include(${PROJECT_SOURCE_DIR}/cmake/late_libraries.cmake)
-foreach(family_file IN ITEMS android_log gb18030 security semaphore)
+foreach(family_file IN ITEMS android_log console_log gb18030 security semaphore)
     include(${PROJECT_SOURCE_DIR}/cmake/families/${family_file}.cmake OPTIONAL)
 endforeach()
 

@@ -16,9 +16,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <string>
+#include <string_view>
 
 #include "internal/bytes.h"
 #include "vos/log.h"
@@ -30,6 +29,8 @@ constexpr const char *kKeyFile = "/tmp/logKeyEID4000000000";
 constexpr const char *kFile = "/tmp/log3/4000000000.log";
 LogSharedConfig *g_segment = nullptr;
 int g_syslog = -1;
+int g_file = -1;
+char g_written[1 << 17];  // one buffer for all inputs: a fresh one for each is most of the time
 
 void check(bool ok) {
     if (!ok) {
@@ -40,29 +41,30 @@ void check(bool ok) {
 /** What a printf without arguments makes of the text. */
 std::string readAsFormat(const std::string &text) {
     std::string result;
-    for (size_t i = 0; i < text.size(); i++) {
-        if (text.compare(i, 2, "%%") == 0 || text.compare(i, 2, "%m") == 0) {
-            result += text[++i] == '%' ? "%" : strerror(errno);
-        } else {
-            result += text[i];
+    size_t from = 0;
+    for (size_t at = 0; (at = text.find('%', at)) != std::string::npos; at++) {
+        const char after = text[at + 1];  // the terminator behind the last
+        if (after == '%' || after == 'm') {
+            result.append(text, from, at - from).append(after == '%' ? "%" : strerror(errno));
+            from = ++at + 1;
         }
     }
-    return result;
+    return result.append(text, from);
 }
 
-std::string fileContents() {
-    std::ifstream in{kFile, std::ios::binary};
-    return {std::istreambuf_iterator<char>{in}, {}};
+std::string_view fileContents() {
+    const ssize_t size = pread(g_file, g_written, sizeof g_written, 0);
+    check(size >= 0);
+    return {g_written, static_cast<size_t>(size)};
 }
 
 void checkSyslog(const std::string &text) {
     errno = ENOENT;
     const std::string expected = readAsFormat(text);
     oalLog_syslog(LOG_ERR, text.c_str());
-    std::string datagram(200000, '\0');
-    const ssize_t size = recv(g_syslog, datagram.data(), datagram.size(), MSG_DONTWAIT);
-    check(size > 0);
-    datagram.resize(strnlen(datagram.data(), static_cast<size_t>(size)));
+    const ssize_t size = recv(g_syslog, g_written, sizeof g_written, MSG_DONTWAIT);
+    check(size > 0 && static_cast<size_t>(size) < sizeof g_written);
+    const std::string_view datagram{g_written, strnlen(g_written, static_cast<size_t>(size))};
     check(datagram.ends_with(": " + expected));
 }
 
@@ -82,7 +84,7 @@ std::string colourOf(uint32_t level) {
 }
 
 void checkFile(uint32_t level, const std::string &func, const std::string &message) {
-    vosLog_clear(kEid);
+    check(ftruncate(g_file, 0) == 0);
     vosLog_setHeaderMask(VOS_LOG_HDRMASK_LOCATION);
     log_log(level, func.c_str(), 7, "%s", message.c_str());
     const bool raw = level == VOS_LOG_LEVEL_RAW;
@@ -118,6 +120,7 @@ bool setUp() {
     check(mount("tmpfs", "/dev", "tmpfs", 0, nullptr) == 0 &&
           bind(g_syslog, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0);
     vosLog_init(kEid);
+    g_file = open(kFile, O_RDWR | O_CLOEXEC);
     g_segment = static_cast<LogSharedConfig *>(shmat(shmget(ftok(kKeyFile, VOS_LOG_KEY_ID), 0, 0), nullptr, 0));
     return true;
 }

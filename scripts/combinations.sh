@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Builds library, tools and examples with every combination of the families that a firmware may leave out, looks at what
 # is installed and runs the tests.
-#   ./scripts/combinations.sh [--quick] [GB18030 SECURITY ANDROID_LOG]…
-# e.g. OFF ON OFF for one of them; all eight without arguments, and then the tests at each level of optimisation.
-# --quick leaves the tests out, but for those of the data formats at -O1, as CI does.
+#   ./scripts/combinations.sh [--quick] [GB18030 SECURITY ANDROID_LOG CONSOLE_LOG]…
+# e.g. OFF ON OFF ON for one of them; without arguments all eight of the first three, one without the last, and then the
+# tests at each level of optimisation. --quick leaves the tests out, but for those of the data formats at -O1, as CI does.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 # shellcheck source=scripts/packages.sh
@@ -24,23 +24,26 @@ logged() {
     }
 }
 
-# try GB18030 SECURITY ANDROID_LOG
+# try GB18030 SECURITY ANDROID_LOG CONSOLE_LOG
 try() {
     local names
     printf 'VOS_WITH_GB18030=%-3s VOS_WITH_SECURITY=%-3s VOS_WITH_ANDROID_LOG=%-3s ' "$1" "$2" "$3"
+    printf 'VOS_WITH_CONSOLE_LOG=%-3s ' "$4"
     : > "$log"
     logged cmake -G Ninja -S . -B "$dir" -DCMAKE_BUILD_TYPE=Debug -DVOS_WERROR=ON -DVOS_BUILD_TESTS="$tests" \
-        -DVOS_WITH_GB18030="$1" -DVOS_WITH_SECURITY="$2" -DVOS_WITH_ANDROID_LOG="$3"
+        -DVOS_WITH_GB18030="$1" -DVOS_WITH_SECURITY="$2" -DVOS_WITH_ANDROID_LOG="$3" \
+        -DVOS_WITH_CONSOLE_LOG="$4"
     logged cmake --build "$dir"
     # What is left out leaves nothing behind: no export, no library, no header.
     logged tests/check_library.sh "$dir/libvos.so.1" "$dir/vos.map"
     logged tests/check_install.sh cmake "$dir" tests/consumer ""
     # libvos.so opens some libraries at first use: it names them in its data.
     names=$(nm -D --defined-only "$dir/libvos.so.1" && readelf -d "$dir/libvos.so.1" && cat "$dir/install_manifest.txt" &&
-        { grep -aoE 'lib(crypto|log)[.]so[.0-9]*' "$dir/libvos.so.1" || true; })
+        { grep -aoE 'lib(crypto|log)[.]so[.0-9]*|dev/console' "$dir/libvos.so.1" || true; })
     expect "$1" 'UTF8|gb18030.h' "$(grep -iE 'EncodeToUTF8|/gb18030\.h' <<< "$names" || true)"
     expect "$2" 'libcrypto|security.h' "$(grep -E 'libcrypto|/security\.h' <<< "$names" || true)"
     expect "$3" 'liblog' "$(grep -E '^liblog|\[liblog' <<< "$names" || true)"
+    expect "$4" 'dev/console' "$(grep 'dev/console' <<< "$names" || true)"
     if [ $tests = ON ]; then
         logged ctest --test-dir "$dir" -j "$(nproc)" --output-on-failure --progress
         grep 'tests passed' "$log"
@@ -83,17 +86,18 @@ fi
 mkdir -p build
 if [ $# -gt 0 ]; then
     while [ $# -gt 0 ]; do
-        try "$1" "$2" "$3"
-        shift 3
+        try "$1" "$2" "$3" "$4"
+        shift 4
     done
 else
     for gb18030 in ON OFF; do
         for security in ON OFF; do
             for android in ON OFF; do
-                try "$gb18030" "$security" "$android"
+                try "$gb18030" "$security" "$android" ON
             done
         done
     done
+    try ON ON ON OFF
     if [ $tests = ON ]; then
         for level in -O0 -O1 -O2 -O3 -Os; do optimised $level; done
     else

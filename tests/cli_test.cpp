@@ -145,6 +145,11 @@ TEST_F(RemoteCli, WritesToAFileOfItsOwn) {
 
     std::filesystem::remove(UTIL_CLI_RESULT_FILE);
     std::filesystem::create_directory(UTIL_CLI_RESULT_FILE);
+    EXPECT_EQ(run(0, "", record), VOS_RET_OK) << "an empty directory makes room";
+    expectReply(kResult);
+
+    std::filesystem::remove(UTIL_CLI_RESULT_FILE);
+    std::filesystem::create_directories(UTIL_CLI_RESULT_FILE "/full");
     vostest::Diagnostics diagnostics;
     EXPECT_EQ(run(0, addressOf(record)), VOS_RET_OPEN_FAILED);
     EXPECT_THAT(diagnostics.takeBodies(), ElementsAre("Enter>", "open file /tmp/cli_remote_result fail"));

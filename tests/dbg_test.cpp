@@ -31,28 +31,21 @@ TEST(DiagnosticChannel, FollowsTheGateAtEveryMessage) {
     VOS_DBG_ERROR("open %d", evaluated());
     VOS_DBG_WARN("no arguments");
     VOS_DBG_DEBUG("%s", "trace");
+    utilAst_assertFunc("src/x.c", 77, "idx < len", 1);
+    utilAst_assertFunc("src/x.c", 77, "idx < len", 0);
     const std::vector<SyslogLine> lines = catcher.take();
-    ASSERT_EQ(lines.size(), 3U);
+    ASSERT_EQ(lines.size(), 4U);
     EXPECT_EQ(lines[0].priority, LOG_ERR);
     EXPECT_EQ(lines[0].text, "[TestBody:" + std::to_string(line) + "]: open 1");
     EXPECT_EQ(lines[1].priority, LOG_WARNING);
     EXPECT_EQ(lines[1].body(), "no arguments");
     EXPECT_EQ(lines[2].priority, LOG_DEBUG);
+    EXPECT_EQ(lines[3].priority, LOG_ERR);
+    EXPECT_EQ(lines[3].text, "[utilAst_assertFunc:9]: assertion \"idx < len\" failed at src/x.c:77");
 
     remove(VOS_DBG_GATE_FILE);
     VOS_DBG_ERROR("closed again");
     EXPECT_TRUE(catcher.take().empty());
-}
-
-TEST(DiagnosticChannel, AssertionReportsItsOwnNameAndNine) {
-    vostest::Diagnostics diagnostics;
-    utilAst_assertFunc("src/x.c", 77, "idx < len", 1);
-    EXPECT_TRUE(diagnostics.take().empty());
-    utilAst_assertFunc("src/x.c", 77, "idx < len", 0);
-    const std::vector<SyslogLine> lines = diagnostics.take();
-    ASSERT_EQ(lines.size(), 1U);
-    EXPECT_EQ(lines[0].priority, LOG_ERR);
-    EXPECT_EQ(lines[0].text, "[utilAst_assertFunc:9]: assertion \"idx < len\" failed at src/x.c:77");
 }
 
 }  // namespace

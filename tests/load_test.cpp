@@ -13,8 +13,7 @@ using vostest::MountOver;
 namespace {
 
 TEST(CpuOccupancy, ReadsTheKernelsLine) {
-    UtilCpuOccupy first{};
-    UtilCpuOccupy second{};
+    UtilCpuOccupy first{}, second{};
     ASSERT_EQ(UTIL_getCpuOccupy(&first), 0);
     ASSERT_EQ(UTIL_getCpuOccupy(&second), 0);
     EXPECT_STREQ(first.name, "cpu");
@@ -28,8 +27,7 @@ TEST(CpuOccupancy, TakesWhatBrokenFilesHold) {
         const char *contents;
         int result;
         const char *name;
-        uint64_t user;
-        uint64_t guest;
+        uint64_t user, guest;
     };
     const std::string longName(300, 'c');
     for (const Case &c : {Case{"cpu  1 2 3 4 5 6 7 8 9 10\n", 0, "cpu", 1, 9}, Case{"cpu 1\n", 0, "cpu", 1, 77},
@@ -51,9 +49,7 @@ TEST(CpuOccupancy, TakesWhatBrokenFilesHold) {
 TEST(CpuOccupancy, ComparesTwoSnapshots) {
     struct Case {
         const char *what;
-        uint64_t busy;
-        uint64_t idle;
-        uint64_t stolen;
+        uint64_t busy, idle, stolen;
         uint32_t percent;
     };
     for (const Case &c : {Case{"no time", 0, 0, 0, 0}, Case{"idle", 0, 500, 0, 0}, Case{"busy", 500, 0, 0, 100},

@@ -1,3 +1,2 @@
-if(VOS_WITH_ANDROID_LOG)
-    target_compile_definitions(${name} PRIVATE VOS_WITH_ANDROID_LOG=1)
-endif()
+target_compile_definitions(${name} PRIVATE VOS_WITH_ANDROID_LOG=$<BOOL:${VOS_WITH_ANDROID_LOG}>
+    VOS_WITH_CONSOLE_LOG=$<BOOL:${VOS_WITH_CONSOLE_LOG}>)

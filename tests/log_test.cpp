@@ -18,6 +18,7 @@
 #include <ctime>
 #include <functional>
 
+#include "internal/guards.h"
 #include "support/files.h"
 #include "support/leak.h"
 #include "support/syslog_catcher.h"
@@ -376,15 +377,12 @@ TEST_F(LogTest, WritesToTerminalConsoleAndAndroid) {
     const auto before = std::filesystem::current_path();
     std::filesystem::current_path(root.path());
     vosLog_printf(3, VOS_LOG_DEST_CONSOLE, true, "to the console");
-    EXPECT_THAT(readText("dev/console"), MatchesRegex("\\[20..-[01].-[0-3]. ..:..:..\\]to the console\n"));
+    EXPECT_THAT(readText("dev/console"),
+                MatchesRegex(VOS_WITH_CONSOLE_LOG ? "\\[20..-[01].-[0-3]. ..:..:..\\]to the console\n" : ""));
     std::filesystem::current_path(before);
 
     const std::string android = errors([] { vosLog_printf(5, VOS_LOG_DEST_ANDROID, true, "%s 5%%"); });
-#if VOS_WITH_ANDROID_LOG
-    EXPECT_THAT(android, MatchesRegex("EID4711 +W .* %s 5%\n"));
-#else
-    EXPECT_EQ(android, "");
-#endif
+    EXPECT_THAT(android, MatchesRegex(VOS_WITH_ANDROID_LOG ? "EID4711 +W .* %s 5%\n" : ""));
 }
 
 TEST(LogInit, TakesTheNameOfPluginEntityOrNumber) {
@@ -423,37 +421,97 @@ TEST(LogInit, TakesTheNameOfPluginEntityOrNumber) {
     std::filesystem::current_path(before);
 }
 
+/** What `vosLog_init` or another call prints, the log closed again. */
+std::string initPrints(VosEntityId eid) {
+    const std::string text = printed([eid] { vosLog_init(eid); });
+    vosLog_cleanup();
+    return text;
+}
+
 TEST(LogInit, SaysOnStandardOutputWhatIsMissing) {
-    const auto init = [](VosEntityId eid) {
-        const std::string text = printed([eid] { vosLog_init(eid); });
-        vosLog_cleanup();
-        return text;
-    };
-    EXPECT_THAT(init(0), MatchesRegex("vosLog_create:[0-9]+ Invalid eid\n"));
+    EXPECT_THAT(initPrints(0), MatchesRegex("vosLog_create:[0-9]+ Invalid eid\n"));
     EXPECT_EQ(vosLog_getMaxSize(), 32768U);
-
-    std::filesystem::remove_all("/tmp/log3");
-    std::filesystem::create_symlink("/nowhere", "/tmp/log3");
-    EXPECT_THAT(init(17), MatchesRegex("vosLog_create:[0-9]+ Mkdir log dir failed for eid 0x11\\(File exists\\)\n"));
-    std::filesystem::remove("/tmp/log3");
-    std::filesystem::create_directories("/tmp/log3/17.log");
-    EXPECT_THAT(init(17), MatchesRegex("vosLog_create:[0-9]+ Open log file failed for eid 0x11\\(Is a directory\\)\n"));
-
-    std::filesystem::create_directory("/tmp/logKeyEID4718");
-    EXPECT_THAT(init(4718), MatchesRegex("vosLog_init:[0-9]+:fopen /tmp/logKeyEID4718 error, Is a directory\n"));
-    EXPECT_EQ(vosLog_getMaxSize(), 32U) << "no configuration";
-
     writeText("/tmp/logKeyEID4719", "");
     ASSERT_GE(shmget(keyOf("EID4719"), 2575, IPC_CREAT | 0666), 0);
-    EXPECT_THAT(init(4719), MatchesRegex("vosLog_init:[0-9]+:eid=EID4719, shmat fail\n"));
-    EXPECT_EQ(vosLog_getMaxSize(), 32U);
+    EXPECT_THAT(initPrints(4719), MatchesRegex("vosLog_init:[0-9]+:eid=EID4719, shmat fail\n"));
+    EXPECT_EQ(vosLog_getMaxSize(), 32U) << "no configuration";
 
     constexpr const char *kLimit = "/proc/sys/kernel/shmmni";  // of this IPC namespace, root's to change
     if (access(kLimit, W_OK) == 0) {
         const std::string limit = readText(kLimit);
         writeText(kLimit, "1");
-        EXPECT_THAT(init(21000), MatchesRegex("vosLog_init:[0-9]+:eid=EID21000, shmget fail\n"));
+        EXPECT_THAT(initPrints(21000), MatchesRegex("vosLog_init:[0-9]+:eid=EID21000, shmget fail\n"));
         writeText(kLimit, limit);
+    }
+}
+
+/** A neighbour plants what a shell command makes in the place of a file. Somebody else's file must not change. */
+class Neighbour : public testing::Test {
+  protected:
+    Neighbour() { writeText("/tmp/victim", "precious"); }
+    ~Neighbour() override { std::filesystem::remove_all("/tmp/log3"); }
+
+    static void plant(const std::string &command, const std::string &path) {
+        std::filesystem::create_directories("/tmp/log3");
+        std::filesystem::remove_all(path);
+        ASSERT_EQ(system((command + " " + path).c_str()), 0);
+        alarm(10);  // a wait for a pipe's other end has no end
+    }
+    static void expectNothingElseTouched() {
+        alarm(0);
+        EXPECT_EQ(readText("/tmp/victim"), "precious");
+        EXPECT_FALSE(std::filesystem::exists("/tmp/made"));
+    }
+};
+
+TEST_F(Neighbour, PlantsNothingThatAnInitFollowsOrWaitsFor) {
+    constexpr const char *kKeyFile = "/tmp/logKeyEID4711";
+    constexpr const char *kKey = "vosLog_init:[0-9]+:fopen /tmp/logKeyEID4711 error, ";
+    constexpr const char *kOpen = "vosLog_create:[0-9]+ Open log file failed for eid 0x1267";
+    constexpr const char *kMkdir = "vosLog_create:[0-9]+ Mkdir log dir failed for eid 0x1267";
+    struct Row {
+        const char *path, *command, *text, *reason;
+        bool isRead = false;
+    };
+    for (const Row &r :
+         {Row{kKeyFile, "mkfifo", kKey, "No such device or address"},
+          Row{kKeyFile, "mkfifo", kKey, "No such device or address", true},
+          Row{kKeyFile, "ln -s /tmp/victim", kKey, "Too many levels of symbolic links"},
+          Row{kKeyFile, "ln -s /tmp/made", kKey, "Too many levels of symbolic links"},
+          Row{kKeyFile, "mkdir", kKey, "Is a directory"}, Row{kFile, "mkfifo", kOpen, "No such device or address"},
+          Row{kFile, "mkfifo", kOpen, "No such device or address", true},
+          Row{kFile, "ln -s /tmp/victim", kOpen, "Too many levels of symbolic links"},
+          Row{kFile, "ln -s /tmp/made", kOpen, "Too many levels of symbolic links"},
+          Row{kFile, "ln /tmp/victim", kOpen, "Too many links"}, Row{kFile, "mkdir", kOpen, "Is a directory"},
+          Row{"/tmp/log3", "ln -s /tmp", kOpen, "Not a directory"},
+          Row{"/tmp/log3", "ln -s /tmp/made", kMkdir, "File exists"},
+          Row{"/tmp/log3", "mkfifo", kMkdir, "File exists"}}) {
+        SCOPED_TRACE(std::string{r.path} + " " + r.command);
+        plant(r.command, r.path);
+        const vos::UniqueFd reader{r.isRead ? open(r.path, O_RDONLY | O_NONBLOCK) : -1};
+        EXPECT_THAT(initPrints(kEid), MatchesRegex(r.text + std::string{"\\(?"} + r.reason + "\\)?\n"));
+        EXPECT_EQ(vosLog_getMaxSize(), r.text == kKey ? 32U : 32768U);
+        expectNothingElseTouched();
+        std::filesystem::remove_all(r.path);
+    }
+}
+
+TEST_F(Neighbour, PlantsNothingThatARotationWritesTo) {
+    for (const std::string command : {"mkfifo", "ln -s /tmp/victim", "ln -s /tmp/made", "ln /tmp/victim", "mkdir"}) {
+        SCOPED_TRACE(command);
+        plant(command, kOlderFile);
+        vosLog_init(kEid);
+        vosLog_setMaxSize(1);
+        if (!command.starts_with("ln /") && command != "mkdir") {
+            EXPECT_THAT(printed([] { vosLog_show(kEid); }), MatchesRegex("vosLog_show:[0-9]+ Open log file failed .*"));
+        }
+        vosLog_printf(3, kFileOnly, true, "older");
+        vosLog_printf(3, kFileOnly, true, "new");
+        EXPECT_EQ(readText(kFile), "new\n");
+        EXPECT_TRUE(command == "mkdir" || readText(kOlderFile) == "older\n");
+        vosLog_clear(kEid);
+        vosLog_cleanup();
+        expectNothingElseTouched();
     }
 }
 
@@ -470,15 +528,11 @@ TEST(Redirection, KeepsWhatWasSavedFirstAndRestoresIt) {
         ok = ok && vosLog_stdRevert() == VOS_RET_OK && g_vosStdin == -1 && g_vosStdout == -1 && g_vosStderr == -1;
         return ok && targetOf(0) == input && targetOf(1) == output && fcntl(saved, F_GETFD) >= 0;
     }));
-}
-
-TEST(Redirection, ServesProcessesThatStartedWithClosedDescriptors) {
-    const Terminal terminal;
-    EXPECT_TRUE(inChild([&] {
+    EXPECT_TRUE(inChild([&] {  // started with closed descriptors
         const std::string output = targetOf(1);
         close(0);
         close(2);
-        return vosLog_stdRedirect(terminal.name) == VOS_RET_OK && standardsAre(terminal) && g_vosStdin == -1 &&
+        return vosLog_stdRedirect(first.name) == VOS_RET_OK && standardsAre(first) && g_vosStdin == -1 &&
                vosLog_stdRevert() == VOS_RET_OK && targetOf(1) == output;
     }));
 }
@@ -486,9 +540,13 @@ TEST(Redirection, ServesProcessesThatStartedWithClosedDescriptors) {
 TEST(Redirection, FindsTheTerminalOfTheLastLogin) {
     const Terminal terminal;
     EXPECT_EQ(vosLog_stdToLastPty(), VOS_RET_NO_RESOURCE);
+    std::filesystem::create_directory(VOS_LOG_LAST_PTY);  // what a neighbour may have put there
     EXPECT_EQ(vosLog_saveLastPty("/dev/none"), VOS_RET_OK);
     EXPECT_EQ(vosLog_saveLastPty(terminal.name), VOS_RET_OK);
     EXPECT_TRUE(inChild([&] { return vosLog_stdToLastPty() == VOS_RET_OK && standardsAre(terminal); }));
+    if (lchown(VOS_LOG_LAST_PTY, 1234, 1234) == 0) {  // more users than one
+        EXPECT_TRUE(inChild([&] { return vosLog_stdToLastPty() == VOS_RET_NO_RESOURCE && !standardsAre(terminal); }));
+    }
     for (const char *path : {static_cast<const char *>(nullptr), ""}) {
         EXPECT_EQ(vosLog_stdRedirect(path), VOS_RET_BAD_ARG);
         EXPECT_EQ(vosLog_saveLastPty(path), VOS_RET_BAD_ARG);

@@ -63,6 +63,12 @@ TEST_F(LogToolTest, ShowsSettingsFilesAndTheRing) {
     EXPECT_THAT(shown.out, HasSubstr("oldest first:\n    <main:2>\n    <main:3>\n"));
     EXPECT_THAT(shown.out, EndsWith("    <main:32>\n    <main:33>\n"));
     EXPECT_THAT(vosctl("log EID4711 --follow >/dev/full").err, HasSubstr("cannot write the result: No space"));
+    for (const char *arguments : {"log EID4711 >&-", "--help >&-"}) {
+        const Outcome closed = vosctl(arguments);
+        EXPECT_EQ(closed.status, 1);
+        EXPECT_EQ(closed.err, "vosctl: cannot write the result: Bad file descriptor\n");
+    }
+    EXPECT_EQ(vosctl("log EID4711 --level error >&-").status, 0) << "prints nothing";
 
     memset(segment_->callSites, '\033', sizeof segment_->callSites);
     segment_->callSiteNext = 0xFFFFFFFF;
@@ -108,6 +114,11 @@ TEST_F(LogToolTest, ListsEverySegmentDeadAndForeignOnesToo) {
         {"log hubd --dest disk", 2, "give stderr, syslog, tty, android, console or a number"},
         {"log hubd --follow", 1, "cannot read '/tmp/log3/20.log': No such file or directory"},
     });
+    std::filesystem::create_directory("/tmp/log3/20.log");
+    vostest::expectComplaints({{"log hubd --follow", 1, "cannot read '/tmp/log3/20.log': Is a directory"}});
+    std::filesystem::remove("/tmp/log3/20.log");
+    ASSERT_EQ(symlink("/etc/passwd", "/tmp/log3/20.log"), 0);
+    vostest::expectComplaints({{"log hubd --follow", 1, "cannot read '/tmp/log3/20.log': Too many levels"}});
 }
 
 TEST_F(LogToolTest, AsksTheHubForTheNumberBehindAName) {
@@ -138,6 +149,10 @@ TEST_F(LogToolTest, FollowsTheFileThroughRotation) {
     std::filesystem::remove("/tmp/log3/4711.log");
     vostest::writeText("/tmp/log3/4711.log", "made anew\n");
     EXPECT_STREQ(fgets(line, sizeof line, follower), "made anew\n");
+    vosLog_cleanup();
+    vosLog_init(kEid);
+    vosLog_printf(3, kFileOnly, true, "\033[1;31mred\033[0m \033]0;title\a \033[2J\t\r\x9b \033");
+    EXPECT_STREQ(fgets(line, sizeof line, follower), "\033[1;31mred\033[0m .]0;title. .[2J\t.. .\n");
     kill(pid, SIGKILL);
     pclose(follower);
 }

@@ -13,8 +13,8 @@ if(NOT VOS_WITH_ANDROID_LOG)
 elseif(NOT vos_android_log_found)
     message(FATAL_ERROR "VOS_WITH_ANDROID_LOG needs liblog (Debian: android-liblog-dev)")
 else()
-    set_source_files_properties(${PROJECT_SOURCE_DIR}/src/vos/log/destination.cpp
-        PROPERTIES COMPILE_DEFINITIONS VOS_WITH_ANDROID_LOG=1)
+    set_property(SOURCE ${PROJECT_SOURCE_DIR}/src/vos/log/entry.cpp
+        APPEND PROPERTY COMPILE_DEFINITIONS VOS_WITH_ANDROID_LOG=1)
     set_source_files_properties(${PROJECT_SOURCE_DIR}/src/vos/linux/oal_log/android.cpp
         PROPERTIES COMPILE_OPTIONS "-isystem${VOS_ANDROID_LOG_INCLUDE}")
     list(APPEND vos_private_libs ${VOS_ANDROID_LOG_LIBRARY})  # its own calls stay in reach of the process

@@ -12,8 +12,16 @@
  *
  *  Nothing here takes a lock of its own. Entries may be written by any thread once vosLog_init() has returned; init,
  *  cleanup and the redirections belong to one thread at a time. The ring of call sites is meant for one process for
- *  each name: threads that log at once may overwrite each other's slots, never anything else. What other processes
- *  write into the segment is never trusted.
+ *  each name: threads that log at once may overwrite each other's slots, never anything else.
+ *
+ *  The segment is open to every user (mode 0666), and whoever may write to it can run commands as the daemon: he
+ * chooses destination VOS_LOG_DEST_CONSOLE, whose shell runs what stands in the next entry. A library built with
+ *  -DVOS_WITH_CONSOLE_LOG=OFF writes the file only there. Nothing else that is written into the segment does more than
+ *  silence the log, fill it or send it elsewhere.
+ *
+ *  Key file, log file and older generation lie where others may put something first. They are opened and made without
+ *  following a link, without waiting for a pipe's other end, and only as regular files; a log file with a second name
+ * is refused too. What is refused counts as a file that cannot be opened.
  */
 #ifndef VOS_LOG_H
 #define VOS_LOG_H
@@ -47,7 +55,8 @@ typedef enum {
     VOS_LOG_DEST_TTY = 3,     /**< the serial terminal VOS_LOG_TTY */
     VOS_LOG_DEST_ANDROID = 4, /**< Android's system log buffer, where the library is built with it and finds it */
     /** The console, through a shell: "echo [time]text > dev/console" below the working directory. The text is not
-     *  quoted, so the shell runs what stands in it; never choose this where messages carry text from outside. */
+     *  quoted, so the shell runs what stands in it; never choose this where messages carry text from outside. Left out
+     *  with -DVOS_WITH_CONSOLE_LOG=OFF. */
     VOS_LOG_DEST_CONSOLE = 6
 } VosLogDestination;
 
@@ -144,9 +153,10 @@ void vosLog_vprintf(uint32_t level, uint32_t destination, bool appendNewline, co
 /** Writes a text to the log file, if one is open, and to a destination; what every entry ends in.
  *
  *  The file is rotated first when its position has reached the maximum size, so that it may exceed it by one entry:
- *  the file is copied over "%u.log.0" and truncated. Processes that share one file each go by their own position.
- *  Terminals get a line feed in any case. Syslog and the Android log know the text as a format, of which only what
- *  needs no arguments is read: "%%" becomes "%" and "%m" the text of errno, every other '%' stands for itself.
+ *  what stands under "%u.log.0" is removed, the file is copied there and truncated. Processes that share one file each
+ * go by their own position. Terminals get a line feed in any case. Syslog and the Android log know the text as a
+ * format, of which only what needs no arguments is read: "%%" becomes "%" and "%m" the text of errno, every other '%'
+ * stands for itself.
  *
  *  @param level  priority for syslog and the Android log; not compared with anything
  *  @param text   NULL writes nothing
@@ -172,7 +182,8 @@ void vosLog_setHeaderMask(uint32_t mask);
 uint32_t vosLog_getHeaderMask(void);
 /** @} */
 
-/** Prints both generations of an entity's log file to standard output, the older one first; a complaint for 0. */
+/** Prints both generations of an entity's log file to standard output, the older one first; a complaint for 0 and for
+ *  what is there and cannot be opened. */
 void vosLog_show(VosEntityId eid);
 
 /** Removes the older generation of @p eid's log file and empties the calling process's own file, whoever @p eid is. A
@@ -203,10 +214,11 @@ VosRet vosLog_stdRedirect(const char *ttyPath);
 VosRet vosLog_stdRevert(void);
 
 /** Remembers a terminal device as the one of the last login; VOS_RET_OK, also when the link cannot be written;
- *  VOS_RET_BAD_ARG for NULL or an empty name. */
+ *  VOS_RET_BAD_ARG for NULL or an empty name. What stands in the link's place is removed, an empty directory too. */
 VosRet vosLog_saveLastPty(const char *ttyName);
 
-/** vosLog_stdRedirect() to the terminal of the last login. */
+/** vosLog_stdRedirect() to the terminal of the last login; VOS_RET_NO_RESOURCE also when what stands in the link's
+ * place belongs neither to root nor to the caller's user. */
 VosRet vosLog_stdToLastPty(void);
 
 void oalLog_init(void);    /**< opens syslog without an identity, facility LOG_DAEMON */

@@ -53,7 +53,7 @@ VosRet refuse(VosMsgHandle *msgHandle, const VosMsgHeader *msg) {
 }
 
 vos::UniqueFile createResultFile() {
-    unlink(UTIL_CLI_RESULT_FILE);
+    remove(UTIL_CLI_RESULT_FILE);  // an empty directory in its place too
     vos::UniqueFd fd{open(UTIL_CLI_RESULT_FILE, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666)};
     vos::UniqueFile file{fd ? fdopen(fd.get(), "w+") : nullptr};
     if (file) {

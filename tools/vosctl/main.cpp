@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "command.h"
-#include "common/standard_descriptors.h"
 #include "output.h"
 
 namespace {
@@ -43,9 +42,7 @@ Command::Command(const char *commandName, const char *commandSummary, SetUp comm
 
 // NOLINTNEXTLINE(bugprone-exception-escape): without memory for its command line the program may end
 int main(int argc, char **argv) {
-    vostool::openMissingStandardDescriptors();
-    // Written out by flushOutput() only: musl writes the first line at once, and why that failed would be lost.
-    setvbuf(stdout, nullptr, _IOFBF, BUFSIZ);
+    vosctl::prepareOutput();
     CLI::App app{"Talks to the hub and to what runs on it.", "vosctl"};
     app.set_version_flag("--version", VOSCTL_VERSION);
     app.require_subcommand(1);
@@ -54,12 +51,13 @@ int main(int argc, char **argv) {
         command->setUp(*app.add_subcommand(command->name, command->summary));
     }
     try {
-        app.parse(argc, argv);
+        try {
+            app.parse(argc, argv);
+        } catch (const CLI::Success &help) {  // --help, --version
+            app.exit(help);
+        }
         vosctl::flushOutput();
     } catch (const CLI::ParseError &error) {
-        if (error.get_exit_code() == 0) {
-            return app.exit(error);  // --help, --version
-        }
         const bool unknown = app.get_subcommands().empty() && app.remaining_size() > 0;
         return fail(app, unknown ? "unknown command or option '" + app.remaining().front() + "'" : error.what(),
                     vosctl::Exit::usage);

@@ -1,4 +1,4 @@
-// Entries: level test, colour, header and message.
+// Entries: level test, colour, header and message, then the one writer: file first, then the destination.
 #include "vos/log.h"
 
 #include <syslog.h>
@@ -38,6 +38,21 @@ const Style &styleOf(uint32_t level) {
     }
     return kOtherStyle;
 }
+
+struct Destination {
+    uint32_t value;
+    void (*write)(uint32_t level, bool appendNewline, const char *text);
+};
+constexpr Destination kDestinations[] = {
+    {VOS_LOG_DEST_STDERR, vos::log::writeToStderr},   {VOS_LOG_DEST_SYSLOG, vos::log::writeToSyslog},
+    {VOS_LOG_DEST_TTY, vos::log::writeToTty},
+#if VOS_WITH_ANDROID_LOG
+    {VOS_LOG_DEST_ANDROID, vos::log::writeToAndroid},
+#endif
+#if VOS_WITH_CONSOLE_LOG
+    {VOS_LOG_DEST_CONSOLE, vos::log::writeToConsole},
+#endif
+};
 
 void addHeader(CutText &entry, uint32_t destination, const char *levelWord, const char *func, uint32_t line) {
     const uint32_t mask = g_state.headerMask;
@@ -111,6 +126,18 @@ void vosLog_vprintf(uint32_t level, uint32_t destination, bool appendNewline, co
     CutText{buffer}.text(kBlue).format(fmt, args).text(kColourReset);
     va_end(args);
     vosLog_printf(level, destination, appendNewline, buffer);
+}
+
+void vosLog_printf(uint32_t level, uint32_t destination, bool appendNewline, const char *text) {
+    if (text == nullptr) {
+        return;
+    }
+    vos::log::writeToFile(appendNewline, text);
+    for (const Destination &known : kDestinations) {
+        if (known.value == destination) {
+            known.write(level, appendNewline, text);
+        }
+    }
 }
 
 int vosSyslog_info(const char *fmt, ...) {

@@ -3,16 +3,12 @@
 
 #include <cerrno>
 #include <cstring>
+#include <initializer_list>
 
-#include "internal/cut_text.h"
 #include "internal/guards.h"
 #include "vos/log/parts.h"
 
 namespace vos::log {
-
-void filePath(char (&path)[kPathSize], VosEntityId eid, bool older) {
-    CutText{path}.text(VOS_LOG_DIRECTORY).number(eid).text(older ? ".log.0" : ".log");
-}
 
 void writeToFile(bool appendNewline, const char *text) {
     FILE *file = g_state.file;
@@ -40,9 +36,7 @@ void vosLog_show(VosEntityId eid) {
         return;
     }
     for (const bool older : {true, false}) {
-        char path[vos::log::kPathSize];
-        vos::log::filePath(path, eid, older);
-        vos::log::printFile(path);
+        vos::log::printFile(eid, older);
     }
 }
 
@@ -51,9 +45,7 @@ void vosLog_clear(VosEntityId eid) {
         printf("%s:%d Invalid eid\n", __func__, __LINE__);
         return;
     }
-    char older[vos::log::kPathSize];
-    vos::log::filePath(older, eid, true);
-    remove(older);
+    vos::log::removeOlder(eid);
     // The current file emptied is the caller's own, as callers know it, whatever eid they pass.
     FILE *file = g_state.file;
     if (file == nullptr) {

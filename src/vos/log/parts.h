@@ -1,4 +1,15 @@
 // What the files of the daemon log share: the state of the process and the pieces an entry passes through.
+//
+//     init.cpp      vosLog_init, vosLog_cleanup
+//     entry.cpp     log_log, vosLog_vprintf, vosLog_printf, vosSyslog_info, vosLog_security
+//     settings.cpp  vosLog_set…, vosLog_get…, vosLog_cache: what lies in the segment
+//     file.cpp      vosLog_show, vosLog_clear
+//     hexdump.cpp   vosLog_hexDump
+//     redirect.cpp  vosLog_std…, vosLog_saveLastPty
+//     format.cpp    texts that other loggers take as a format
+//
+// and below them, in src/vos/linux/oal_log, what speaks to the kernel: segment, file, syslog (oalLog_…), terminal, and
+// a destination each in console.cpp and android.cpp, the rest in destination.cpp.
 #ifndef VOS_LOG_PARTS_H
 #define VOS_LOG_PARTS_H
 
@@ -30,25 +41,19 @@ inline const char *appName() {
     return g_state.appName == nullptr ? "unknown" : g_state.appName;
 }
 
-inline constexpr size_t kNameSize = 64;
-inline constexpr size_t kPathSize = 128;
-
-/** The name under which the process of `eid` is known; empty when its plug-in has none. */
-void resolveName(VosEntityId eid, char (&name)[kNameSize]);
-
 /** Attaches the segment of `name`, creates it where missing; NULL with the reason on standard output. */
 LogSharedConfig *attachSegment(const char *name);
 
-/** Path of an entity's log file or, with `older`, of the generation before it. */
-void filePath(char (&path)[kPathSize], VosEntityId eid, bool older);
 /** Opens an entity's log file, creates the directory where missing; NULL with the reason on standard output. */
 FILE *openFile(VosEntityId eid);
 /** Copies the file to the older generation and empties it. */
 void rotateFile(FILE *file, VosEntityId eid);
 /** Empties an open log file; false with errno. */
 bool emptyFile(FILE *file);
-/** Prints a file to standard output through cat. */
-void printFile(const char *path);
+/** Removes the older generation. */
+void removeOlder(VosEntityId eid);
+/** Prints an entity's log file or, with `older`, the generation before it, to standard output. */
+void printFile(VosEntityId eid, bool older);
 /** Writes to the process's log file, if there is one, and rotates it when due. */
 void writeToFile(bool appendNewline, const char *text);
 
@@ -63,6 +68,14 @@ void writeToSyslog(uint32_t level, bool appendNewline, const char *text);
 void writeToTty(uint32_t level, bool appendNewline, const char *text);
 void writeToAndroid(uint32_t level, bool appendNewline, const char *text);
 void writeToConsole(uint32_t level, bool appendNewline, const char *text);
+
+/** Puts a terminal in the place of the standard descriptors; see vosLog_stdRedirect(). */
+VosRet redirectStandards(const char *ttyPath);
+void revertStandards();
+/** Points the link of the last login to a terminal, whatever stands in its place. */
+void linkLastTerminal(const char *ttyName);
+/** Whether what stands in the link's place is root's or this user's own, as it must be before it is written to. */
+bool trustsLastTerminal();
 
 }  // namespace vos::log
 

@@ -13,10 +13,11 @@ SRC_URI = "${LIBVOS_MIRROR}/libvos-${PV}.tar.gz"
 
 inherit cmake pkgconfig
 
-PACKAGECONFIG ??= "security gb18030 semtimedop-fallback"
+PACKAGECONFIG ??= "security gb18030 console-log semtimedop-fallback"
 # libcrypto, and with glibc libcrypt, are opened at first use: the scan for shared libraries does not see them.
 PACKAGECONFIG[security] = "-DVOS_WITH_SECURITY=ON,-DVOS_WITH_SECURITY=OFF,openssl,libcrypto"
 PACKAGECONFIG[gb18030] = "-DVOS_WITH_GB18030=ON,-DVOS_WITH_GB18030=OFF"
+PACKAGECONFIG[console-log] = "-DVOS_WITH_CONSOLE_LOG=ON,-DVOS_WITH_CONSOLE_LOG=OFF"
 PACKAGECONFIG[semtimedop-fallback] = "-DVOS_SEMTIMEDOP_FALLBACK=ON,-DVOS_SEMTIMEDOP_FALLBACK=OFF"
 # Hub and command-line tool for development images; CLI11 and the JSON library come from meta-oe.
 PACKAGECONFIG[tools] = "-DVOS_BUILD_TOOLS=ON,-DVOS_BUILD_TOOLS=OFF,cli11 nlohmann-json"

@@ -1,20 +1,9 @@
-// Where entries go besides the log file: standard error, syslog, the serial terminal and the console.
+// Standard error, syslog and the serial terminal as destinations of an entry.
 #include "vos/log/parts.h"
 
 #include <fcntl.h>
-#include <unistd.h>
-#include <cstdlib>
-#include <cstring>
-#include <ctime>
 
 namespace vos::log {
-
-namespace {
-
-constexpr size_t kDateSize = 128;
-constexpr size_t kConsoleCommandSize = 256;
-
-}  // namespace
 
 void writeToStderr(uint32_t, bool appendNewline, const char *text) {
     fprintf(stderr, appendNewline ? "%s\n" : "%s", text);
@@ -31,19 +20,6 @@ void writeToTty(uint32_t, bool, const char *text) {
         // One line feed whatever the caller asked for: users of the terminal know it.
         dprintf(tty.get(), "%s\n", text);
     }
-}
-
-void writeToConsole(uint32_t, bool, const char *text) {
-    tzset();
-    const time_t now = time(nullptr);
-    tm local{};
-    localtime_r(&now, &local);
-    char date[kDateSize] = "";
-    strftime(date, sizeof date, "%Y-%m-%d %T", &local);
-    char command[kConsoleCommandSize];
-    // The path is relative: daemons work in the root directory.
-    snprintf(command, sizeof command, "echo [%s]%s > dev/console", date, text);
-    [[maybe_unused]] const int ignored = system(command);
 }
 
 }  // namespace vos::log

@@ -5,6 +5,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "internal/regular_file.h"
+
 namespace vos::log {
 
 namespace {
@@ -29,7 +31,7 @@ LogSharedConfig *attachSegment(const char *name) {
     constexpr const char *kFunction = "vosLog_init";
     char path[kKeyPathSize];
     snprintf(path, sizeof path, VOS_LOG_KEY_FILE, name);
-    if (!UniqueFile{fopen(path, "ae")}) {
+    if (!openOrMakeRegular(AT_FDCWD, path, O_WRONLY | O_APPEND)) {
         printf("%s:%d:fopen %s error, %s\n", kFunction, __LINE__, path, strerror(errno));
         return nullptr;
     }

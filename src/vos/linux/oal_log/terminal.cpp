@@ -1,16 +1,17 @@
-// Standard descriptors moved to a terminal and back.
-#include "vos/log.h"
+// Standard descriptors moved to a terminal and back, and the link to the terminal of the last login.
+#include "vos/log/parts.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <array>
 #include <cerrno>
 
-#include "internal/guards.h"
-
 int32_t g_vosStdin = -1;
 int32_t g_vosStdout = -1;
 int32_t g_vosStderr = -1;
+
+namespace vos::log {
 
 namespace {
 
@@ -28,12 +29,9 @@ int duplicate(int fd) {
 
 }  // namespace
 
-VosRet vosLog_stdRedirect(const char *ttyPath) {
-    if (ttyPath == nullptr || ttyPath[0] == '\0') {
-        return VOS_RET_BAD_ARG;
-    }
-    vos::UniqueFd opened{open(ttyPath, O_RDWR | O_NOCTTY | O_CLOEXEC)};
-    const vos::UniqueFd tty{opened.get() > STDERR_FILENO ? opened.release() : duplicate(opened.get())};
+VosRet redirectStandards(const char *ttyPath) {
+    UniqueFd opened{open(ttyPath, O_RDWR | O_NOCTTY | O_CLOEXEC)};
+    const UniqueFd tty{opened.get() > STDERR_FILENO ? opened.release() : duplicate(opened.get())};
     if (!tty) {
         return VOS_RET_NO_RESOURCE;
     }
@@ -53,7 +51,7 @@ VosRet vosLog_stdRedirect(const char *ttyPath) {
     return ret;
 }
 
-VosRet vosLog_stdRevert() {
+void revertStandards() {
     for (const Standard &standard : kStandards) {
         if (*standard.saved >= 0) {
             dup2(*standard.saved, standard.fd);
@@ -61,18 +59,16 @@ VosRet vosLog_stdRevert() {
             *standard.saved = -1;
         }
     }
-    return VOS_RET_OK;
 }
 
-VosRet vosLog_saveLastPty(const char *ttyName) {
-    if (ttyName == nullptr || ttyName[0] == '\0') {
-        return VOS_RET_BAD_ARG;
-    }
-    unlink(VOS_LOG_LAST_PTY);
+void linkLastTerminal(const char *ttyName) {
+    remove(VOS_LOG_LAST_PTY);  // an empty directory in its place too
     [[maybe_unused]] const int ignored = symlink(ttyName, VOS_LOG_LAST_PTY);
-    return VOS_RET_OK;
 }
 
-VosRet vosLog_stdToLastPty() {
-    return vosLog_stdRedirect(VOS_LOG_LAST_PTY);
+bool trustsLastTerminal() {
+    struct stat link;
+    return lstat(VOS_LOG_LAST_PTY, &link) == 0 && (link.st_uid == 0 || link.st_uid == geteuid());
 }
+
+}  // namespace vos::log

@@ -1,13 +1,27 @@
 // Opening and closing the daemon log of a process.
 #include "vos/log.h"
 
+#include "internal/cut_text.h"
+#include "vos/eid.h"
 #include "vos/log/parts.h"
+#include "vos/plugin_info.h"
 
 namespace vos::log {
 
 constinit State g_state;
 
 namespace {
+
+constexpr size_t kNameSize = 64;
+
+// The name under which the process of `eid` is known; empty when its plug-in has none.
+void resolveName(VosEntityId eid, char (&name)[kNameSize]) {
+    if (UTIL_pluginGetName(name, sizeof name) == VOS_RET_OK ||
+        vosEid_getAppName(name, sizeof name, eid) == VOS_RET_OK) {
+        return;
+    }
+    CutText{name}.text("EID").number(eid);
+}
 
 FILE *createFile(VosEntityId eid) {
     if (eid == 0) {

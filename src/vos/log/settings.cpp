@@ -1,6 +1,8 @@
-// Settings of the daemon log: those in the shared segment and the header mask.
+// What a daemon log keeps in its shared segment: the settings and the ring of call sites. The header mask, which is the
+// process's own, stands with the settings.
 #include "vos/log.h"
 
+#include "internal/cut_text.h"
 #include "vos/log/parts.h"
 
 namespace {
@@ -18,6 +20,25 @@ void set(uint32_t LogSharedConfig::*field, uint32_t value) {
 }
 
 }  // namespace
+
+namespace vos::log {
+
+// Runs for every suppressed entry of a daemon, hence no printf.
+void recordCallSite(LogSharedConfig *config, const char *func, uint32_t line) {
+    uint32_t slot = read(config->callSiteNext);
+    if (slot < VOS_LOG_CALL_SITES) {
+        CutText{config->callSites[slot]}
+            .character('<')
+            .text(func == nullptr ? "?" : func)
+            .character(':')
+            .signedNumber(line)
+            .character('>');
+        slot++;
+    }
+    write(config->callSiteNext, slot % VOS_LOG_CALL_SITES);
+}
+
+}  // namespace vos::log
 
 void vosLog_setLevel(uint32_t level) {
     set(&LogSharedConfig::level, level);
@@ -50,4 +71,10 @@ void vosLog_setHeaderMask(uint32_t mask) {
 
 uint32_t vosLog_getHeaderMask() {
     return g_state.headerMask;
+}
+
+void vosLog_cache(const char *func, uint32_t line) {
+    if (vos::log::g_state.config != nullptr) {
+        vos::log::recordCallSite(vos::log::g_state.config, func, line);
+    }
 }
