@@ -23,7 +23,7 @@ SECONDS = 30  # for a run; tests wait one for what does not come
 BUSY_SECONDS = 5  # of processor time more than without a failure: it did not wait but ran in circles
 JOBS = 6  # for each processor: many runs only wait
 # Leave a block of their own behind when their next call fails: callers' heap statistics count on it.
-KEEPERS = ("vos::receiveMessage(", "UTIL_taskStart")
+KEEPERS = ("vos::MessageStream::", "UTIL_taskStart")
 SHARED_SIZE = 4096  # what processes share, see tests/faults/preload.cpp: count, text of the failed call's way
 FRAME = re.compile(r"#\d+ 0x[0-9a-f]+ +\((.+?)\+(0x[0-9a-f]+)\)")
 

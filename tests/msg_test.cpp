@@ -3,16 +3,12 @@
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <atomic>
-#include <csignal>
 #include <string>
 #include <thread>
 
 #include "support/effort.h"
-#include "support/files.h"
 #include "support/hub_script.h"
 #include "support/syslog_catcher.h"
 #include "vos/mem.h"
@@ -217,27 +213,6 @@ TEST_F(MsgTest, AFloodDoesNotHoldALimitedRequest) {
     isOver = true;
     peer.join();
     EXPECT_EQ(next(), 1U) << "nothing is lost";
-}
-
-TEST_F(MsgTest, AStoppedDaemonGoesOnWaiting) {
-    const pid_t child = fork();
-    if (child == 0) {
-        VosMsgHeader *msg = nullptr;
-        _exit(vosMsg_receive(handle, &msg) == VOS_RET_OK ? 0 : 1);
-    }
-    for (std::string state; !state.starts_with("S");) {
-        state = vostest::readText("/proc/" + std::to_string(child) + "/stat");
-        state = state.substr(state.rfind(')') + 2);
-    }
-    int status = -1;
-    kill(child, SIGSTOP);
-    EXPECT_EQ(waitpid(child, &status, WUNTRACED), child);
-    EXPECT_TRUE(WIFSTOPPED(status));
-    kill(child, SIGCONT);
-    EXPECT_EQ(waitpid(child, &status, WCONTINUED), child);
-    hub.send(event(1));
-    EXPECT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
 }
 
 TEST_F(MsgTest, RefusesNullArguments) {

@@ -2,21 +2,27 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <linux/sockios.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/time.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <thread>
 
 #include "support/effort.h"
 #include "support/files.h"
+#include "support/hooks.h"
+#include "support/hub_process.h"
 #include "support/hub_script.h"
 #include "support/leak.h"
 #include "support/syslog_catcher.h"
@@ -66,16 +72,33 @@ struct Received {
     std::optional<std::string> bytes;
 };
 
-Received receive(int fd, std::optional<uint32_t> timeoutMs = vostest::patienceMs()) {
-    auto *msg = reinterpret_cast<VosMsgHeader *>(1);
-    uint32_t left = timeoutMs.value_or(0);
-    Received result{oalVosMsg_receive(fd, &msg, timeoutMs ? &left : nullptr), 0, std::nullopt};
-    result.timeLeft = left;
+Received taken(VosRet ret, VosMsgHeader *msg, uint32_t timeLeft = 0) {
+    Received result{ret, timeLeft, std::nullopt};
     if (msg != nullptr) {
         result.bytes = std::string{reinterpret_cast<char *>(msg), sizeof *msg + msg->dataLength};
         VOS_FREE(msg);
     }
     return result;
+}
+
+Received receive(int fd, std::optional<uint32_t> timeoutMs = vostest::patienceMs()) {
+    auto *msg = reinterpret_cast<VosMsgHeader *>(1);
+    uint32_t left = timeoutMs.value_or(0);
+    const VosRet ret = oalVosMsg_receive(fd, &msg, timeoutMs ? &left : nullptr);
+    return taken(ret, msg, left);
+}
+
+void stopAndContinueAsleep(pid_t child) {
+    for (std::string state; !state.starts_with("S");) {
+        state = vostest::readText("/proc/" + std::to_string(child) + "/stat");
+        state = state.substr(state.rfind(')') + 2);
+    }
+    int status = -1;
+    kill(child, SIGSTOP);
+    EXPECT_EQ(waitpid(child, &status, WUNTRACED), child);
+    EXPECT_TRUE(WIFSTOPPED(status));
+    kill(child, SIGCONT);
+    EXPECT_EQ(waitpid(child, &status, WCONTINUED), child);
 }
 
 const WireMessage kMessage = message(0x10001234, 7, 8, VOS_MSG_FLAG_EVENT, 99, "hello");
@@ -206,24 +229,27 @@ TEST(Receive, WritesTheTimeLeftBack) {
     EXPECT_GT(got.timeLeft, 0xFFFF0000U);
 }
 
-// Ticks every 2 ms with restarting handlers, the kind that plain signal() installs; after some ticks the handler writes
-// what it was given.
+// Ticks every millisecond in the thread that made it; after some ticks the handler writes what it was given.
 class Ticker {
   public:
-    Ticker(int fd, std::string late) : fd_{fd}, late_{std::move(late)} {
+    explicit Ticker(int flags, int fd = -1, std::string late = {}) : fd_{fd}, late_{std::move(late)} {
         current = this;
         struct sigaction action {};
         action.sa_handler = [](int) { current->tick(); };
-        action.sa_flags = SA_RESTART;
+        action.sa_flags = flags;
         sigaction(SIGALRM, &action, nullptr);
-        const itimerval every{.it_interval = {0, 2000}, .it_value = {0, 2000}};
+        const itimerval every{.it_interval = {0, 1000}, .it_value = {0, 1000}};
         setitimer(ITIMER_REAL, &every, nullptr);
     }
     ~Ticker() {
         const itimerval off{};
         setitimer(ITIMER_REAL, &off, nullptr);
     }
-    int ticks() const { return ticks_; }
+    void await(int more) const {
+        for (const int until = ticks_ + more; ticks_ < until;) {
+            std::this_thread::yield();
+        }
+    }
 
   private:
     void tick() {
@@ -237,39 +263,304 @@ class Ticker {
     std::atomic<int> ticks_ = 0;
 };
 
-TEST(Receive, SignalsEndOnlyAnUnlimitedWaitForANewMessage) {
+/** A thread of the hub's side, which signals do not reach. */
+std::thread unsignalled(std::function<void()> body) {
+    sigset_t all, before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, &before);
+    std::thread thread{std::move(body)};
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return thread;
+}
+
+// A handle on a hub whose side the test drives.
+class Stream : public testing::Test {
+  protected:
+    ~Stream() override { vosMsg_cleanup(&handle); }
+
+    static WireMessage event(uint32_t word, size_t size = 5) {
+        return message(7, 8, 50, 1, word, std::string(size, 'x'));
+    }
+    VosRet send(const WireMessage &msg) {
+        const std::string bytes = msg.bytes();
+        return vosMsg_send(handle, reinterpret_cast<const VosMsgHeader *>(bytes.data()));
+    }
+    Received next(std::optional<uint32_t> timeoutMs) {
+        auto *msg = reinterpret_cast<VosMsgHeader *>(1);
+        const VosRet ret =
+            timeoutMs ? vosMsg_receiveWithTimeout(handle, &msg, *timeoutMs) : vosMsg_receive(handle, &msg);
+        return taken(ret, msg);
+    }
+    VosRet ask(uint32_t timeoutMs, uint32_t type = kMessage.header.type, size_t payload = 0) {
+        const std::string bytes = message(type, 50, 60, VOS_MSG_FLAG_REQUEST, 0, std::string(payload, 'q')).bytes();
+        return vosMsg_sendAndGetReplyWithTimeout(handle, reinterpret_cast<const VosMsgHeader *>(bytes.data()),
+                                                 timeoutMs);
+    }
+    int fd() const {
+        int32_t fd = -1;
+        vosMsg_getEventHandle(handle, &fd);
+        return fd;
+    }
+    void expectNothingGetsThrough() {
+        EXPECT_EQ(send(event(1)), VOS_RET_PEER_GONE) << "it would be read as the rest of the last one";
+        hub.read();
+        EXPECT_FALSE(hub.read()) << "and the hub sees the end";
+    }
+
+    HubScript hub;
+    VosMsgHandle *handle = hub.open(50);
+};
+
+TEST_F(Stream, KeepsItsPlaceThroughTimeOuts) {
     const std::string bytes = kMessage.bytes();
-    const SocketPair pair;
+    for (const std::optional<uint32_t> timeout : {std::optional{vostest::patienceMs()}, std::optional<uint32_t>{}}) {
+        for (size_t split = 1; split < bytes.size(); split++) {
+            SCOPED_TRACE(split);
+            hub.sendBytes(bytes.substr(0, split));
+            EXPECT_EQ(next(split % 2).ret, VOS_RET_TIMEOUT);
+            hub.sendBytes(bytes.substr(split) + event(3).bytes());
+            EXPECT_EQ(next(timeout).bytes, bytes);
+            EXPECT_EQ(next(timeout).bytes, event(3).bytes());
+        }
+    }
+    hub.sendBytes(event(4).bytes().substr(0, 33));
+    EXPECT_EQ(ask(1), VOS_RET_TIMEOUT);
+    hub.sendBytes(event(4).bytes().substr(33) + kMessage.bytes());
+    EXPECT_EQ(ask(vostest::patienceMs()), kMessage.header.wordData);
+    EXPECT_EQ(next(0).bytes, event(4).bytes());
+
+    hub.sendBytes(bytes.substr(0, 34));
+    EXPECT_EQ(next(0).ret, VOS_RET_TIMEOUT) << "what has come is freed with the handle";
+}
+
+TEST_F(Stream, EndsAsTheConnectionEndsAfterATimeOutToo) {
+    const std::string bytes = kMessage.bytes();
+    for (const size_t length : {size_t{1}, size_t{31}, size_t{32}, bytes.size() - 1}) {
+        SCOPED_TRACE(length);
+        hub.sendBytes(bytes.substr(0, length));
+        EXPECT_EQ(next(0).ret, VOS_RET_TIMEOUT);
+        hub.hangUp();
+        EXPECT_EQ(next(0).ret, length < sizeof(VosMsgHeader) ? VOS_RET_PEER_GONE : VOS_RET_ERROR);
+        EXPECT_EQ(next(0).ret, VOS_RET_PEER_GONE);
+        vosMsg_cleanup(&handle);
+        handle = hub.open(50);
+    }
+}
+
+TEST(StreamThroughAHub, LosesNothingInAPollLoop) {
+    struct Case {
+        uint32_t timeoutMs, count;
+        size_t size;
+    };
+    const vostest::HubProcess process;
+    VosMsgHandle *sender = nullptr, *receiver = nullptr;
+    ASSERT_EQ(vosMsg_initByName("sender", &sender), VOS_RET_OK);
+    ASSERT_EQ(vosMsg_initByName("receiver", &receiver), VOS_RET_OK);
+    pollfd waiting{.fd = -1, .events = POLLIN, .revents = 0};
+    vosMsg_getEventHandle(receiver, &waiting.fd);
+    for (const Case &c : {Case{0, 3000, 1000}, Case{1, 3000, 1000}, Case{10, 3000, 1000}, Case{0, 20, 260'000},
+                          Case{1, 20, 260'000}, Case{10, 20, 260'000}}) {
+        SCOPED_TRACE(testing::Message() << c.timeoutMs << " ms, " << c.size << " bytes");
+        std::thread peer{[&] {
+            for (uint32_t word = 1; word <= c.count; word++) {
+                const std::string bytes = message(7, vosMsg_getHandleEid(sender), vosMsg_getHandleEid(receiver), 1,
+                                                  word, std::string(c.size, static_cast<char>(word)))
+                                              .bytes();
+                EXPECT_EQ(vosMsg_send(sender, reinterpret_cast<const VosMsgHeader *>(bytes.data())), VOS_RET_OK);
+            }
+        }};
+        uint32_t expected = 1;
+        while (expected <= c.count && poll(&waiting, 1, static_cast<int>(vostest::patienceMs())) == 1) {
+            VosMsgHeader *msg = nullptr;
+            if (vosMsg_receiveWithTimeout(receiver, &msg, c.timeoutMs) == VOS_RET_TIMEOUT) {
+                continue;
+            }
+            const Received got = taken(VOS_RET_OK, msg);
+            const std::string payload(c.size, static_cast<char>(expected));
+            ASSERT_TRUE(got.bytes && got.bytes->substr(32) == payload) << expected;
+            expected++;
+        }
+        peer.join();
+        EXPECT_EQ(expected, c.count + 1);
+    }
+    vosMsg_cleanup(&sender);
+    vosMsg_cleanup(&receiver);
+}
+
+TEST_F(Stream, SkipsAMessageThatItHadNoMemoryForAsAWhole) {
+    static thread_local int left;  // allocations until one fails
+    static const auto library = vostest::hookLibrary(
+        [](vostest::Resource resource) { return resource == vostest::Resource::kMemory && --left == 0; });
+    if (!library) {
+        GTEST_SKIP() << "the library is linked statically";
+    }
+    std::string decoys;
+    for (int i = 0; i < 500; i++) {
+        decoys += message(kMessage.header.type, 20, 50, 1, 666).bytes();
+    }
+    const std::string refused = message(1, 2, 50, 1, 0, decoys).bytes();
+    for (const size_t split : {size_t{32}, size_t{33}, refused.size() - 1, refused.size()}) {
+        SCOPED_TRACE(split);
+        hub.sendBytes(refused.substr(0, split));
+        {
+            const vostest::ExpectedLeak header;
+            left = 2;
+            EXPECT_EQ(next(0).ret, VOS_RET_NO_RESOURCE);
+        }
+        EXPECT_EQ(next(0).ret, VOS_RET_TIMEOUT);
+        hub.sendBytes(refused.substr(split) + kMessage.bytes());
+        EXPECT_EQ(next(vostest::patienceMs()).bytes, kMessage.bytes());
+    }
+    hub.sendBytes(refused.substr(0, 100));
+    const vostest::ExpectedLeak header;
+    left = 2;
+    EXPECT_EQ(next(0).ret, VOS_RET_NO_RESOURCE);
     {
-        const Ticker ticker{pair.peer(), ""};
-        EXPECT_EQ(receive(pair.mine(), std::nullopt).ret, VOS_RET_ERROR);
-        EXPECT_EQ(receive(pair.mine(), 20).ret, VOS_RET_TIMEOUT) << "a limited wait goes on with the time left";
-        EXPECT_GE(ticker.ticks(), 2);
+        const Ticker ticker{0};
+        EXPECT_EQ(next(std::nullopt).ret, VOS_RET_ERROR) << "a daemon notices SIGTERM here too";
+    }
+    hub.hangUp();
+    EXPECT_EQ(next(0).ret, VOS_RET_PEER_GONE);
+}
+
+TEST_F(Stream, SendsTheRestOfWhatASignalCut) {
+    const WireMessage big = event(9, 1 << 20);
+    const Ticker ticker{SA_RESTART};
+    std::thread peer = unsignalled([&] {
+        for (int i = 0; i < 3; i++) {
+            ticker.await(5);
+            const auto got = hub.read();
+            EXPECT_TRUE(got && got->bytes() == big.bytes());
+        }
+    });
+    for (int i = 0; i < 3; i++) {
+        EXPECT_EQ(send(big), VOS_RET_OK);
+    }
+    peer.join();
+    EXPECT_EQ(send(big), VOS_RET_ERROR) << "nobody reads for a second";
+    expectNothingGetsThrough();
+}
+
+TEST_F(Stream, SendsTheRestOfWhatAStopCut) {
+    const WireMessage big = event(9, 1 << 20);
+    const pid_t child = fork();
+    if (child == 0) {
+        _exit(send(big) == VOS_RET_OK && send(kMessage) == VOS_RET_OK ? 0 : 1);
+    }
+    stopAndContinueAsleep(child);
+    const auto got = hub.read();
+    EXPECT_TRUE(got && got->bytes() == big.bytes());
+    EXPECT_EQ(hub.read().value_or(WireMessage{}).bytes(), kMessage.bytes());
+    int status = -1;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+}
+
+TEST_F(Stream, EndsANonBlockingSendThatWentOutInPart) {
+    fcntl(fd(), F_SETFL, O_NONBLOCK);
+    const WireMessage whole = event(1, 1000);
+    size_t sent = 0;
+    while (send(whole) == VOS_RET_OK) {
+        sent++;
+    }
+    EXPECT_EQ(send(whole), VOS_RET_WOULD_BLOCK) << "nothing has gone, the stream is whole";
+    for (; sent > 0; sent--) {
+        EXPECT_EQ(hub.read().value_or(WireMessage{}).bytes(), whole.bytes());
+    }
+    vostest::Diagnostics diagnostics;
+    EXPECT_EQ(send(event(2, 1 << 20)), VOS_RET_ERROR);
+    EXPECT_TRUE(diagnostics.takeBodies().at(0).ends_with("expected 1048608"));
+    expectNothingGetsThrough();
+}
+
+TEST_F(Stream, ALimitedRequestWaitsForRoomAndNoLonger) {
+    for (const int flags : {0, O_NONBLOCK}) {
+        SCOPED_TRACE(flags);
+        fcntl(fd(), F_SETFL, flags);
+        size_t whole = 0;
+        int queued = 0, before = -1;
+        while (queued != before) {  // until no more goes in
+            before = queued;
+            EXPECT_EQ(ask(1, 0x10005000, 1000), VOS_RET_TIMEOUT);
+            ioctl(fd(), SIOCOUTQ, &queued);
+            whole++;
+        }
+        const Ticker ticker{0};
+        EXPECT_EQ(ask(20), VOS_RET_TIMEOUT);
+        std::thread peer = unsignalled([&] {
+            ticker.await(5);
+            while (--whole > 0) {
+                EXPECT_EQ(hub.read().value_or(WireMessage{}).header.type, 0x10005000U);
+            }
+            EXPECT_EQ(hub.read().value_or(WireMessage{}).header.type, kMessage.header.type);
+            hub.send(kMessage);
+        });
+        EXPECT_EQ(ask(vostest::patienceMs()), kMessage.header.wordData) << "the hub went on";
+        peer.join();
+    }
+}
+
+TEST_F(Stream, NothingEndsALimitedWaitEarly) {
+    const auto untilTimeout = [](uint32_t ms, const std::function<VosRet()> &wait) {
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(wait(), VOS_RET_TIMEOUT);
+        const auto took = std::chrono::steady_clock::now() - start;
+        EXPECT_GE(took, std::chrono::milliseconds{ms});
+        EXPECT_LT(took, std::chrono::milliseconds{ms + vostest::patienceMs()});
+    };
+    std::atomic<bool> isOver = false;
+    std::thread peer = unsignalled([&] {
+        while (!isOver) {
+            hub.send(event(1));
+            std::this_thread::sleep_for(std::chrono::microseconds{300});
+        }
+    });
+    untilTimeout(300, [&] { return ask(300); });
+    isOver = true;
+    peer.join();
+    while (next(0).ret == VOS_RET_OK) {
+    }
+    const Ticker ticker{SA_RESTART};
+    untilTimeout(100, [&] { return next(100).ret; });
+    untilTimeout(100, [&] { return ask(100); });
+}
+
+TEST_F(Stream, OnlyHandlersWithoutRestartEndAnUnlimitedWait) {
+    const std::string bytes = kMessage.bytes();
+    {
+        const Ticker ticker{0};
+        EXPECT_EQ(next(std::nullopt).ret, VOS_RET_ERROR);
+    }
+    {
+        const Ticker ticker{SA_RESTART, hub.fd(), bytes};
+        EXPECT_EQ(next(std::nullopt).bytes, bytes);
     }
     for (const size_t split : {size_t{1}, size_t{31}, size_t{32}, size_t{36}}) {
         SCOPED_TRACE(split);
-        pair.put(bytes.substr(0, split));
-        const Ticker ticker{pair.peer(), bytes.substr(split)};
-        const Received got = receive(pair.mine(), std::nullopt);
-        EXPECT_EQ(got.ret, VOS_RET_OK) << "a message that has begun is read whole";
-        EXPECT_EQ(got.bytes, bytes);
-    }
-    HubScript hub;
-    VosMsgHandle *handle = hub.open(50);
-    {
-        const Ticker ticker{hub.fd(), ""};
-        VosMsgHeader *msg = nullptr;
-        EXPECT_EQ(vosMsg_receive(handle, &msg), VOS_RET_ERROR);
+        hub.sendBytes(bytes.substr(0, split));
+        const Ticker ticker{0, hub.fd(), bytes.substr(split)};
+        EXPECT_EQ(next(std::nullopt).bytes, bytes) << "a message that has begun is read whole";
     }
     const WireMessage request = message(kMessage.header.type, 50, 60, VOS_MSG_FLAG_REQUEST);
-    int fd = -1;
-    EXPECT_EQ(vosMsg_getEventHandle(handle, &fd), VOS_RET_OK);
     for (const int flags : {0, O_NONBLOCK}) {
-        fcntl(fd, F_SETFL, flags);
-        const Ticker ticker{hub.fd(), bytes};
+        fcntl(fd(), F_SETFL, flags);
+        const Ticker ticker{0, hub.fd(), bytes};
         EXPECT_EQ(vosMsg_sendAndGetReply(handle, &request.header), kMessage.header.wordData) << "no wait for a reply";
     }
-    vosMsg_cleanup(&handle);
+    {
+        const Ticker ticker{0};
+        EXPECT_EQ(next(std::nullopt).ret, VOS_RET_ERROR) << "non-blocking";
+    }
+    fcntl(fd(), F_SETFL, 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        _exit(next(std::nullopt).bytes == bytes ? 0 : 1);
+    }
+    stopAndContinueAsleep(child);
+    hub.sendBytes(bytes);
+    int status = -1;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0) << "a stop does not";
 }
 
 TEST(Receive, RefusesLengthsThatDoNotFit) {

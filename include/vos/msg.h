@@ -9,6 +9,18 @@
  *  (VOS_MSG_REQUEUE_WAKEUP) travels through the hub back to this process, so that a daemon which waits on the
  *  descriptor notices the queue; daemons ignore and free the marker itself.
  *
+ *  A handle never loses its place in the stream: a time-out or a signal in the middle of a message costs nothing, what
+ *  has arrived stays with the handle and the next receive goes on there; a message for which memory was short is lost
+ *  as a whole and nothing behind it. Only vosMsg_ calls know that place, so never read a handle's descriptor with
+ *  anything else. When a message could be sent in part only, nothing more is sent: later sends give VOS_RET_PEER_GONE,
+ *  the hub ends the connection and the daemon has to start anew.
+ *
+ *  A request is answered by the next message of its type: nothing else is compared (but the id of an SRPC request in
+ *  the calls that hand over the whole reply). After a time-out a late reply is still on its way, and it would answer
+ *  the next request of the same type with the wrong data. Before asking again receive until the late reply has come,
+ *  or ask through a second handle, or send the request with vosMsg_send() and match what vosMsg_receiveWithTimeout()
+ *  gives by type, source and word.
+ *
  *  A NULL handle or message gives VOS_RET_BAD_ARG unless said otherwise.
  */
 #ifndef VOS_MSG_H
@@ -44,15 +56,19 @@ VosRet vosMsg_initEasy(VosMsgHandle **handleOut);
  *  behaves as vosMsg_initEasy(). */
 VosRet vosMsg_initByName(const char *name, VosMsgHandle **handleOut);
 
-/** Closes the connection, frees every queued message and the handle and sets *@p handlePtr to NULL. Nothing happens for
- *  NULL or a NULL handle. */
+/** Closes the connection, frees every queued message, what has arrived of the next one and the handle and sets *@p
+ *  handlePtr to NULL. Nothing happens for NULL or a NULL handle. */
 void vosMsg_cleanup(VosMsgHandle **handlePtr);
 
-/** Sends a message with one write. Never raises SIGPIPE.
+/** Sends a message with one write; waits for room. Never raises SIGPIPE.
+ *
+ *  What a signal or a stop cut is sent to its end, for a second at most.
  *
  *  @param msg  header and payload in one block; stays the caller's
- *  @return VOS_RET_OK; VOS_RET_PEER_GONE when the hub is gone; VOS_RET_WOULD_BLOCK when a non-blocking socket is full;
- *          VOS_RET_ERROR for a short write or any other failure
+ *  @return VOS_RET_OK: the message went out whole; VOS_RET_PEER_GONE when the hub is gone or an earlier message could
+ *          be sent in part only; VOS_RET_WOULD_BLOCK when a non-blocking socket is full and took nothing;
+ *          VOS_RET_ERROR when only a part could be sent (at once on a non-blocking socket), when a signal came before
+ *          the first byte, or for any other failure
  */
 VosRet vosMsg_send(VosMsgHandle *handle, const VosMsgHeader *msg);
 
@@ -77,7 +93,8 @@ VosMsgHeader *vosMsg_duplicate(const VosMsgHeader *msg);
  *  instead. */
 void vosMsg_putBack(VosMsgHandle *handle, VosMsgHeader **msgPtr);
 
-/** Sends the wake-up marker when the put-back queue is not empty; a failing send is ignored. */
+/** Sends the wake-up marker when the put-back queue is not empty; a failing send is ignored. (A limited request whose
+ *  time is over does not wait for room for it.) */
 void vosMsg_requeuePutBacks(VosMsgHandle *handle);
 
 /** Takes the oldest message off the put-back queue; *@p msgOut is NULL when the queue is empty. */
@@ -86,13 +103,15 @@ void vosMsg_receivePutBack(VosMsgHandle *handle, VosMsgHeader **msgOut);
 /** Receives the oldest put-back message or, when there is none, the next message from the hub; waits without limit.
  *
  *  @param msgOut  receives the message, freed by the caller; NULL on failure
- *  @return VOS_RET_OK; VOS_RET_PEER_GONE; VOS_RET_NO_RESOURCE; VOS_RET_ERROR for a bad read, and when a signal
- *          handler ran before the first byte arrived (daemons notice SIGTERM by it)
+ *  @return VOS_RET_OK; VOS_RET_PEER_GONE; VOS_RET_NO_RESOURCE, after which this message is lost as a whole;
+ *          VOS_RET_ERROR for a bad read, and when a signal handler installed without SA_RESTART ran before the first
+ *          byte arrived (daemons notice SIGTERM by it). A handler with SA_RESTART, a stop and a continuation do not
+ *          end the wait; on a descriptor that was made non-blocking any handler does.
  */
 VosRet vosMsg_receive(VosMsgHandle *handle, VosMsgHeader **msgOut);
 
-/** vosMsg_receive() that waits @p timeoutMs milliseconds at most for the whole message; VOS_RET_TIMEOUT then. Signals
- *  do not end the wait. */
+/** vosMsg_receive() that waits @p timeoutMs milliseconds at most for the whole message; VOS_RET_TIMEOUT then, and what
+ *  has arrived of a message stays for the next call, so 0 suits a poll loop. Signals do not end the wait. */
 VosRet vosMsg_receiveWithTimeout(VosMsgHandle *handle, VosMsgHeader **msgOut, uint32_t timeoutMs);
 
 /** Sends a request and waits without limit for its reply, the next message of the same type.
@@ -106,7 +125,14 @@ VosRet vosMsg_receiveWithTimeout(VosMsgHandle *handle, VosMsgHeader **msgOut, ui
  */
 VosRet vosMsg_sendAndGetReply(VosMsgHandle *handle, const VosMsgHeader *msg);
 
-/** vosMsg_sendAndGetReply() that waits @p timeoutMs milliseconds at most; VOS_RET_TIMEOUT then. */
+/** vosMsg_sendAndGetReply() that waits @p timeoutMs milliseconds at most; VOS_RET_TIMEOUT then.
+ *
+ *  The time counts from the call (anew each time the request is sent again), neither signals nor other messages
+ *  shorten it, and it covers the sending: VOS_RET_TIMEOUT too when the socket had no room for the first byte. A
+ *  request that went out in part when the time ends has a second more, then VOS_RET_ERROR as vosMsg_send() gives it.
+ *  Of messages that are there when the time is over at most 4096 more are read. After VOS_RET_TIMEOUT mind the late
+ *  reply, see above.
+ */
 VosRet vosMsg_sendAndGetReplyWithTimeout(VosMsgHandle *handle, const VosMsgHeader *msg, uint32_t timeoutMs);
 
 /** Sends a request and hands over the whole reply.
@@ -120,13 +146,13 @@ VosRet vosMsg_sendAndGetReplyWithTimeout(VosMsgHandle *handle, const VosMsgHeade
  */
 VosRet vosMsg_sendAndGetReplyBuf(VosMsgHandle *handle, const VosMsgHeader *msg, VosMsgHeader **replyOut);
 
-/** vosMsg_sendAndGetReplyBuf() that waits @p timeoutMs milliseconds at most; VOS_RET_TIMEOUT then. */
+/** vosMsg_sendAndGetReplyBuf() with the limit of vosMsg_sendAndGetReplyWithTimeout(). */
 VosRet vosMsg_sendAndGetReplyBufWithTimeout(VosMsgHandle *handle, const VosMsgHeader *msg, VosMsgHeader **replyOut,
                                             uint32_t timeoutMs);
 
-/** @name Transport
- *  The layer below, on a bare descriptor. Works on stream sockets and, without the SIGPIPE protection, on other
- *  descriptors.
+/** @name Transport The layer below, on a bare descriptor. Works on stream sockets and, without the SIGPIPE protection,
+ *  on other descriptors. It remembers nothing between two calls: a receive that ends inside a message and a send that
+ *  went out in part leave the stream torn. The descriptor of a handle belongs to the calls above.
  *  @{ */
 
 /** Opens a handle: by @p eid, or for 0 by @p name, or for a NULL name by the plug-in name. See vosMsg_init(). */

@@ -1,0 +1,48 @@
+// The one way to make a message.
+#ifndef VOS_INTERNAL_MESSAGE_H
+#define VOS_INTERNAL_MESSAGE_H
+
+#include <cstring>
+#include <span>
+
+#include "internal/guards.h"
+#include "vos/msg_types.h"
+
+namespace vos {
+
+/** A message without payload; what is not named is 0. */
+inline VosMsgHeader messageHeader(uint32_t type, VosEntityId src, VosEntityId dst, uint32_t flags,
+                                  uint32_t wordData = 0) {
+    VosMsgHeader header{};
+    header.type = type;
+    header.src = src;
+    header.dst = dst;
+    header.flags = static_cast<uint16_t>(flags);
+    header.wordData = wordData;
+    return header;
+}
+
+/** A block with the header and `payloadSize` zero bytes behind it; empty when memory is short, which the caller logs.
+ */
+inline MemPtr<VosMsgHeader> makeMessage(const VosMsgHeader &header, uint64_t payloadSize) {
+    auto msg =
+        payloadSize > UINT32_MAX ? MemPtr<VosMsgHeader>{} : allocZeroed<VosMsgHeader>(sizeof header + payloadSize);
+    if (msg) {
+        *msg = header;
+        msg->dataLength = static_cast<uint32_t>(payloadSize);
+    }
+    return msg;
+}
+
+/** The same with a copy of `payload`. */
+inline MemPtr<VosMsgHeader> makeMessage(const VosMsgHeader &header, std::span<const uint8_t> payload) {
+    auto msg = makeMessage(header, uint64_t{payload.size()});
+    if (msg && !payload.empty()) {
+        memcpy(msg.get() + 1, payload.data(), payload.size());
+    }
+    return msg;
+}
+
+}  // namespace vos
+
+#endif
