@@ -30,7 +30,7 @@ uintptr_t commandAddress(const VosMsgHeader *msg) {
 
 bool readArguments(VosMsgHeader *msg, Arguments *out) {
     if (msg->dataLength == 0) {
-        return true;  // callers rely on a bare header running the command, whatever its wordData
+        return true;  // Contract: a bare header runs the command, whatever its wordData.
     }
     if (msg->wordData > UTIL_CLI_MAX_ARGS) {
         return false;

@@ -2,8 +2,9 @@
 #include "vos/request.h"
 
 #include <cstring>
+#include <span>
 
-#include "internal/guards.h"
+#include "internal/message.h"
 #include "vos/dbg.h"
 
 using vos::MemPtr;
@@ -18,37 +19,22 @@ constexpr VosEntityId kEponapp = 15;
 constexpr VosEntityId kLogSaver = 30;
 constexpr VosEntityId kGponproxy = 42048;
 
-struct Payload {
-    const void *data;
-    size_t size;
-};
+using Payload = std::span<const uint8_t>;
 
-constexpr Payload kNoPayload{nullptr, 0};
-
-Payload payloadOf(const uint8_t *data, uint32_t dataLen) {
-    return data == nullptr ? kNoPayload : Payload{data, dataLen};
+Payload payloadOf(const void *data, size_t size) {
+    return data == nullptr ? Payload{} : Payload{static_cast<const uint8_t *>(data), size};
 }
 
 MemPtr<VosMsgHeader> build(const VosMsgHandle *handle, VosEntityId dst, uint32_t type, uint16_t flags,
-                           uint32_t wordData, const Payload &payload) {
-    auto msg = vos::allocZeroed<VosMsgHeader>(uint64_t{sizeof(VosMsgHeader)} + payload.size);
+                           uint32_t wordData, Payload payload) {
+    auto msg = vos::makeMessage(vos::messageHeader(type, vosMsg_getHandleEid(handle), dst, flags, wordData), payload);
     if (!msg) {
         VOS_DBG_ERROR("VOS_MALLOC_FLAGS fail");
-        return msg;
-    }
-    msg->type = type;
-    msg->src = vosMsg_getHandleEid(handle);
-    msg->dst = dst;
-    msg->flags = flags;
-    msg->wordData = wordData;
-    if (payload.size != 0) {
-        msg->dataLength = static_cast<uint32_t>(payload.size);
-        memcpy(msg.get() + 1, payload.data, payload.size);
     }
     return msg;
 }
 
-VosRet request(VosMsgHandle *handle, VosEntityId dst, uint32_t type, uint32_t wordData, const Payload &payload) {
+VosRet request(VosMsgHandle *handle, VosEntityId dst, uint32_t type, uint32_t wordData, Payload payload) {
     const auto msg = build(handle, dst, type, VOS_MSG_FLAG_REQUEST, wordData, payload);
     if (!msg) {
         return VOS_RET_NO_RESOURCE;
@@ -58,16 +44,16 @@ VosRet request(VosMsgHandle *handle, VosEntityId dst, uint32_t type, uint32_t wo
     return ret;
 }
 
-VosRet requestOfHub(VosMsgHandle *handle, uint32_t type, uint32_t wordData, const Payload &payload) {
+VosRet requestOfHub(VosMsgHandle *handle, uint32_t type, uint32_t wordData, Payload payload) {
     return request(handle, EID_HUBD, type, wordData, payload);
 }
 
 VosRet requestByName(VosMsgHandle *handle, uint32_t type, const char *name) {
-    return name == nullptr ? VosRet{VOS_RET_BAD_ARG} : requestOfHub(handle, type, 0, {name, strlen(name) + 1});
+    return name == nullptr ? VosRet{VOS_RET_BAD_ARG} : requestOfHub(handle, type, 0, payloadOf(name, strlen(name) + 1));
 }
 
 VosRet notify(VosMsgHandle *handle, VosEntityId dst, uint32_t type, uint16_t flags, uint32_t wordData,
-              const Payload &payload) {
+              Payload payload) {
     const auto msg = build(handle, dst, type, flags, wordData, payload);
     if (!msg) {
         return VOS_RET_NO_RESOURCE;
@@ -113,7 +99,7 @@ VosRet UTIL_sendRequestAndGetReplyBuf(VosMsgHandle *handle, uint32_t dstEid, uin
     const uint32_t room = replyBuf == nullptr ? 0 : replyBufLen;
     if (reply->dataLength > room) {
         VOS_DBG_ERROR("replyData is too short!");
-        // Heap statistics of daemons count on both blocks staying allocated here.
+        // Contract: both blocks stay allocated here; heap statistics of daemons count them.
         msg.release();
         reply.release();
         return VOS_RET_ERROR;
@@ -155,7 +141,7 @@ VosRet UTIL_sendEventToGuardd(VosMsgHandle *handle, uint32_t msgType, uint32_t w
     return event(handle, EID_GUARDD, msgType, wordData, data, dataLen);
 }
 
-// Callers of the next three rely on them not waiting, whatever their names say.
+// Contract: the next three do not wait, whatever their names say.
 
 VosRet UTIL_sendRequestToGponproxy(VosMsgHandle *handle, uint32_t msgType, uint32_t wordData, const uint8_t *data,
                                    uint32_t dataLen) {
@@ -173,11 +159,11 @@ VosRet UTIL_sendRequestToSnmpd(VosMsgHandle *handle, uint32_t msgType, uint32_t 
 }
 
 VosRet UTIL_sendHeartbeat(VosMsgHandle *handle) {
-    return notify(handle, EID_HUBD, VOS_MSG_HEARTBEAT, 0, 0, kNoPayload);
+    return notify(handle, EID_HUBD, VOS_MSG_HEARTBEAT, 0, 0, {});
 }
 
 VosRet UTIL_stopWatchdog(VosMsgHandle *handle) {
-    return notify(handle, EID_HUBD, VOS_MSG_STOP_WATCHDOG, 0, 0, kNoPayload);
+    return notify(handle, EID_HUBD, VOS_MSG_STOP_WATCHDOG, 0, 0, {});
 }
 
 VosRet UTIL_registerEvent(VosMsgHandle *handle, uint32_t wordData, const uint8_t *data, uint32_t dataLen) {
@@ -189,12 +175,12 @@ VosRet UTIL_unregisterEvent(VosMsgHandle *handle, uint32_t wordData, const uint8
 }
 
 VosRet UTIL_reboot(VosMsgHandle *handle) {
-    return requestOfHub(handle, VOS_MSG_REBOOT, 0, kNoPayload);
+    return requestOfHub(handle, VOS_MSG_REBOOT, 0, {});
 }
 
 VosRet UTIL_addEntityInfo(const void *info, VosMsgHandle *handle) {
     return info == nullptr ? VosRet{VOS_RET_BAD_ARG}
-                           : requestOfHub(handle, VOS_MSG_ADD_ENTITY_INFO, 0, {info, UTIL_ENTITY_INFO_SIZE});
+                           : requestOfHub(handle, VOS_MSG_ADD_ENTITY_INFO, 0, payloadOf(info, UTIL_ENTITY_INFO_SIZE));
 }
 
 VosRet UTIL_delEntityInfo(const char *name, VosMsgHandle *handle) {
@@ -209,10 +195,7 @@ VosRet util_saveLogToFlash(VosMsgHandle *handle) {
     if (vosImg_isAppRunning(handle, kLogSaver) == 0) {
         return VOS_RET_OK;
     }
-    VosMsgHeader msg{};
-    msg.type = VOS_MSG_SAVE_LOG_TO_FLASH;
-    msg.src = vosMsg_getHandleEid(handle);
-    msg.dst = kLogSaver;
-    msg.flags = VOS_MSG_FLAG_REQUEST;
+    const VosMsgHeader msg =
+        vos::messageHeader(VOS_MSG_SAVE_LOG_TO_FLASH, vosMsg_getHandleEid(handle), kLogSaver, VOS_MSG_FLAG_REQUEST);
     return vosMsg_send(handle, &msg);
 }

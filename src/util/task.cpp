@@ -7,7 +7,7 @@
 
 #include "internal/bytes.h"
 #include "internal/code_address.h"
-#include "internal/guards.h"
+#include "internal/message.h"
 #include "vos/dbg.h"
 
 using vos::MemPtr;
@@ -110,14 +110,11 @@ UtilTaskFunc functionFor(uint32_t token) {
 // ---- the thread ----
 
 void announceEnd(const TaskRecord &task) {
-    FinishMessage finish{};
-    finish.header.type = VOS_MSG_SYSTEM_TASK_FINISH;
-    finish.header.src = vosMsg_getHandleEid(task.msgHandle);
-    finish.header.dst = finish.header.src;
-    finish.header.flags = VOS_MSG_FLAG_EVENT;
-    finish.header.wordData = tokenFor(task.finishFunc);
+    const VosEntityId self = vosMsg_getHandleEid(task.msgHandle);
+    FinishMessage finish{
+        vos::messageHeader(VOS_MSG_SYSTEM_TASK_FINISH, self, self, VOS_MSG_FLAG_EVENT, tokenFor(task.finishFunc)),
+        task.arg};
     finish.header.dataLength = sizeof finish.arg;
-    finish.arg = task.arg;
     if (vosMsg_send(task.msgHandle, &finish.header) != VOS_RET_OK) {
         VOS_DBG_ERROR("Send VOS_MSG_SYSTEM_TASK_FINISH msg failed");
     }
@@ -161,7 +158,7 @@ VosRet UTIL_taskStart(UtilTaskFunc startFunc, void *arg, UtilTaskFunc finishFunc
     }
     *task = TaskRecord{startFunc, arg, finishFunc, msgHandle};
     pthread_t thread;
-    // The thread owns the record. Heap statistics of daemons count on it staying allocated when there is no thread.
+    // Contract: the thread owns the record, which stays allocated when there is none; heap statistics count it.
     const int error = pthread_create(&thread, nullptr, util_taskRoutine, task.release());
     if (error != 0) {
         VOS_DBG_ERROR("pthread_create failed(%s)", strerror(error));

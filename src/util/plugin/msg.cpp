@@ -1,10 +1,8 @@
 // Requests and responses between plug-ins and the plug-in manager.
 #include <cstring>
-#include <iterator>
-#include <span>
 
 #include "internal/bytes.h"
-#include "internal/guards.h"
+#include "internal/message.h"
 #include "vos/dbg.h"
 #include "vos/plugin.h"
 
@@ -12,12 +10,10 @@ using vos::MemPtr;
 
 namespace {
 
-// A text of a payload's record: where its offset stands.
-constexpr size_t kReqTexts[] = {16, 24};
-constexpr size_t kRespTexts[] = {24, 32};
-constexpr size_t kReqSize = 32;
-constexpr size_t kRespSize = 40;
-constexpr size_t kRetCodeAt = 16;
+// What stands at the front of a payload: numbers, in a response the result code and 4 zero bytes, and an offset for
+// each of two texts behind it.
+constexpr size_t kTexts = 2;
+constexpr size_t kOffsetsSize = kTexts * sizeof(uint64_t);
 
 VosMsgHandle *g_setParamHandle = nullptr;
 PluginSetParamFunc g_setParamCallback = nullptr;
@@ -26,111 +22,126 @@ const char *orEmpty(const char *text) {
     return text == nullptr ? "" : text;
 }
 
-uint8_t *payloadOf(VosMsgHeader *message) {
-    return reinterpret_cast<uint8_t *>(message + 1);
-}
-
 struct Numbers {
     uint32_t cmdCode, ID, source, sourceEid;
 };
 
-template <typename Record>
-Numbers numbersOf(const Record &record) {
-    return {record.cmdCode, record.ID, record.source, record.sourceEid};
+struct Record {
+    Numbers numbers;
+    int32_t retCode;
+    const char *texts[kTexts];
+};
+
+// A record's kind decides its size: kResponse carries the result code.
+enum class Kind { kRequest, kResponse };
+
+constexpr size_t sizeOf(Kind kind) {
+    return sizeof(Numbers) + kOffsetsSize + (kind == Kind::kResponse ? sizeof(uint64_t) : 0);
 }
 
-template <typename Record>
-void setNumbers(Record *record, const Numbers &numbers) {
-    record->cmdCode = numbers.cmdCode;
-    record->ID = numbers.ID;
-    record->source = numbers.source;
-    record->sourceEid = numbers.sourceEid;
+template <typename Message>
+Numbers numbersOf(const Message &message) {
+    return {message.cmdCode, message.ID, message.source, message.sourceEid};
 }
 
-// A message whose payload is the numbers, what the caller writes between, and the texts behind a record of `size`.
-MemPtr<VosMsgHeader> build(const Numbers &numbers, size_t size, std::span<const size_t> textsAt,
-                           std::span<const char *const> texts) {
-    uint64_t dataLength = size;
-    for (const char *text : texts) {
-        dataLength += text == nullptr ? 0 : strlen(text) + 1;
+template <typename Message>
+void setNumbers(Message *message, const Numbers &numbers) {
+    message->cmdCode = numbers.cmdCode;
+    message->ID = numbers.ID;
+    message->source = numbers.source;
+    message->sourceEid = numbers.sourceEid;
+}
+
+size_t sizeOf(const char *text) {
+    return text == nullptr ? 0 : strlen(text) + 1;
+}
+
+MemPtr<VosMsgHeader> build(const VosMsgHeader &header, Kind kind, const Record &record) {
+    uint64_t dataLength = sizeOf(kind);
+    for (const char *text : record.texts) {
+        dataLength += sizeOf(text);
     }
-    MemPtr<VosMsgHeader> msg = vos::allocZeroed<VosMsgHeader>(sizeof(VosMsgHeader) + dataLength);
+    auto msg = vos::makeMessage(header, dataLength);
     if (!msg) {
         VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
         return msg;
     }
-    msg->dataLength = static_cast<uint32_t>(dataLength);
-    uint8_t *payload = payloadOf(msg.get());
-    memcpy(payload, &numbers, sizeof numbers);
-    uint64_t offset = size;
-    for (size_t i = 0; i < texts.size(); i++) {
-        if (texts[i] != nullptr) {
-            const size_t length = strlen(texts[i]) + 1;
-            memcpy(payload + textsAt[i], &offset, sizeof offset);
-            memcpy(payload + offset, texts[i], length);
-            offset += length;
+    vos::ByteWriter payload{msg.get() + 1, msg->dataLength};
+    payload.native(record.numbers);
+    if (kind == Kind::kResponse) {
+        payload.native(record.retCode);
+        payload.native(uint32_t{0});
+    }
+    uint64_t offset = sizeOf(kind);
+    for (const char *text : record.texts) {
+        payload.native(text == nullptr ? uint64_t{0} : offset);
+        offset += sizeOf(text);
+    }
+    for (const char *text : record.texts) {
+        if (text != nullptr) {
+            payload.terminatedText(text);
         }
     }
     return msg;
 }
 
-// The record of a received payload. Every text must lie behind it and end within the payload.
-bool readRecord(VosMsgHeader *message, size_t size, std::span<const size_t> textsAt, Numbers *numbers, char *texts[]) {
-    uint8_t *payload = payloadOf(message);
-    if (message->dataLength < size) {
+// A text lies behind the record and ends within the payload.
+bool readText(const VosMsgHeader *message, Kind kind, uint64_t offset, const char **text) {
+    if (offset == 0) {
+        return true;
+    }
+    if (offset < sizeOf(kind) || offset > message->dataLength) {
         return false;
     }
-    memcpy(numbers, payload, sizeof *numbers);
-    for (size_t i = 0; i < textsAt.size(); i++) {
-        uint64_t offset = 0;
-        memcpy(&offset, payload + textsAt[i], sizeof offset);
-        texts[i] = nullptr;
-        if (offset == 0) {
-            continue;
-        }
-        if (offset < size || offset >= message->dataLength ||
-            memchr(payload + offset, '\0', message->dataLength - offset) == nullptr) {
+    vos::ByteReader payload{message + 1, message->dataLength};
+    payload.seek(static_cast<size_t>(offset));
+    *text = payload.terminatedText().data();
+    return payload.ok();
+}
+
+bool readRecord(const VosMsgHeader *message, Kind kind, Record *record) {
+    vos::ByteReader payload{message + 1, message->dataLength};
+    record->numbers = payload.native<Numbers>();
+    if (kind == Kind::kResponse) {
+        record->retCode = payload.native<int32_t>();
+        payload.skip(sizeof(uint32_t));
+    }
+    for (const char *&text : record->texts) {
+        if (!readText(message, kind, payload.native<uint64_t>(), &text)) {
             return false;
         }
-        texts[i] = reinterpret_cast<char *>(payload + offset);
     }
-    return true;
+    return payload.ok();
 }
 
-// Callers know that the offsets become addresses, so a message cannot be read twice.
-void replaceOffsets(VosMsgHeader *message, std::span<const size_t> textsAt, char *const texts[]) {
-    for (size_t i = 0; i < textsAt.size(); i++) {
-        const uint64_t address = reinterpret_cast<uintptr_t>(texts[i]);
-        memcpy(payloadOf(message) + textsAt[i], &address, sizeof address);
+// Contract: the offsets become addresses, so a message is read once only.
+void replaceOffsets(VosMsgHeader *message, Kind kind, const Record &record) {
+    vos::ByteWriter offsets{reinterpret_cast<uint8_t *>(message + 1) + sizeOf(kind) - kOffsetsSize, kOffsetsSize};
+    for (const char *text : record.texts) {
+        offsets.native(uint64_t{reinterpret_cast<uintptr_t>(text)});
     }
-}
-
-int32_t retCodeOf(VosMsgHeader *message) {
-    int32_t retCode = 0;
-    memcpy(&retCode, payloadOf(message) + kRetCodeAt, sizeof retCode);
-    return retCode;
 }
 
 VosRet takeReply(VosMsgHeader *message, PluginRespMsg *reply) {
     if (message->dataLength == 0) {
         return VOS_RET_OK;
     }
-    Numbers numbers{};
-    char *texts[std::size(kRespTexts)] = {};
-    if (!readRecord(message, kRespSize, kRespTexts, &numbers, texts)) {
+    Record record{};
+    if (!readRecord(message, Kind::kResponse, &record)) {
         return VOS_RET_BAD_ARG;
     }
-    const int32_t retCode = retCodeOf(message);
-    const char *retCtx = texts[1];
+    const Numbers &numbers = record.numbers;
+    const char *retCtx = record.texts[1];
     VOS_DBG_DEBUG("Recieve asyn cpm resp msg<cmdCode:%d;ID=%d;source:%d;sourceEid=%d;retCode:%d;retCtx:%s>.",
                   static_cast<int>(numbers.cmdCode), static_cast<int>(numbers.ID), static_cast<int>(numbers.source),
-                  static_cast<int>(numbers.sourceEid), retCode, orEmpty(retCtx));
+                  static_cast<int>(numbers.sourceEid), record.retCode, orEmpty(retCtx));
     char *copy = vosMem_strdup(retCtx, __func__, __LINE__);
     if (copy == nullptr && retCtx != nullptr) {
+        VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
         return VOS_RET_NO_RESOURCE;
     }
     setNumbers(reply, numbers);
-    reply->retCode = retCode;
+    reply->retCode = record.retCode;
     reply->retCtx = copy;
     return VOS_RET_OK;
 }
@@ -147,16 +158,14 @@ VosRet UTIL_pluginSendReqMsg(VosMsgHandle *handle, const VosMsgHeader *templateH
     if (handle == nullptr || templateHeader == nullptr) {
         return VOS_RET_BAD_ARG;
     }
-    const char *texts[] = {request->pluginName, request->commonCtx};
-    const MemPtr<VosMsgHeader> msg = build(numbersOf(*request), kReqSize, kReqTexts, texts);
+    const VosMsgHeader header = vos::messageHeader(
+        templateHeader->type, templateHeader->src, templateHeader->dst,
+        (templateHeader->flags | VOS_MSG_FLAG_REQUEST) & ~VOS_MSG_FLAG_RESPONSE, templateHeader->wordData);
+    const Record record{numbersOf(*request), 0, {request->pluginName, request->commonCtx}};
+    const auto msg = build(header, Kind::kRequest, record);
     if (!msg) {
         return VOS_RET_NO_RESOURCE;
     }
-    msg->type = templateHeader->type;
-    msg->src = templateHeader->src;
-    msg->dst = templateHeader->dst;
-    msg->flags = static_cast<uint16_t>((templateHeader->flags | VOS_MSG_FLAG_REQUEST) & ~VOS_MSG_FLAG_RESPONSE);
-    msg->wordData = templateHeader->wordData;
     VosMsgHeader *answer = nullptr;
     VosRet ret =
         reply == nullptr ? vosMsg_send(handle, msg.get()) : vosMsg_sendAndGetReplyBuf(handle, msg.get(), &answer);
@@ -174,39 +183,39 @@ VosRet UTIL_pluginSendReqMsg(VosMsgHandle *handle, const VosMsgHeader *templateH
 
 VosRet UTIL_pluginRecvReqMsg(VosMsgHeader *message, PluginReqMsg *request) {
     VOS_DBG_DEBUG("Enterd.>>");
-    Numbers numbers{};
-    char *texts[std::size(kReqTexts)] = {};
-    if (message == nullptr || request == nullptr || !readRecord(message, kReqSize, kReqTexts, &numbers, texts)) {
+    Record record{};
+    if (message == nullptr || request == nullptr || !readRecord(message, Kind::kRequest, &record)) {
         return VOS_RET_BAD_ARG;
     }
-    replaceOffsets(message, kReqTexts, texts);
+    replaceOffsets(message, Kind::kRequest, record);
+    const Numbers &numbers = record.numbers;
     VOS_DBG_DEBUG(
         "recieve plugin request msg command: cmdCode=%d; ID=%d; source=%d; sourceEid=%d; pluginName=%s; commonCtx=%s\n",
         static_cast<int>(numbers.cmdCode), static_cast<int>(numbers.ID), static_cast<int>(numbers.source),
-        static_cast<int>(numbers.sourceEid), orEmpty(texts[0]), orEmpty(texts[1]));
+        static_cast<int>(numbers.sourceEid), orEmpty(record.texts[0]), orEmpty(record.texts[1]));
     setNumbers(request, numbers);
-    request->pluginName = texts[0];
-    request->commonCtx = texts[1];
+    request->pluginName = record.texts[0];
+    request->commonCtx = record.texts[1];
     return VOS_RET_OK;
 }
 
 VosRet UTIL_pluginRecvRespMsg(VosMsgHeader *message, PluginRespMsg *response) {
     VOS_DBG_DEBUG("Enterd.>>");
-    Numbers numbers{};
-    char *texts[std::size(kRespTexts)] = {};
-    if (message == nullptr || response == nullptr || !readRecord(message, kRespSize, kRespTexts, &numbers, texts)) {
+    Record record{};
+    if (message == nullptr || response == nullptr || !readRecord(message, Kind::kResponse, &record)) {
         return VOS_RET_BAD_ARG;
     }
-    replaceOffsets(message, kRespTexts, texts);
+    replaceOffsets(message, Kind::kResponse, record);
+    const Numbers &numbers = record.numbers;
     VOS_DBG_DEBUG(
         "recieve plugin request msg command:  cmdCode=%d; ID=%d; source=%d; sourceEid=%d; pluginName=%s; "
         "commonCtx=%s\n",
         static_cast<int>(numbers.cmdCode), static_cast<int>(numbers.ID), static_cast<int>(numbers.source),
-        static_cast<int>(numbers.sourceEid), orEmpty(texts[0]), orEmpty(texts[1]));
+        static_cast<int>(numbers.sourceEid), orEmpty(record.texts[0]), orEmpty(record.texts[1]));
     setNumbers(response, numbers);
-    response->retCode = retCodeOf(message);
-    response->pluginName = texts[0];
-    response->retCtx = texts[1];
+    response->retCode = record.retCode;
+    response->pluginName = record.texts[0];
+    response->retCtx = const_cast<char *>(record.texts[1]);
     return VOS_RET_OK;
 }
 
@@ -219,17 +228,13 @@ VosRet UTIL_pluginSendRespMsg(VosMsgHandle *handle, const VosMsgHeader *requestM
     if (handle == nullptr || requestMessage == nullptr) {
         return VOS_RET_BAD_ARG;
     }
-    const char *texts[] = {response->pluginName, response->retCtx};
-    const MemPtr<VosMsgHeader> msg = build(numbersOf(*response), kRespSize, kRespTexts, texts);
+    const VosMsgHeader header = vos::messageHeader(requestMessage->type, requestMessage->dst, requestMessage->src,
+                                                   VOS_MSG_FLAG_RESPONSE, requestMessage->wordData);
+    const Record record{numbersOf(*response), response->retCode, {response->pluginName, response->retCtx}};
+    const auto msg = build(header, Kind::kResponse, record);
     if (!msg) {
         return VOS_RET_NO_RESOURCE;
     }
-    memcpy(payloadOf(msg.get()) + kRetCodeAt, &response->retCode, sizeof response->retCode);
-    msg->type = requestMessage->type;
-    msg->src = requestMessage->dst;
-    msg->dst = requestMessage->src;
-    msg->flags = VOS_MSG_FLAG_RESPONSE;
-    msg->wordData = requestMessage->wordData;
     return vosMsg_send(handle, msg.get());
 }
 
