@@ -52,11 +52,16 @@ enum class FirstStep {
     kWait   // a request has just gone out, nothing can be there yet: wait at once
 };
 
-class MessageReader;
+/** A place in the stream; a zeroed one lies between two messages. */
+struct StreamPlace {
+    VosMsgHeader *partial;  // what has arrived of a message, with room for all of it once the header is whole
+    size_t have;            // how many bytes that is
+    uint32_t skip;          // payload bytes of a message that was given up, still to come
+};
 
-/** Where a handle stands in the stream: whatever ends a receive, the next one goes on at the very byte. A zeroed one
- *  stands between two messages. The sending side keeps nothing here: when a message went out in part, the socket is
- *  shut down for sending and remembers that itself. */
+/** A handle's stream: whatever ends a receive, the next one goes on at the very byte. A zeroed one is at its start. The
+ *  sending side keeps nothing here: when a message went out in part, the socket is shut down for sending and remembers
+ *  that itself. */
 class MessageStream {
   public:
     /** oalVosMsg_receive() from this place; `deadline` without limit waits in the read itself. */
@@ -68,14 +73,7 @@ class MessageStream {
     void drop();
 
   private:
-    VosRet skipRefused(MessageReader &reader);
-    VosRet readHeader(MessageReader &reader);
-    VosRet makeRoom();
-    VosRet readPayload(MessageReader &reader);
-
-    VosMsgHeader *partial_;  // what has arrived of a message, with room for all of it once the header is whole
-    size_t have_;            // how many bytes that is
-    uint32_t skip_;          // payload bytes of a message that was given up, still to come
+    StreamPlace place_;
 };
 
 }  // namespace vos

@@ -17,6 +17,7 @@ using vos::Deadline;
 using vos::FirstStep;
 using vos::kNsPerMs;
 using vos::MessageStream;
+using vos::StreamPlace;
 
 namespace {
 
@@ -125,12 +126,10 @@ VosRet resultOfEnd(ssize_t rc) {
     return badRead(rc, errno);
 }
 
-}  // namespace
-
 // Reads from a descriptor, with or without a limit.
-class vos::MessageReader {
+class Reader {
   public:
-    MessageReader(int32_t fd, Deadline &deadline, FirstStep firstStep)
+    Reader(int32_t fd, Deadline &deadline, FirstStep firstStep)
         : fd_{fd}, deadline_{deadline}, flags_{deadline.isLimited() ? MSG_DONTWAIT : 0}, next_{firstStep} {}
 
     /** Reads up to `size` bytes into `out`, waiting as long as the time allows. `got` is what read returned, with errno
@@ -178,7 +177,101 @@ class vos::MessageReader {
     bool isSocket_ = true;
 };
 
-using vos::MessageReader;
+void drop(StreamPlace &place) {
+    if (place.partial != nullptr) {
+        vos::freeUnfilled(place.partial, static_cast<uint32_t>(std::max(place.have, sizeof *place.partial)), __func__,
+                          __LINE__);
+        place.partial = nullptr;
+    }
+    place.have = 0;
+}
+
+// The rest of a message that was given up. A signal ends a wait without limit here too: nothing is lost by it.
+[[gnu::noinline]] VosRet skipRefused(StreamPlace &place, Reader &reader) {
+    uint8_t nowhere[kSkipStep];
+    for (unsigned steps = 1; place.skip != 0; steps++) {
+        ssize_t got = 0;
+        const VosRet ret = reader.read(nowhere, std::min<size_t>(place.skip, sizeof nowhere), false, &got);
+        if (ret != VOS_RET_OK) {
+            return ret;
+        }
+        if (got <= 0) {
+            return resultOfEnd(got);
+        }
+        place.skip -= static_cast<uint32_t>(got);
+        if (steps % kSkipsUnwatched == 0 && reader.isLate()) {
+            return VOS_RET_TIMEOUT;
+        }
+    }
+    return VOS_RET_OK;
+}
+
+VosRet readHeader(StreamPlace &place, Reader &reader) {
+    if (place.partial == nullptr) {
+        place.partial = vos::allocZeroed<VosMsgHeader>().release();
+        if (place.partial == nullptr) {
+            VOS_DBG_ERROR("alloc of msg header failed");
+            return VOS_RET_NO_RESOURCE;
+        }
+    }
+    while (place.have < sizeof *place.partial) {
+        ssize_t got = 0;
+        const VosRet ret = reader.read(reinterpret_cast<uint8_t *>(place.partial) + place.have,
+                                       sizeof *place.partial - place.have, place.have > 0, &got);
+        if (ret != VOS_RET_OK) {
+            return ret;
+        }
+        if (got <= 0) {
+            return resultOfEnd(got);
+        }
+        place.have += static_cast<size_t>(got);
+    }
+    return VOS_RET_OK;
+}
+
+// Room for the payload behind a whole header.
+VosRet makeRoom(StreamPlace &place) {
+    const uint32_t dataLength = place.partial->dataLength;
+    if (dataLength == 0) {
+        return VOS_RET_OK;
+    }
+    const uint64_t size = sizeof *place.partial + uint64_t{dataLength};
+    void *larger = size > UINT32_MAX
+                       ? nullptr
+                       : vos::enlargeUnfilled(place.partial, static_cast<uint32_t>(size), __func__, __LINE__);
+    // Contract: the header block stays allocated when there is no room; callers' heap statistics count it.
+    place.partial = static_cast<VosMsgHeader *>(larger);
+    if (larger == nullptr) {
+        VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
+        place.have = 0;
+        place.skip = dataLength;
+        return VOS_RET_NO_RESOURCE;
+    }
+    return VOS_RET_OK;
+}
+
+VosRet readPayload(StreamPlace &place, Reader &reader) {
+    const size_t size = sizeof *place.partial + place.partial->dataLength;
+    while (place.have < size) {
+        ssize_t got = 0;
+        const VosRet ret =
+            reader.read(reinterpret_cast<uint8_t *>(place.partial) + place.have, size - place.have, true, &got);
+        if (ret != VOS_RET_OK) {
+            return ret;
+        }
+        if (got <= 0) {
+            VOS_DBG_ERROR("bad data read, rc=%d errno=%d readSoFar=%d remaining=%d", static_cast<int>(got), errno,
+                          static_cast<int>(place.have - sizeof *place.partial), static_cast<int>(size - place.have));
+            place.skip = static_cast<uint32_t>(size - place.have);
+            drop(place);
+            return VOS_RET_ERROR;
+        }
+        place.have += static_cast<size_t>(got);
+    }
+    return VOS_RET_OK;
+}
+
+}  // namespace
 
 int64_t vos::monotonicNs() {
     timespec now{};
@@ -201,89 +294,6 @@ void Deadline::writeBack(uint32_t *ms) {
     }
 }
 
-// The rest of a message that was given up. A signal ends a wait without limit here too: nothing is lost by it.
-[[gnu::noinline]] VosRet MessageStream::skipRefused(MessageReader &reader) {
-    uint8_t nowhere[kSkipStep];
-    for (unsigned steps = 1; skip_ != 0; steps++) {
-        ssize_t got = 0;
-        const VosRet ret = reader.read(nowhere, std::min<size_t>(skip_, sizeof nowhere), false, &got);
-        if (ret != VOS_RET_OK) {
-            return ret;
-        }
-        if (got <= 0) {
-            return resultOfEnd(got);
-        }
-        skip_ -= static_cast<uint32_t>(got);
-        if (steps % kSkipsUnwatched == 0 && reader.isLate()) {
-            return VOS_RET_TIMEOUT;
-        }
-    }
-    return VOS_RET_OK;
-}
-
-VosRet MessageStream::readHeader(MessageReader &reader) {
-    if (partial_ == nullptr) {
-        partial_ = allocZeroed<VosMsgHeader>().release();
-        if (partial_ == nullptr) {
-            VOS_DBG_ERROR("alloc of msg header failed");
-            return VOS_RET_NO_RESOURCE;
-        }
-    }
-    while (have_ < sizeof *partial_) {
-        ssize_t got = 0;
-        const VosRet ret =
-            reader.read(reinterpret_cast<uint8_t *>(partial_) + have_, sizeof *partial_ - have_, have_ > 0, &got);
-        if (ret != VOS_RET_OK) {
-            return ret;
-        }
-        if (got <= 0) {
-            return resultOfEnd(got);
-        }
-        have_ += static_cast<size_t>(got);
-    }
-    return VOS_RET_OK;
-}
-
-// Room for the payload behind a whole header.
-VosRet MessageStream::makeRoom() {
-    const uint32_t dataLength = partial_->dataLength;
-    if (dataLength == 0) {
-        return VOS_RET_OK;
-    }
-    const uint64_t size = sizeof *partial_ + uint64_t{dataLength};
-    void *larger =
-        size > UINT32_MAX ? nullptr : vos::enlargeUnfilled(partial_, static_cast<uint32_t>(size), __func__, __LINE__);
-    // Contract: the header block stays allocated when there is no room; callers' heap statistics count it.
-    partial_ = static_cast<VosMsgHeader *>(larger);
-    if (larger == nullptr) {
-        VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
-        have_ = 0;
-        skip_ = dataLength;
-        return VOS_RET_NO_RESOURCE;
-    }
-    return VOS_RET_OK;
-}
-
-VosRet MessageStream::readPayload(MessageReader &reader) {
-    const size_t size = sizeof *partial_ + partial_->dataLength;
-    while (have_ < size) {
-        ssize_t got = 0;
-        const VosRet ret = reader.read(reinterpret_cast<uint8_t *>(partial_) + have_, size - have_, true, &got);
-        if (ret != VOS_RET_OK) {
-            return ret;
-        }
-        if (got <= 0) {
-            VOS_DBG_ERROR("bad data read, rc=%d errno=%d readSoFar=%d remaining=%d", static_cast<int>(got), errno,
-                          static_cast<int>(have_ - sizeof *partial_), static_cast<int>(size - have_));
-            skip_ = static_cast<uint32_t>(size - have_);
-            drop();
-            return VOS_RET_ERROR;
-        }
-        have_ += static_cast<size_t>(got);
-    }
-    return VOS_RET_OK;
-}
-
 VosRet MessageStream::receive(int32_t fd, VosMsgHeader **msgOut, Deadline &deadline, FirstStep firstStep) {
     if (msgOut == nullptr) {
         VOS_DBG_ERROR("buf is NULL!");
@@ -293,22 +303,22 @@ VosRet MessageStream::receive(int32_t fd, VosMsgHeader **msgOut, Deadline &deadl
     if (fd < 0) {
         return badRead(-1, EBADF);
     }
-    MessageReader reader{fd, deadline, firstStep};
-    VosRet ret = skip_ == 0 ? VosRet{VOS_RET_OK} : skipRefused(reader);
-    if (ret == VOS_RET_OK && have_ < sizeof *partial_) {
-        ret = readHeader(reader);
+    Reader reader{fd, deadline, firstStep};
+    VosRet ret = place_.skip == 0 ? VosRet{VOS_RET_OK} : skipRefused(place_, reader);
+    if (ret == VOS_RET_OK && place_.have < sizeof *place_.partial) {
+        ret = readHeader(place_, reader);
         if (ret == VOS_RET_OK) {
-            ret = makeRoom();
+            ret = makeRoom(place_);
         }
     }
     if (ret == VOS_RET_OK) {
-        ret = readPayload(reader);
+        ret = readPayload(place_, reader);
     }
     if (ret == VOS_RET_OK) {
-        *msgOut = partial_;
-        partial_ = nullptr;
-        have_ = 0;
-    } else if (have_ == 0 || ret == VOS_RET_PEER_GONE) {
+        *msgOut = place_.partial;
+        place_.partial = nullptr;
+        place_.have = 0;
+    } else if (place_.have == 0 || ret == VOS_RET_PEER_GONE) {
         drop();
     }
     return ret;
@@ -336,11 +346,7 @@ VosRet MessageStream::send(int32_t fd, const VosMsgHeader *msg, Deadline deadlin
 }
 
 void MessageStream::drop() {
-    if (partial_ != nullptr) {
-        vos::freeUnfilled(partial_, static_cast<uint32_t>(std::max(have_, sizeof *partial_)), __func__, __LINE__);
-        partial_ = nullptr;
-    }
-    have_ = 0;
+    ::drop(place_);
 }
 
 VosRet oalVosMsg_send(int32_t fd, const VosMsgHeader *msg) {
