@@ -217,23 +217,17 @@ TEST_F(MsgTest, AFloodDoesNotHoldALimitedRequest) {
 
 TEST_F(MsgTest, RefusesNullArguments) {
     const WireMessage msg = request();
-    VosMsgHeader *out = nullptr;
+    VosMsgHeader *out = reinterpret_cast<VosMsgHeader *>(1);
     int32_t fd = 0;
     VosMsgHandle *none = nullptr;
-    EXPECT_EQ(vosMsg_send(nullptr, &msg.header), VOS_RET_BAD_ARG);
-    EXPECT_EQ(vosMsg_send(handle, nullptr), VOS_RET_BAD_ARG);
-    EXPECT_EQ(vosMsg_sendReply(handle, nullptr, 0), VOS_RET_BAD_ARG);
-    for (const auto receive :
-         {+[](VosMsgHeader **received) { return vosMsg_receive(nullptr, received); },
-          +[](VosMsgHeader **received) { return vosMsg_receiveWithTimeout(nullptr, received, 0); }}) {
-        out = reinterpret_cast<VosMsgHeader *>(1);
-        EXPECT_EQ(receive(&out), VOS_RET_BAD_ARG);
-        EXPECT_EQ(out, nullptr) << "callers free what they find";
+    for (const VosRet ret :
+         {vosMsg_send(nullptr, &msg.header), vosMsg_send(handle, nullptr), vosMsg_sendReply(handle, nullptr, 0),
+          vosMsg_receiveWithTimeout(handle, nullptr, 0), vosMsg_sendAndGetReply(nullptr, &msg.header),
+          vosMsg_sendAndGetReplyBuf(handle, &msg.header, nullptr), vosMsg_getEventHandle(nullptr, &fd),
+          vosMsg_receive(nullptr, &out)}) {
+        EXPECT_EQ(ret, VOS_RET_BAD_ARG);
     }
-    EXPECT_EQ(vosMsg_receiveWithTimeout(handle, nullptr, 0), VOS_RET_BAD_ARG);
-    EXPECT_EQ(vosMsg_sendAndGetReply(nullptr, &msg.header), VOS_RET_BAD_ARG);
-    EXPECT_EQ(vosMsg_sendAndGetReplyBuf(handle, &msg.header, nullptr), VOS_RET_BAD_ARG);
-    EXPECT_EQ(vosMsg_getEventHandle(nullptr, &fd), VOS_RET_BAD_ARG);
+    EXPECT_EQ(out, nullptr) << "callers free what they find";
     EXPECT_EQ(vosMsg_getHandleEid(nullptr), 0U);
     EXPECT_EQ(vosMsg_duplicate(nullptr), nullptr);
     vosMsg_putBack(nullptr, &out);
