@@ -3,10 +3,14 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 
+#include <chrono>
 #include <filesystem>
+#include <thread>
 #include <vector>
 
+#include "support/effort.h"
 #include "support/files.h"
 #include "support/hub_script.h"
 #include "support/syslog_catcher.h"
@@ -111,6 +115,23 @@ TEST_F(RemoteCli, MalformedRequestsRunNothingAndAreAnswered) {
     EXPECT_EQ(UTIL_processRemoteCli(handle, nullptr, record), VOS_RET_BAD_ARG);
     EXPECT_EQ(g_runs, 0);
     EXPECT_FALSE(std::filesystem::exists(UTIL_CLI_RESULT_FILE));
+}
+
+TEST_F(RemoteCli, ClosesTheFileBeforeItAnswers) {
+    int32_t fd = -1;
+    vosMsg_getEventHandle(handle, &fd);
+    const std::string filler(1 << 12, 'x');
+    while (send(fd, filler.data(), filler.size(), MSG_DONTWAIT) > 0) {
+    }
+    std::thread command{[&] { EXPECT_EQ(run(0, "", record), VOS_RET_OK); }};
+    const auto patience = std::chrono::steady_clock::now() + std::chrono::milliseconds{vostest::patienceMs()};
+    while (output() != "ran with 0\n" && std::chrono::steady_clock::now() < patience) {
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(output(), "ran with 0\n") << "there is no room for the answer yet";
+    for (std::string bytes(1 << 20, 0); recv(hub.fd(), bytes.data(), bytes.size(), MSG_DONTWAIT) > 0;) {
+    }
+    command.join();
 }
 
 TEST_F(RemoteCli, WritesToAFileOfItsOwn) {

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
-#include <atomic>
 #include <string>
 #include <thread>
 
@@ -202,17 +201,28 @@ TEST_F(MsgTest, GivesUpOnAPeerThatKeepsComingBack) {
 }
 
 TEST_F(MsgTest, AFloodDoesNotHoldALimitedRequest) {
-    std::atomic<bool> isOver = false;
-    std::thread peer{[&] {
-        const std::string bytes = event(1).bytes();
-        while (!isOver) {
-            send(hub.fd(), bytes.data(), bytes.size(), MSG_DONTWAIT);
-        }
-    }};
-    EXPECT_EQ(ask(request(), vostest::rounds(20, 2)), VOS_RET_TIMEOUT);
-    isOver = true;
+    constexpr uint32_t kFlood = 30000;
+    std::string flood;
+    for (uint32_t word = 1; word <= kFlood; word++) {
+        flood += event(word).bytes();
+    }
+    std::thread peer{[&] { hub.sendBytes(flood); }};
+    VosMsgHeader *msg = nullptr;
+    EXPECT_EQ(vosMsg_receive(handle, &msg), VOS_RET_OK) << "the flood has begun";
+    vosMsg_putBack(handle, &msg);
+    EXPECT_EQ(ask(request(), 0), VOS_RET_TIMEOUT);
+    uint32_t queued = 0;
+    for (vosMsg_receivePutBack(handle, &msg); msg != nullptr; vosMsg_receivePutBack(handle, &msg)) {
+        EXPECT_EQ(msg->wordData, ++queued);
+        VOS_FREE(msg);
+    }
+    EXPECT_LE(queued, 1 + 4096U);
+    for (uint32_t word = queued + 1; word <= kFlood; word++) {
+        EXPECT_EQ(vosMsg_receive(handle, &msg), VOS_RET_OK);
+        EXPECT_EQ(msg->wordData, word) << "nothing is lost";
+        VOS_FREE(msg);
+    }
     peer.join();
-    EXPECT_EQ(next(), 1U) << "nothing is lost";
 }
 
 TEST_F(MsgTest, RefusesNullArguments) {

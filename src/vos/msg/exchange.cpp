@@ -96,7 +96,7 @@ VosRet receiveNext(Exchange &exchange, FirstStep firstStep, VosMsgHeader **recei
 // Waits for the answer or for the peer's wish to get the request again; another result says why neither came.
 VosRet awaitReply(Exchange &exchange, Arrival *arrival) {
     FirstStep firstStep = FirstStep::kWait;
-    for (uint32_t late = 0; late <= kMaxLate;) {
+    for (uint32_t late = 0; late < kMaxLate;) {
         VosMsgHeader *received = nullptr;
         const VosRet ret = receiveNext(exchange, firstStep, &received);
         if (ret != VOS_RET_OK) {
