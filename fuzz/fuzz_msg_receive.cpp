@@ -13,9 +13,10 @@
 
 namespace {
 
-constexpr size_t kSizes = 4;            // bytes in front of the wire: sizes of the pieces
-constexpr size_t kPieces = 64;          // then the rest in one
-constexpr uint32_t kLongest = 0x1FFFF;  // longer than any wire; what is larger only costs the sanitizer time
+constexpr size_t kSizes = 4;    // bytes in front of the wire: sizes of the pieces
+constexpr size_t kPieces = 16;  // then the rest in one
+constexpr size_t kLargestWire = 8192;
+constexpr uint32_t kLongest = 0x3FFF;  // longer than any wire; what is larger only costs the sanitizer time
 constexpr uint32_t kImpossible = 0xFFFFFFE0;
 
 bool g_isReceiving;
@@ -122,7 +123,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (size <= kSizes) {
         return 0;
     }
-    Wire wire{data + kSizes, std::min<size_t>(size - kSizes, 65536)};
+    Wire wire{data + kSizes, std::min<size_t>(size - kSizes, kLargestWire)};
     wire.putInPieces(data);
     wire.end();
     return 0;

@@ -295,8 +295,8 @@ TEST(StreamThroughAHub, LosesNothingInAPollLoop) {
     ASSERT_EQ(vosMsg_initByName("receiver", &receiver), VOS_RET_OK);
     pollfd waiting{.fd = -1, .events = POLLIN, .revents = 0};
     vosMsg_getEventHandle(receiver, &waiting.fd);
-    for (const size_t size : {1000, 260'000}) {
-        for (const uint32_t timeoutMs : {0, 1, 10}) {
+    for (const size_t size : {size_t{1000}, size_t{260'000}}) {
+        for (const uint32_t timeoutMs : {0U, 1U, 10U}) {
             SCOPED_TRACE(testing::Message() << timeoutMs << " ms, " << size << " bytes");
             const uint32_t count = size == 1000 ? 3000 : 20;
             const auto numbered = [&](uint32_t word) {

@@ -316,16 +316,14 @@ struct Connection {
             hub.send(message(type, kPeer, kSelf, VOS_MSG_FLAG_RESPONSE, 0, payload));
             const int64_t ret = call();
             char rest[256];
-            while (recv(eventFd(), rest, sizeof rest, MSG_DONTWAIT) > 0 ||
-                   recv(hub.fd(), rest, sizeof rest, MSG_DONTWAIT) > 0) {
+            while (recv(hub.fd(), rest, sizeof rest, MSG_DONTWAIT) > 0) {
+            }
+            VosMsgHeader *late = nullptr;
+            while (vosMsg_receiveWithTimeout(handle, &late, 0) == VOS_RET_OK) {
+                VOS_FREE(late);
             }
             return ret;
         };
-    }
-    int eventFd() const {
-        int32_t fd = -1;
-        vosMsg_getEventHandle(handle, &fd);
-        return fd;
     }
 
     HubScript hub;
