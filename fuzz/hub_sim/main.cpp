@@ -43,6 +43,7 @@ int main(int argc, char **argv) {
     if (verbose) {
         hubsim::beVerbose();
     }
+    hubsim::tellSeedOfCrashes();
     const Clock::time_point start = Clock::now();
     uint64_t steps = 0;
     uint64_t done = 0;

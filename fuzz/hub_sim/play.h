@@ -81,6 +81,7 @@ struct Client {
     std::vector<Asked> asked;
     std::deque<HubAsked> hubAsked;
     uint32_t number = 0;
+    uint64_t gotTurn = 0;  // in which it got something last
 
     std::array<Interest, kTopics> interests{};
     std::array<uint32_t, kTopics> published{};

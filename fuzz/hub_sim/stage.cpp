@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -21,6 +22,13 @@ World *g_world = nullptr;
 Scene *g_scene = nullptr;
 uint64_t g_seed = 0;
 bool g_verbose = false;
+
+void tellSeed() {
+    printf("hub_sim: step %llu; again with: hub_sim --seed %llu --verbose\n",
+           static_cast<unsigned long long>(g_scene != nullptr ? g_scene->steps() : 0),
+           static_cast<unsigned long long>(g_seed));
+    fflush(stdout);
+}
 
 void tell(const char *format, va_list arguments) {
     vfprintf(stdout, format, arguments);
@@ -45,6 +53,16 @@ void beVerbose() {
     g_verbose = true;
 }
 
+void tellSeedOfCrashes() {
+    for (const int number : {SIGSEGV, SIGBUS, SIGFPE, SIGILL}) {
+        signal(number, [](int crash) {
+            tellSeed();
+            signal(crash, SIG_DFL);
+            raise(crash);
+        });
+    }
+}
+
 void setSeed(uint64_t seed) {
     g_seed = seed;
 }
@@ -56,10 +74,7 @@ void finding(const char *format, ...) {
     fputs("hub_sim: FINDING: ", stdout);
     tell(format, arguments);
     va_end(arguments);
-    printf("hub_sim: step %llu; again with: hub_sim --seed %llu --verbose\n",
-           static_cast<unsigned long long>(g_scene != nullptr ? g_scene->steps() : 0),
-           static_cast<unsigned long long>(g_seed));
-    fflush(stdout);
+    tellSeed();
     abort();
 }
 

@@ -27,5 +27,6 @@ Scene &scene();
 void beVerbose();
 /** What brings this run back, for the report of a finding. */
 void setSeed(uint64_t seed);
+void tellSeedOfCrashes();
 
 }  // namespace hubsim
