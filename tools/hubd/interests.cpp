@@ -1,6 +1,8 @@
 // Which client wants a copy of which events.
 #include "interests.h"
 
+#include <new>
+
 namespace hubd {
 
 namespace {
@@ -17,8 +19,13 @@ VosRet Interests::add(Client &client, uint32_t type) {
     if (types.size() >= kMaxForOneClient) {
         return VOS_RET_NO_RESOURCE;
     }
-    types.insert(type);
-    byType_[type].push_back(&client);
+    const auto added = types.insert(type).first;
+    try {
+        byType_[type].push_back(&client);
+    } catch (const std::bad_alloc &) {
+        types.erase(added);
+        throw;
+    }
     return VOS_RET_OK;
 }
 

@@ -10,7 +10,7 @@ namespace hubd {
 namespace {
 
 constexpr size_t kSmallestBlock = 1024;
-constexpr size_t kLargestSpare = size_t{64} * 1024;
+constexpr size_t kLargestSpare = size_t{4} * 1024;
 constexpr size_t kFewPieces = 4;
 constexpr size_t kGone = 64;  // pieces that have left and are still in the row
 
@@ -53,7 +53,7 @@ bool SendQueue::append(Memory &memory, const Client &owner, std::span<const std:
         last.size += copied;
         size_ += copied;
     } else if (copied > 0) {
-        const size_t spare = std::clamp(size_, kSmallestBlock, kLargestSpare);
+        const size_t spare = shared ? 0 : std::clamp(size_, kSmallestBlock, kLargestSpare);
         const BlockRef block{Block::make(memory, owner, std::max(copied, spare))};
         if (!block) {
             return false;
