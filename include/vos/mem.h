@@ -23,7 +23,7 @@ enum {
 };
 
 /** Allocates with the caller's function name and line. NULL when memory is short; the caller frees with VOS_FREE. */
-#define VOS_MALLOC_FLAGS(size, flags) vosMem_alloc((size), (flags), __func__, (uint32_t)__LINE__)
+#define VOS_MALLOC_FLAGS(size, flags) vosMem_alloc((size), (flags), __func__, VOS_CAST(uint32_t, __LINE__))
 /** Frees with the caller's function name and line. */
 #define VOS_FREE(buf) vosMem_free((buf), __func__, __LINE__)
 
