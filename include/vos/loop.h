@@ -658,8 +658,7 @@ static inline VosRet vosLoop_turn(VosLoop *loop, uint32_t longestMs) {
         VOS_FREE(left);
     }
     /* One event at a time: a callback may remove the record of another one. */
-    if (epoll_wait(loop->epollFd, &event, 1, left != NULL ? 0 : vosLoop_waitMs(loop, longestMs)) ==
-        1) {
+    if (epoll_wait(loop->epollFd, &event, 1, left != NULL ? 0 : vosLoop_waitMs(loop, longestMs)) == 1) {
         if (event.data.ptr == &loop->hubFd) {
             vosLoop_receive(loop);
         } else if (event.data.ptr == &loop->signalFd) {

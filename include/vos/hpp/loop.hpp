@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <sys/epoll.h>
 #include <sys/signalfd.h>
+#include <sys/syscall.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
 
@@ -190,17 +191,18 @@ class Loop {
             timers_.erase(record->key);
         }
     }
-    /** A delay that the hub keeps, as a message (VOS_MSG_REGISTER_DELAYED_MSG) to this process. Waits for the hub to
-     * take it on. */
-    Result<void> afterMessage(std::chrono::nanoseconds delay, Handler<void()> handler) {
+    /** A delay that the hub keeps, as a message (VOS_MSG_REGISTER_DELAYED_MSG) to this process; one that it does not
+     * take on becomes an after(). */
+    void afterMessage(std::chrono::nanoseconds delay, Handler<void()> handler) {
         const uint32_t word = nextDelayed_++;
-        const auto taken = hub_.ask(
-            {.to = EID_HUBD, .type = VOS_MSG_REGISTER_DELAYED_MSG, .word = word, .payload = detail::wholeMs(delay)});
-        if (!taken || taken->word() != VOS_RET_OK) {
-            return taken ? taken->word() : taken.ret();
-        }
         put(delayed_, word, std::move(handler));
-        return {};
+        ask({.to = EID_HUBD, .type = VOS_MSG_REGISTER_DELAYED_MSG, .word = word, .payload = detail::wholeMs(delay)},
+            [this, delay, word](Result<Message> taken) {
+                if (!taken || taken->word() != VOS_RET_OK) {
+                    after(delay, [this, word] { runDelayed(word); });
+                }
+            })
+            .detach();
     }
     /** @} */
 
@@ -245,9 +247,6 @@ class Loop {
     /** Starts a program, with the signals as they were before the loop, and tells how it ended.
      *  @return its process id; a code of prctl_spawnProcess(), in a child that never became the program never */
     Result<pid_t> spawn(Command command, Handler<void(const Ended &)> ended) {
-        if (!signals_.contains(SIGCHLD) && !onSignal(SIGCHLD, [this] { collectChildren(); })) {
-            return Result<pid_t>{failure_};
-        }
         command.spawnMode = 0;
         PrctlProcessResult result{};
         const pid_t self = getpid();
@@ -263,7 +262,7 @@ class Loop {
             return Result<pid_t>{ret != VOS_RET_OK ? ret : VosRet{VOS_RET_ERROR}};
         }
         put(children_, result.pid, ended ? std::move(ended) : Handler<void(const Ended &)>{[](const Ended &) {}});
-        after({}, [this] { collectChildren(); }); /* for a SIGCHLD that came while they were open */
+        followChild(result.pid);
         return Result<pid_t>{result.pid};
     }
     /** Runs `T work()` in a thread of its own and then `done(T)` in the loop. What work throws comes out of the loop.
@@ -287,6 +286,7 @@ class Loop {
     using Table = std::unordered_map<Key, Shared<Signature>>;
     static constexpr uint64_t kOtherwise = uint64_t{1} << 32;
     static constexpr int kEventsInOneTurn = 16;
+    static constexpr std::chrono::milliseconds kLookAfterChildren{40}; /* as prctl_collectProcess() does */
 
     template <typename Key, typename Signature>
     static void put(Table<Key, Signature> &table, std::type_identity_t<Key> key, detail::Function<Signature> handler) {
@@ -356,14 +356,17 @@ class Loop {
             case VOS_MSG_SYSTEM_TASK_FINISH:
                 return tasks_.finish(message, hub_.eid()) || UTIL_taskFinish(message.header()) == VOS_RET_OK;
             case VOS_MSG_REGISTER_DELAYED_MSG:
-                if (auto taken = delayed_.extract(message.word()); taken && message.source() == EID_HUBD) {
-                    (*taken.mapped())();
-                    return true;
-                }
-                return false;
+                return message.source() == EID_HUBD && runDelayed(message.word());
             default:
                 return false;
         }
+    }
+    bool runDelayed(uint32_t word) {
+        const auto taken = delayed_.extract(word);
+        if (!taken.empty()) {
+            (*taken.mapped())();
+        }
+        return !taken.empty();
     }
     void handleRequest(const Message &message) {
         if (commands_.contains(message.type())) {
@@ -443,7 +446,25 @@ class Loop {
             runHandler(signals_, static_cast<int>(info.ssi_signo));
         }
     }
-    /** One SIGCHLD may stand for several children. */
+    /** SIGCHLD would do only where no other thread has it open. */
+    void followChild(pid_t pid) {
+#ifdef SYS_pidfd_open
+        detail::Fd fd{static_cast<int>(syscall(SYS_pidfd_open, pid, 0))};
+        const int number = fd.get();
+        if (number >= 0 && watch(number, EPOLLIN, [this, number, held = std::move(fd)](uint32_t) {
+                unwatch(number);
+                collectChildren();
+            })) {
+            return;
+        }
+#endif
+        after(kLookAfterChildren, [this, pid] { /* an older kernel */
+                                                collectChildren();
+                                                if (children_.contains(pid)) {
+                                                    followChild(pid);
+                                                }
+        });
+    }
     void collectChildren() {
         std::vector<Ended> all;
         for (const auto &child : children_) {

@@ -41,8 +41,7 @@ struct Ended {
 namespace detail {
 
 /** Lets a child start with the signals that the program had before the loop blocked some: they are open as long as this
- *  lives, and one that arrives meanwhile is kept for the loop; but not SIGCHLD, for the loop looks after its children
- * anyway. */
+ *  lives, and one that arrives meanwhile is kept for the loop. */
 class SignalsForChild {
   public:
     explicit SignalsForChild(const sigset_t &blocked) {
@@ -52,7 +51,7 @@ class SignalsForChild {
         action.sa_flags = SA_SIGINFO | SA_RESTART;
         sigfillset(&action.sa_mask);
         for (int number = 1; number < int{kSignals}; number++) {
-            held_[static_cast<size_t>(number)] = sigismember(&blocked, number) == 1 && number != SIGCHLD &&
+            held_[static_cast<size_t>(number)] = sigismember(&blocked, number) == 1 &&
                                                  sigaction(number, &action, &before_[static_cast<size_t>(number)]) == 0;
         }
         pthread_sigmask(SIG_UNBLOCK, &blocked, &mask_);
