@@ -7,7 +7,7 @@ foreach(header IN LISTS vos_headers_left_out)
     list(APPEND vos_header_filter PATTERN ${header} EXCLUDE)
 endforeach()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/vos DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-    FILES_MATCHING PATTERN "*.h" ${vos_header_filter})
+    FILES_MATCHING PATTERN "*.h" PATTERN "*.hpp" ${vos_header_filter})
 install(TARGETS vos vos_static EXPORT vosTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})

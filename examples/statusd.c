@@ -1,195 +1,110 @@
-/* A status daemon, built around the main loop that daemons share: messages and timers in one wait.
- *
- * It answers numbered procedures (uptime, load), measures the CPU load in the background, sends a heartbeat
- * from a timer and a report from a delayed message, and takes commands through the remote command line (uptime, load,
- * echo). Stops cleanly on SIGTERM and SIGINT.
- */
-#include <poll.h>
+/* A status daemon on vos/loop.h: procedures, a background task, heartbeat, delayed messages, remote commands. */
 #include <stdio.h>
-#include <string.h>
-#include <time.h>
+#include <vos/loop.h>
 #include <vos/vos.h>
 
 #include "statusd.h"
-#include "stop_signals.h"
 
 enum { HEARTBEAT_MS = 1000, REPORT_MS = 500, MEASURE_MS = 200, TEXT_SIZE = 64 };
+static VosLoop loop;
+static void *reports; /* run when the hub says so */
+static UtilTimestamp started;
+static UtilCpuOccupy before, after; /* the task's while it runs */
+static bool measuring;
+static uint32_t loadPercent;
 
-static struct {
-    VosMsgHandle *handle;
-    void *timers;  /* run when the main loop's wait ends */
-    void *reports; /* run when the hub says so */
-    UtilTimestamp started;
-    UtilCpuOccupy before, after; /* the task's while it runs */
-    int measuring;
-    uint32_t loadPercent;
-} status;
-
-/* --- figures: numbered procedures and remote commands give the same ones */
-
-static void uptime(char *text) {
+static uint32_t figure(uint32_t procedure, char *text) {
     UtilTimestamp now, up;
     utilTms_get(&now);
-    utilTms_delta(&now, &status.started, &up);
-    utilTms_getDaysHoursMinutesSeconds(up.sec, text, TEXT_SIZE);
-}
-
-static void load(char *text) {
-    snprintf(text, TEXT_SIZE, "%u %% of the CPU", status.loadPercent);
-}
-
-static const struct {
-    const char *name;
-    void (*write)(char *text); /* at most TEXT_SIZE bytes */
-} figures[] = {{"uptime", uptime}, {"load", load}};
-
-/* A reply counts for its requester only with the SRPC flag and the request's id. */
-static VosRet reply(VosMsgHandle *handle, const VosMsgHeader *request, const char *text) {
-    const uint32_t length = (uint32_t)strlen(text);
-    VosMsgHeader *msg = VOS_MALLOC_FLAGS((uint32_t)sizeof *msg + length, ALLOC_ZEROIZE);
-    if (msg == NULL) {
-        return VOS_RET_NO_RESOURCE;
+    utilTms_delta(&now, &started, &up);
+    if (procedure == STATUS_LOAD) {
+        snprintf(text, TEXT_SIZE, "%u %% of the CPU", loadPercent);
+    } else {
+        utilTms_getDaysHoursMinutesSeconds(up.sec, text, TEXT_SIZE);
     }
-    msg->type = request->type;
-    msg->src = request->dst;
-    msg->dst = request->src;
-    msg->flags = VOS_MSG_FLAG_RESPONSE | VOS_MSG_FLAG_SRPC;
-    msg->wordData = request->wordData;
-    msg->dataLength = length;
-    memcpy(msg + 1, text, length);
-    const VosRet ret = vosMsg_send(handle, msg);
-    VOS_FREE(msg);
-    return ret;
+    return (uint32_t)strlen(text);
 }
 
-static VosRet replyFigure(VosMsgHandle *handle, VosMsgHeader *msg) {
+static void replyFigure(VosLoop *l, const VosMsgHeader *request, void *ctx) {
     char text[TEXT_SIZE];
-    figures[msg->wordData - STATUS_UPTIME].write(text);
-    return reply(handle, msg, text);
+    (void)ctx;
+    vosLoop_reply(l, request, VOS_RET_OK, text, figure(request->wordData, text));
 }
-
-static SrpcHandler handlers[] = {NULL, replyFigure, replyFigure}; /* number 0 is never called */
-static SrpcTaskParams procedures = {sizeof handlers / sizeof *handlers, handlers, STATUS_BASE};
 
 static uint32_t runCommand(int argc, char **argv, FILE *out) {
-    for (size_t i = 0; argc == 1 && i < sizeof figures / sizeof *figures; i++) {
-        if (strcmp(argv[0], figures[i].name) == 0) {
-            char text[TEXT_SIZE];
-            figures[i].write(text);
-            fprintf(out, "%s\n", text);
-            return VOS_RET_OK;
-        }
-    }
+    char text[TEXT_SIZE];
     if (argc > 0 && strcmp(argv[0], "echo") == 0) {
         for (int i = 1; i < argc; i++) {
             fprintf(out, "%s%s", argv[i], i + 1 < argc ? " " : "\n");
         }
-        return VOS_RET_OK;
+    } else if (argc == 1 && (strcmp(argv[0], "uptime") == 0 || strcmp(argv[0], "load") == 0)) {
+        figure(argv[0][0] == 'l' ? STATUS_LOAD : STATUS_UPTIME, text);
+        fprintf(out, "%s\n", text);
+    } else {
+        fprintf(out, "commands: uptime, load, echo WORDS\n");
+        return VOS_RET_UNKNOWN_NAME;
     }
-    fprintf(out, "commands: uptime, load, echo WORDS\n");
-    return VOS_RET_UNKNOWN_NAME;
+    return VOS_RET_OK;
 }
 
-/* --- background measurement, heartbeat and report */
-
-/* In a thread of its own. */
-static void measure(void *arg) {
+static void measure(void *arg) { /* in a thread of its own */
     (void)arg;
-    UTIL_getCpuOccupy(&status.before);
+    UTIL_getCpuOccupy(&before);
     nanosleep(&(struct timespec){.tv_nsec = MEASURE_MS * 1000000L}, NULL);
-    UTIL_getCpuOccupy(&status.after);
+    UTIL_getCpuOccupy(&after);
 }
 
-/* In the main loop again. */
-static void measured(void *arg) {
+static void measured(void *arg) { /* in the main loop again */
     (void)arg;
-    status.loadPercent = UTIL_calCpuOccupy(&status.before, &status.after);
-    status.measuring = 0;
-    VOS_LOG_DEBUG("load is %u %%", status.loadPercent);
+    loadPercent = UTIL_calCpuOccupy(&before, &after);
+    measuring = false;
 }
 
-static void heartbeat(void *arg) {
-    UTIL_sendHeartbeat(status.handle);
-    utilTmr_set(status.timers, heartbeat, arg, HEARTBEAT_MS, "heartbeat");
+static void heartbeat(VosLoop *l, void *ctx) {
+    (void)ctx;
+    UTIL_sendHeartbeat(l->handle);
 }
 
 static void report(void *arg) {
     char text[TEXT_SIZE];
-    uptime(text);
-    UTIL_sendEventToHubd(status.handle, MSG_STATUS_REPORT, status.loadPercent, (uint8_t *)text, (uint32_t)strlen(text));
-    if (!status.measuring) {
-        status.measuring = UTIL_taskStart(measure, NULL, measured, status.handle) == VOS_RET_OK;
-    }
-    utilMsgTmr_set(status.handle, status.reports, report, arg, REPORT_MS, "report");
+    vosLoop_publish(&loop, MSG_STATUS_REPORT, loadPercent, text, figure(STATUS_UPTIME, text));
+    measuring = measuring || UTIL_taskStart(measure, NULL, measured, loop.handle) == VOS_RET_OK;
+    utilMsgTmr_set(loop.handle, reports, report, arg, REPORT_MS, "report");
 }
 
-/* --- main loop */
-
-static void dispatch(VosMsgHeader *msg) {
-    if (msg->type == MSG_STATUS && (msg->flags & VOS_MSG_FLAG_SRPC) != 0) {
-        if (SRPC_msgProcess(status.handle, msg) != VOS_RET_OK) {
-            reply(status.handle, msg, "");
-        }
-    } else if (msg->type == MSG_REMOTE_CLI) {
-        UTIL_processRemoteCli(status.handle, msg, runCommand);
-    } else if (msg->type == VOS_MSG_SYSTEM_TASK_FINISH) {
-        UTIL_taskFinish(msg);
-    } else if (msg->type == VOS_MSG_REGISTER_DELAYED_MSG) {
-        utilMsgTmr_executeExpiredEvents(status.reports);
-    } else if ((msg->flags & VOS_MSG_FLAG_REQUEST) != 0) {
-        vosMsg_sendReply(status.handle, msg, VOS_RET_ERROR);
-    }
-}
-
-/* One turn: waits for a message or the next timer, then serves both. */
-static VosRet turn(struct pollfd *waiting, const sigset_t *waitMask) {
-    uint32_t ms = 0;
-    utilTmr_getTimeToNextEvent(status.timers, &ms);
-    /* The time is cut to whole milliseconds: one more, or the last fraction would be spent turning. */
-    const struct timespec wait = {ms / 1000, ms % 1000 * 1000000L + 1000000L - 1};
-    VosMsgHeader *msg = NULL;
-    VosRet ret = VOS_RET_OK;
-    if (ppoll(waiting, 1, &wait, waitMask) > 0 && (ret = vosMsg_receive(status.handle, &msg)) == VOS_RET_OK) {
-        dispatch(msg);
-    }
-    VOS_FREE(msg);
-    utilTmr_executeExpiredEvents(status.timers);
-    return ret;
+static void delayed(VosLoop *l, const VosMsgHeader *msg, void *ctx) {
+    (void)l, (void)msg, (void)ctx;
+    utilMsgTmr_executeExpiredEvents(reports);
 }
 
 int main(int argc, char **argv) {
+    static VosLoopHandler procedures[2], commands, delays;
+    static VosLoopTimer beat;
+    VosMsgHandle *handle = NULL;
     setvbuf(stdout, NULL, _IOLBF, 0);
-    const sigset_t waitMask = catchStopSignals();
-    utilTms_get(&status.started);
-    VosRet ret = vosMsg_initByName(argc > 1 ? argv[1] : "statusd", &status.handle);
-    if (ret != VOS_RET_OK) {
-        fprintf(stderr, "statusd: launch failed (%u); is the hub running?\n", ret);
+    utilTms_get(&started);
+    VosRet ret = vosMsg_initByName(argc > 1 ? argv[1] : "statusd", &handle);
+    if (ret != VOS_RET_OK || (ret = vosLoop_init(&loop, handle)) != VOS_RET_OK ||
+        (ret = utilTmr_init(&reports)) != VOS_RET_OK) {
+        fprintf(stderr, "statusd: launch failed (%s); is the hub running?\n", vos_retText(ret));
         return 1;
     }
-    struct pollfd waiting = {.events = POLLIN};
-    vosMsg_getEventHandle(status.handle, &waiting.fd);
-    if (utilTmr_init(&status.timers) != VOS_RET_OK || utilTmr_init(&status.reports) != VOS_RET_OK) {
-        fprintf(stderr, "statusd: no memory for timers\n");
-        return 1;
-    }
-    SRPC_setTaskParams(NULL, &procedures);
-    printf("launched as entity %u\n", vosMsg_getHandleEid(status.handle));
-    vosLog_init(vosMsg_getHandleEid(status.handle));
-    VOS_LOG_NOTICE("launched"); /* recorded in the ring, written at this level and above only */
-    heartbeat(NULL);
+    printf("launched as entity %u\n", vosMsg_getHandleEid(handle));
+    vosLog_init(vosMsg_getHandleEid(handle));
+    VOS_LOG_NOTICE("launched"); /* written at this level and above only */
+    vosLoop_serveProcedure(&loop, &procedures[0], MSG_STATUS, STATUS_UPTIME, replyFigure, NULL);
+    vosLoop_serveProcedure(&loop, &procedures[1], MSG_STATUS, STATUS_LOAD, replyFigure, NULL);
+    vosLoop_serveCommands(&loop, &commands, MSG_REMOTE_CLI, runCommand);
+    vosLoop_on(&loop, &delays, VOS_MSG_REGISTER_DELAYED_MSG, delayed, NULL);
+    vosLoop_every(&loop, &beat, HEARTBEAT_MS, heartbeat, NULL);
     report(NULL);
-    /* A running measurement still needs the handle. */
-    while (ret == VOS_RET_OK && (!stopped || status.measuring)) {
-        ret = turn(&waiting, &waitMask);
-    }
-    if (ret != VOS_RET_OK) {
-        VOS_LOG_ERROR("the hub is gone (%u)", ret);
-        return 1;
-    }
-    utilTmr_cleanup(&status.timers);
-    utilTmr_cleanup(&status.reports);
-    printf("stopped\n");
-    vosMsg_cleanup(&status.handle);
+    int result = vosLoop_run(&loop);
+    while (result == 0 && measuring && vosLoop_turn(&loop, UINT32_MAX) == VOS_RET_OK) {
+    } /* a running measurement still needs the handle */
+    printf("%s\n", result == 0 ? "stopped" : "the hub is gone");
+    utilTmr_cleanup(&reports);
+    vosLoop_cleanup(&loop);
+    vosMsg_cleanup(&handle);
     vosLog_cleanup();
-    return 0;
+    return result;
 }

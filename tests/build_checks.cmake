@@ -13,6 +13,13 @@ foreach(standard IN ITEMS c11 c++17 c++20)
             ${CMAKE_C_COMPILER} ${CMAKE_CXX_COMPILER})
 endforeach()
 
+# The headers for C++ and the loops, in the strictest warnings.
+if(NOT CMAKE_CROSSCOMPILING)
+    add_test(NAME Build.LoopsAndMacrosCompileWithoutWarnings
+        COMMAND ${PROJECT_SOURCE_DIR}/tests/check_cpp.sh ${PROJECT_SOURCE_DIR})
+    set_tests_properties(Build.LoopsAndMacrosCompileWithoutWarnings PROPERTIES TIMEOUT 300)
+endif()
+
 # A consumer in C through pkg-config and one in C++ through find_package, against an installed tree.
 if(NOT CMAKE_CROSSCOMPILING)
     add_test(NAME Build.InstalledTreeServesConsumers

@@ -1,1 +1,1 @@
-add_dependencies(${name} vos-hubd vosctl example_plugin example_statusd)
+add_dependencies(${name} vos-hubd vosctl example_plugin example_statusd example_statusd_cpp)

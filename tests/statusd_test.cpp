@@ -45,9 +45,13 @@ void expectCleanStop(pid_t pid) {
     EXPECT_EQ(status, 0);
 }
 
-TEST(Statusd, LivesItsWholeDayOnTheLibrary) {
+class Statusd : public testing::TestWithParam<const char *> {};
+INSTANTIATE_TEST_SUITE_P(InCAndCpp, Statusd, testing::Values("statusd", "statusd_cpp"),
+                         [](const auto &param) { return std::string{param.param}; });
+
+TEST_P(Statusd, LivesItsWholeDayOnTheLibrary) {
     const vostest::HubProcess hub{{"--trace"}};
-    const pid_t daemon = start("statusd");
+    const pid_t daemon = start(GetParam());
     ASSERT_TRUE(hub.awaitOutput("VOS_MSG_HEARTBEAT"));
     EXPECT_THAT(vosctl("register 0x1000f021 --count 2"),
                 MatchesRegex("(.* 0x1000f021 .* event word=[0-9]+ .*0D 0H 0M .*\n){2}-> 0"))

@@ -6,9 +6,14 @@
 enum { BASE = 1000 };
 
 static VosRet reset(VosMsgHandle *handle, VosMsgHeader *msg) {
-    (void)handle; /* a daemon replies here, with VOS_MSG_FLAG_SRPC and the request's wordData */
+    /* The requester takes only a reply with the flag and the request's wordData, which vosMsg_sendReply() does not set.
+     */
+    VosMsgHeader reply = {.type = msg->type, .flags = VOS_MSG_FLAG_RESPONSE | VOS_MSG_FLAG_SRPC};
+    reply.src = msg->dst;
+    reply.dst = msg->src;
+    reply.wordData = msg->wordData;
     printf("procedure %u\n", msg->wordData - BASE);
-    return VOS_RET_OK;
+    return vosMsg_send(handle, &reply);
 }
 
 static SrpcHandler handlers[] = {NULL, NULL, reset}; /* slot 0 is never used */
@@ -21,10 +26,17 @@ int main(void) {
     }
     VosMsgHeader *request = VOS_MALLOC_FLAGS((uint32_t)sizeof *request + 8, ALLOC_ZEROIZE); /* as one arrives */
     if (request != NULL) {
+        request->type = 0x1000f110;
+        request->src = request->dst = vosMsg_getHandleEid(handle); /* from ourselves, so the reply comes back */
         request->flags = VOS_MSG_FLAG_REQUEST | VOS_MSG_FLAG_SRPC;
         request->wordData = BASE + 2;
         request->dataLength = 8;
         printf("served: %u\n", SRPC_msgProcess(handle, request));
+        VosMsgHeader *reply = NULL;
+        if (vosMsg_receive(handle, &reply) == VOS_RET_OK) {
+            printf("reply: number %u, flags 0x%x\n", reply->wordData, reply->flags);
+        }
+        VOS_FREE(reply);
         request->wordData = BASE + 7;
         printf("unknown: %u\n", SRPC_msgProcess(handle, request));
     }
@@ -36,5 +48,6 @@ int main(void) {
 /* Prints:
 procedure 2
 served: 0
+reply: number 1002, flags 0x24
 unknown: 9002
 */

@@ -21,7 +21,8 @@ int main(void) {
     }
     utilTmr_set(timers, blink, text, 5, "blink");
     while (utilTmr_getTimeToNextEvent(timers, &ms) == VOS_RET_OK) {
-        poll(NULL, 0, (int)ms); /* a daemon passes its message descriptor here */
+        poll(NULL, 0, (int)ms + 1); /* ms is cut: without the 1 the last fraction would spin. A daemon waits on its
+                                       message descriptor here. */
         utilTmr_executeExpiredEvents(timers);
     }
     utilTmr_cleanup(&timers);

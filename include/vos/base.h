@@ -32,6 +32,16 @@
 /** Marks exported data, which programs may replace. */
 #define VOS_DATA __attribute__((visibility("default")))
 
+/** A conversion that neither language's compiler warns of. */
+#ifdef __cplusplus
+#define VOS_CAST(type, value) static_cast<type>(value)
+#else
+#define VOS_CAST(type, value) ((type)(value))
+#endif
+
+/** Name of the calling function, as log entries give it; vos/vos.hpp has one that knows lambdas. */
+#define VOS_FUNCTION __func__
+
 /** Marks a function whose argument number @p fmt is a printf format for the arguments from number @p first on. */
 #define VOS_PRINTF(fmt, first) __attribute__((format(printf, fmt, first)))
 

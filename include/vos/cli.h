@@ -21,7 +21,7 @@
 /** Arguments that a request can carry. */
 #define UTIL_CLI_MAX_ARGS 32
 
-/** A command.
+/** A command. Must not throw.
  *
  *  @param argc  number of arguments, at most UTIL_CLI_MAX_ARGS
  *  @param argv  the arguments; argv[argc] is NULL. They lie in the request and may be written to.

@@ -73,8 +73,8 @@ VosRet vosEid_delDynamicEntityInfo(const char *appName);
 /** The process id of the caller. */
 int32_t vosEid_getPid(void);
 
-/** Calls @p callback with every row in order until it returns something other than 0, which is the result; else 0.
- *  NULL gives 0. */
+/** Calls @p callback, which must not throw, with every row in order until it returns something other than 0, which is
+ *  the result; else 0. NULL gives 0. */
 int vosEid_forEachEntityInfo(int (*callback)(const EntityInfo *, void *), void *context);
 
 /** @name Kept for callers that still link them

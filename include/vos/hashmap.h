@@ -53,7 +53,7 @@ void *hashmap_search(const HashMap *map, const char *key);
 
 /** Removes what hashmap_search() would find.
  *
- *  @param freeValue  called with the value unless NULL
+ *  @param freeValue  called with the value unless NULL; must not throw
  *  @return VOS_RET_OK; VOS_RET_NOT_IN_LIST; VOS_RET_BAD_ARG for NULL
  */
 VosRet hashmap_delete(HashMap *map, const char *key, void (*freeValue)(void *));
@@ -72,7 +72,7 @@ VosRet hashmap_getAllKey(const HashMap *map, char *buf, uint32_t bucketsToScan, 
 
 /** Frees the map and its keys; NULL does nothing.
  *
- *  @param freeValue  called with every value unless NULL
+ *  @param freeValue  called with every value unless NULL; must not throw
  */
 void hashmap_destroy(HashMap *map, void (*freeValue)(void *));
 

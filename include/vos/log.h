@@ -94,13 +94,13 @@ VOS_STATIC_ASSERT(offsetof(LogSharedConfig, maxSize) == 2572, "tools attach the 
 /** @name What daemons write their entries with: a printf format and its arguments
  *  @{ */
 /** An entry of level VOS_LOG_LEVEL_ERROR: an error. */
-#define VOS_LOG_ERROR(...) log_log(VOS_LOG_LEVEL_ERROR, __func__, (uint32_t)__LINE__, __VA_ARGS__)
+#define VOS_LOG_ERROR(...) log_log(VOS_LOG_LEVEL_ERROR, VOS_FUNCTION, VOS_CAST(uint32_t, __LINE__), __VA_ARGS__)
 /** An entry of level VOS_LOG_LEVEL_NOTICE: a notable event. */
-#define VOS_LOG_NOTICE(...) log_log(VOS_LOG_LEVEL_NOTICE, __func__, (uint32_t)__LINE__, __VA_ARGS__)
+#define VOS_LOG_NOTICE(...) log_log(VOS_LOG_LEVEL_NOTICE, VOS_FUNCTION, VOS_CAST(uint32_t, __LINE__), __VA_ARGS__)
 /** An entry of level VOS_LOG_LEVEL_DEBUG: tracing. */
-#define VOS_LOG_DEBUG(...) log_log(VOS_LOG_LEVEL_DEBUG, __func__, (uint32_t)__LINE__, __VA_ARGS__)
+#define VOS_LOG_DEBUG(...) log_log(VOS_LOG_LEVEL_DEBUG, VOS_FUNCTION, VOS_CAST(uint32_t, __LINE__), __VA_ARGS__)
 /** An entry of level VOS_LOG_LEVEL_DEVEL: tracing for who develops the daemon. */
-#define VOS_LOG_DEVEL(...) log_log(VOS_LOG_LEVEL_DEVEL, __func__, (uint32_t)__LINE__, __VA_ARGS__)
+#define VOS_LOG_DEVEL(...) log_log(VOS_LOG_LEVEL_DEVEL, VOS_FUNCTION, VOS_CAST(uint32_t, __LINE__), __VA_ARGS__)
 /** @} */
 
 VOS_BEGIN_DECLS

@@ -25,7 +25,7 @@ enum {
 
 /** Allocates with the caller's function name and line. NULL when memory is short or the size is beyond 32 bits,
  * whatever its type; the caller frees with VOS_FREE. */
-#define VOS_MALLOC_FLAGS(size, flags) vosMem_allocOf((size), (flags), __func__, (uint32_t)__LINE__)
+#define VOS_MALLOC_FLAGS(size, flags) vosMem_allocOf((size), (flags), __func__, VOS_CAST(uint32_t, __LINE__))
 /** Frees with the caller's function name and line. */
 #define VOS_FREE(buf) vosMem_free((buf), __func__, __LINE__)
 

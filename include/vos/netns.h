@@ -26,7 +26,7 @@ int netns_switch(const char *name);
  */
 int netns_get_fd(const char *name);
 
-/** Calls @p callback with every namespace's name and @p arg until it returns other than 0.
+/** Calls @p callback, which must not throw, with every namespace's name and @p arg until it returns other than 0.
  *
  *  @return 0, also when the callback ended the walk; -1 when "/var/run/netns" cannot be opened
  */

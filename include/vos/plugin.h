@@ -111,7 +111,8 @@ VosRet UTIL_pluginRecvRespMsg(VosMsgHeader *message, PluginRespMsg *response);
  */
 VosRet UTIL_pluginSendRespMsg(VosMsgHandle *handle, const VosMsgHeader *requestMessage, const PluginRespMsg *response);
 
-/** Registers the process's handle and callback for set-parameter events; a later call replaces them. VOS_RET_OK. */
+/** Registers the process's handle and callback, which must not throw, for set-parameter events; a later call replaces
+ *  them. VOS_RET_OK. */
 VosRet UTIL_pluginRegisterSetParamEvent(VosMsgHandle *handle, PluginSetParamFunc callback);
 
 /** Answers a received message if it is a set-parameter event; without a callback with a NULL text. The message stays

@@ -15,7 +15,7 @@
 /** Tables that a process can register. */
 #define SRPC_MAX_TASK_PARAMS 5
 
-/** One procedure. The message stays the dispatcher's caller's. */
+/** One procedure. The message stays the dispatcher's caller's. Must not throw. */
 typedef VosRet (*SrpcHandler)(VosMsgHandle *handle, VosMsgHeader *msg);
 
 /** A table of procedures, owned by the daemon and kept for the life of the process. */

@@ -14,7 +14,7 @@
 
 #include "vos/msg.h"
 
-/** Work or completion of a task; receives the task's argument. */
+/** Work or completion of a task; receives the task's argument. Must not throw. */
 typedef void (*UtilTaskFunc)(void *arg);
 
 VOS_BEGIN_DECLS

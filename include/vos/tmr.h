@@ -4,9 +4,9 @@
  *  The pair (func, ctxData) identifies an event; a list holds each pair at most once. Events are ordered by the time at
  *  which they are due, events of the same time in the order in which they were set. The list owns its events.
  *
- *  A list belongs to one thread; callbacks run in the thread that calls utilTmr_executeExpiredEvents(). A callback may
- *  set, replace, cancel and flush events of its own list, also the ones that are about to run, and may run expired
- *  events itself or clean up the list.
+ *  A list belongs to one thread; callbacks run in the thread that calls utilTmr_executeExpiredEvents() and must not
+ * throw. A callback may set, replace, cancel and flush events of its own list, also the ones that are about to run, and
+ * may run expired events itself or clean up the list.
  *
  *  A NULL handle, callback or output pointer gives VOS_RET_BAD_ARG, 0 or false by the type of the result; calls without
  *  a result do nothing.
@@ -83,7 +83,8 @@ void utilTmr_cancel(void *tmrHandle, UtilTmrFunc func, void *ctxData);
  */
 VosRet utilTmr_replaceIfSooner(void *tmrHandle, UtilTmrFunc func, void *ctxData, uint32_t ms, const char *name);
 
-/** Milliseconds until the soonest event is due, 0 when it is due already: the time-out for the caller's poll.
+/** Whole milliseconds until the soonest event is due, cut, 0 when less than one is left: one more is the time-out for
+ * the caller's poll, which would spin through the last fraction otherwise.
  *
  *  @return VOS_RET_OK; VOS_RET_NOTHING_FOUND for an empty list, *@p ms is 0xFFFFFFFF then
  */

@@ -32,6 +32,7 @@
 #include "vos/prctl.h"
 #include "vos/request.h"
 #include "vos/ret.h"
+#include "vos/ret_text.h"
 #include "vos/sem.h"
 #include "vos/sm.h"
 #include "vos/srpc.h"

@@ -21,8 +21,8 @@
 /** A document being read; opaque. */
 typedef struct XmlContext XmlContext;
 
-/** What the tokenizer reports; NULL callbacks are skipped. Texts are not terminated and live until the callback
- *  returns. */
+/** What the tokenizer reports; NULL callbacks are skipped, none may throw. Texts are not terminated and live until the
+ * callback returns. */
 typedef struct {
     void (*tagBegin)(XmlContext *ctx, const char *name, uint32_t len);               /**< start tag */
     void (*attrName)(XmlContext *ctx, const char *name, uint32_t len);               /**< attribute */

@@ -1,0 +1,153 @@
+// What vos.hpp adds to the C calls: a request and its reply, and an event from the socket to its handler. The hub is a
+// thread-free stub on the other end of a socket pair's worth of work: a child that answers, so that both sides do the
+// same.
+#include <benchmark/benchmark.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "vos/vos.hpp"
+
+namespace {
+
+constexpr uint32_t kType = 0x10005001;
+constexpr int kEventsAtOnce = 64;
+
+/** Answers each message: a request by itself as a reply, an event by itself. */
+void answer(int fd) {
+    VosMsgHeader messages[kEventsAtOnce];
+    for (ssize_t got; (got = read(fd, messages, sizeof messages)) > 0;) {
+        for (size_t i = 0; i < static_cast<size_t>(got) / sizeof messages[0]; i++) {
+            std::swap(messages[i].src, messages[i].dst);
+            if ((messages[i].flags & VOS_MSG_FLAG_REQUEST) != 0) {
+                messages[i].flags = VOS_MSG_FLAG_RESPONSE;
+            }
+            if (messages[i].type == VOS_MSG_LAUNCHED) {
+                messages[i] = {};
+                messages[i].type = VOS_MSG_LAUNCHED;
+                messages[i].dst = 77;
+                got = sizeof messages[0];
+            }
+        }
+        if (write(fd, messages, static_cast<size_t>(got)) != got) {
+            return;
+        }
+    }
+}
+
+VosMsgHandle *connected() {
+    static VosMsgHandle *handle = [] {
+        const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        strcpy(address.sun_path, VOS_MSG_HUB_SOCKET_PATH);
+        unlink(address.sun_path);
+        if (bind(listener, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 ||
+            listen(listener, 1) != 0) {
+            perror("hub socket");
+            exit(1);
+        }
+        if (fork() == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            answer(accept(listener, nullptr, nullptr));
+            _exit(0);
+        }
+        VosMsgHandle *opened = nullptr;
+        if (vosMsg_init(77, &opened) != VOS_RET_OK) {
+            fprintf(stderr, "no handle\n");
+            exit(1);
+        }
+        return opened;
+    }();
+    return handle;
+}
+
+void requestThroughC(benchmark::State &state) {
+    VosMsgHandle *const handle = connected();
+    for (auto _ : state) {
+        auto *msg = static_cast<VosMsgHeader *>(VOS_MALLOC_FLAGS(sizeof(VosMsgHeader), ALLOC_ZEROIZE));
+        VosMsgHeader *reply = nullptr;
+        msg->type = kType;
+        msg->src = 77;
+        msg->dst = 5;
+        msg->flags = VOS_MSG_FLAG_REQUEST;
+        benchmark::DoNotOptimize(vosMsg_sendAndGetReplyBufWithTimeout(handle, msg, &reply, 15000));
+        VOS_FREE(msg);
+        VOS_FREE(reply);
+    }
+}
+BENCHMARK(requestThroughC);
+
+void requestThroughCpp(benchmark::State &state) {
+    vos::Connection hub{connected()};
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(bool{hub.ask({.to = 5, .type = kType})});
+    }
+    new vos::Connection{std::move(hub)};  // the handle goes on
+}
+BENCHMARK(requestThroughCpp);
+
+/** Has the other side send events to us. */
+void fill(VosMsgHandle *handle) {
+    VosMsgHeader event{};
+    event.type = kType;
+    event.src = 5;
+    event.dst = 77;
+    event.flags = VOS_MSG_FLAG_EVENT;
+    for (int i = 0; i < kEventsAtOnce; i++) {
+        vosMsg_send(handle, &event);
+    }
+    usleep(2000);
+}
+
+void eventThroughC(benchmark::State &state) {
+    VosMsgHandle *const handle = connected();
+    pollfd waiting{-1, POLLIN, 0};
+    vosMsg_getEventHandle(handle, &waiting.fd);
+    int64_t seen = 0;
+    while (state.KeepRunningBatch(kEventsAtOnce)) {
+        state.PauseTiming();
+        fill(handle);
+        state.ResumeTiming();
+        for (int i = 0; i < kEventsAtOnce; i++) {
+            VosMsgHeader *msg = nullptr;
+            if (poll(&waiting, 1, -1) > 0 && vosMsg_receive(handle, &msg) == VOS_RET_OK && msg->type == kType) {
+                seen++;
+            }
+            VOS_FREE(msg);
+        }
+    }
+    state.counters["seen"] = static_cast<double>(seen);
+}
+BENCHMARK(eventThroughC)->Iterations(200 * kEventsAtOnce);
+
+void eventThroughCpp(benchmark::State &state) {
+    vos::Connection hub{connected()};
+    int64_t seen = 0;
+    {
+        vos::Loop loop{hub, {}};
+        loop.on(kType, [&](const vos::MessageView &) { seen++; });
+        while (state.KeepRunningBatch(kEventsAtOnce)) {
+            state.PauseTiming();
+            fill(hub.handle());
+            state.ResumeTiming();
+            for (const int64_t end = seen + kEventsAtOnce; seen < end;) {
+                loop.turn();
+            }
+        }
+    }
+    state.counters["seen"] = static_cast<double>(seen);
+    new vos::Connection{std::move(hub)};  // the handle goes on
+}
+BENCHMARK(eventThroughCpp)->Iterations(200 * kEventsAtOnce);
+
+}  // namespace
+
+BENCHMARK_MAIN();
