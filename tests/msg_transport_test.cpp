@@ -328,7 +328,7 @@ TEST_F(Stream, SkipsAMessageThatItHadNoMemoryForAsAWhole) {
     static thread_local int left;  // allocations until one fails
     static const auto library = vostest::hookLibrary(
         [](vostest::Resource resource) { return resource == vostest::Resource::kMemory && --left == 0; });
-    if (!library) {
+    if (!library.found) {
         GTEST_SKIP() << "the library is linked statically";
     }
     std::string decoys;

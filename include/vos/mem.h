@@ -24,7 +24,7 @@ enum {
 };
 
 /** Allocates with the caller's function name and line. NULL when memory is short or the size is beyond 32 bits,
- * whatever its type; the caller frees with VOS_FREE. */
+ *  whatever its type; the caller frees with VOS_FREE. */
 #define VOS_MALLOC_FLAGS(size, flags) vosMem_allocOf((size), (flags), __func__, VOS_CAST(uint32_t, __LINE__))
 /** Frees with the caller's function name and line. */
 #define VOS_FREE(buf) vosMem_free((buf), __func__, __LINE__)
@@ -58,7 +58,7 @@ void *vosMem_alloc(uint32_t size, uint32_t flags, const char *func, uint32_t lin
 
 /** vosMem_alloc of a size that may be wider: one that does not fit is no smaller one. */
 static inline void *vosMem_allocOf(uint64_t size, uint32_t flags, const char *func, uint32_t line) {
-    return vosMem_alloc(size > UINT32_MAX ? UINT32_MAX : (uint32_t)size, flags, func, line);
+    return vosMem_alloc(size > UINT32_MAX ? UINT32_MAX : VOS_CAST(uint32_t, size), flags, func, line);
 }
 
 /** Frees a block; NULL does nothing. A block with a damaged header, padding or guard is reported and left allocated.
