@@ -157,6 +157,7 @@ VosRet hashmap_create(HashMap **mapOut, uint32_t bucketCount) {
     auto keyChains = vos::allocZeroed<ListEntry *>(chainBytes);
     auto valueChains = vos::allocZeroed<ListEntry *>(chainBytes);
     if (!map || !keyChains || !valueChains) {
+        VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
         return VOS_RET_NO_RESOURCE;
     }
     *map = {bucketCount, keyChains.release(), valueChains.release()};

@@ -11,6 +11,7 @@
 #include "internal/bytes.h"
 #include "internal/guards.h"
 #include "internal/slice.h"
+#include "vos/dbg.h"
 
 using std::string_view;
 using vos::ByteWriter;
@@ -127,6 +128,7 @@ void UTIL_nfcGenWifiNdefData(const char *ssid, const char *auth, const char *enc
     const auto payload = vos::allocZeroed<uint8_t>(payloadLength);
     auto buffer = vos::allocZeroed<uint8_t>(total);
     if (!payload || !buffer) {
+        VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
         return;
     }
     ByteWriter payloadOut{payload.get(), payloadLength};
@@ -148,6 +150,7 @@ void UTIL_nfcGenUrlNdefData(const char *url, uint8_t **bufferOut, uint32_t *leng
     const size_t total = kUriPayloadOffset + 1 + address.size();
     auto buffer = vos::allocZeroed<uint8_t>(total);
     if (!buffer) {
+        VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
         return;
     }
     ByteWriter out{buffer.get(), total};

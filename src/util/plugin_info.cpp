@@ -66,6 +66,10 @@ char *util_pluginParseGetVal(const char *key, const char *line) {
         return nullptr;
     }
     char *value = vosMem_strdup(colon + 1, __func__, __LINE__);
+    if (value == nullptr) {
+        VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
+        return nullptr;
+    }
     util_strTrim(value);
     return value;
 }

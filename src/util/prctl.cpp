@@ -3,6 +3,7 @@
 
 #include <signal.h>
 #include <unistd.h>
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -145,6 +146,7 @@ int UTIL_commSystemEx(const char *command, char *buffer, uint32_t size) {
     }
     FILE *pipe = popen(command, "re");
     if (pipe == nullptr) {
+        VOS_DBG_ERROR("popen failed, errno=%d", errno);
         return 0;
     }
     const size_t got = size == 0 ? 0 : fread(buffer, 1, size, pipe);

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "internal/guards.h"
+#include "vos/dbg.h"
 
 namespace {
 
@@ -19,6 +20,7 @@ UtilVector *UTIL_VectorInit(uint32_t capacity) {
     auto vec = vos::allocZeroed<UtilVector>();
     auto slots = vos::allocZeroed<void *>(uint64_t{slotCount} * sizeof(void *));
     if (!vec || !slots) {
+        VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
         return nullptr;
     }
     *vec = {0, slotCount, slots.release()};
@@ -51,7 +53,9 @@ UtilVector *UTIL_VectorCopy(const UtilVector *vec) {
 
 void *UTIL_VectorRealloc(void *old, uint32_t oldSize, uint32_t newSize) {
     void *block = VOS_MALLOC_FLAGS(newSize, 0);
-    if (block != nullptr && old != nullptr) {
+    if (block == nullptr) {
+        VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
+    } else if (old != nullptr) {
         memcpy(block, old, std::min(oldSize, newSize));
         VOS_FREE(old);
     }

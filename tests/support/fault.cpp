@@ -7,6 +7,7 @@
 
 #include "support/files.h"
 #include "support/leak.h"
+#include "support/syslog_catcher.h"
 
 namespace vostest {
 
@@ -34,7 +35,12 @@ bool runOnce(const Probe &probe, Resource resource, unsigned nth) {
         if (probe.leaks > 0) {
             leak.emplace();
         }
+        std::optional<Diagnostics> diagnostics;
+        if (resource == Resource::kMemory) {
+            diagnostics.emplace();
+        }
         outcome = probe.run();
+        EXPECT_TRUE(!diagnostics || outcome == probe.success || !diagnostics->take().empty()) << "without a word";
     }
     const bool failed = t_fault.countdown == 0;
     EXPECT_EQ(openDescriptors(), descriptors);

@@ -4,6 +4,7 @@
 #include "internal/guards.h"
 #include "util/codec/base64_groups.h"
 #include "vos/codec.h"
+#include "vos/dbg.h"
 
 namespace {
 
@@ -42,9 +43,11 @@ char *UTIL_base64Encode(const uint8_t *in, uint32_t len) {
         return nullptr;
     }
     auto text = vos::allocZeroed<char>(uint64_t{len} * 4 / 3 + 5);
-    if (text) {
-        vos::base64::encode(in, len, text.get());
+    if (!text) {
+        VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
+        return nullptr;
     }
+    vos::base64::encode(in, len, text.get());
     return text.release();
 }
 
@@ -58,6 +61,7 @@ uint8_t *UTILs_base64Decode(const char *text, uint32_t *len) {
     const size_t size = strlen(text);
     auto bytes = vos::allocZeroed<uint8_t>(uint64_t{size} * 3 / 4 + 1);
     if (!bytes) {
+        VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
         return nullptr;
     }
     size_t done = 0;

@@ -117,6 +117,7 @@ VosRet utilB64_encode(const uint8_t *in, uint32_t len, char **out) {
     }
     auto text = vos::allocZeroed<char>((uint64_t{len} + 2) / 3 * 4 + 1);
     if (!text) {
+        VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
         return VOS_RET_NO_RESOURCE;
     }
     vos::base64::encode(in, len, text.get());

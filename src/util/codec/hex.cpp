@@ -52,13 +52,17 @@ VosRet util_binaryBufToHexString(const uint8_t *bin, uint32_t len, char **hex) {
         return VOS_RET_BAD_ARG;
     }
     auto text = vos::allocZeroed<char>(uint64_t{len} * 2 + 1);
+    if (!text) {
+        VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
+        return VOS_RET_NO_RESOURCE;
+    }
     char *digits = text.get();
-    for (size_t i = 0; digits != nullptr && i < len; i++) {
+    for (size_t i = 0; i < len; i++) {
         digits[2 * i] = digit(bin[i] >> 4);
         digits[2 * i + 1] = digit(bin[i] & 0xF);
     }
     *hex = text.release();
-    return *hex != nullptr ? VOS_RET_OK : VOS_RET_NO_RESOURCE;
+    return VOS_RET_OK;
 }
 
 VosRet util_hexStringToBinaryBuf(const char *hex, uint8_t **bin, uint32_t *len) {
@@ -74,21 +78,18 @@ VosRet util_hexStringToBinaryBuf(const char *hex, uint8_t **bin, uint32_t *len) 
         VOS_DBG_ERROR("hexStr must be an even number of characters");
         return VOS_RET_BAD_ARG;
     }
-    if (size / 2 > UINT32_MAX) {
-        return VOS_RET_NO_RESOURCE;
-    }
-    const auto count = static_cast<uint32_t>(size / 2);
-    vos::MemPtr<uint8_t> bytes{static_cast<uint8_t *>(VOS_MALLOC_FLAGS(count, 0))};
+    vos::MemPtr<uint8_t> bytes{static_cast<uint8_t *>(VOS_MALLOC_FLAGS(size / 2, 0))};
     if (!bytes) {
+        VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
         return VOS_RET_NO_RESOURCE;
     }
-    for (size_t i = 0; i < count; i++) {
+    for (size_t i = 0; i < size / 2; i++) {
         const VosRet ret = parsePair(hex + 2 * i, &bytes[i]);
         if (ret != VOS_RET_OK) {
             return ret;
         }
     }
     *bin = bytes.release();
-    *len = count;
+    *len = static_cast<uint32_t>(size / 2);
     return VOS_RET_OK;
 }

@@ -266,6 +266,7 @@ class Output {
         const size_t capacity = used + std::max(wanted, expected);
         auto *larger = static_cast<uint8_t *>(realloc(begin_, capacity));
         if (larger == nullptr) {
+            VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
             return false;
         }
         begin_ = larger;
@@ -349,10 +350,12 @@ char *String_Copy(const char *text, int32_t len) {
     }
     const size_t length = len < 0 ? strlen(text) : strnlen(text, static_cast<size_t>(len));
     auto *copy = static_cast<char *>(malloc(length + 1));
-    if (copy != nullptr) {
-        memcpy(copy, text, length);
-        copy[length] = '\0';
+    if (copy == nullptr) {
+        VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
+        return nullptr;
     }
+    memcpy(copy, text, length);
+    copy[length] = '\0';
     return copy;
 }
 

@@ -5,11 +5,14 @@
 
 #include "internal/guards.h"
 #include "util/list/core.h"
+#include "vos/dbg.h"
 
 ListEntry *list_create_entry(void *data) {
     auto entry = vos::allocZeroed<ListEntry>();
     if (entry) {
         entry->data = data;
+    } else {
+        VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
     }
     return entry.release();
 }

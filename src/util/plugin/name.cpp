@@ -53,8 +53,10 @@ char *UTIL_pluginGetCustomer(const char *name, char **customerOut) {
         return nullptr;
     }
     char *copy = vosMem_strndup(customer, static_cast<uint32_t>(end - customer), __func__, __LINE__);
-    if (copy != nullptr) {
-        *customerOut = copy;
+    if (copy == nullptr) {
+        VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
+        return nullptr;
     }
+    *customerOut = copy;
     return copy;
 }

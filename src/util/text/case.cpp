@@ -2,6 +2,7 @@
 #include <cctype>
 #include <cstring>
 
+#include "vos/dbg.h"
 #include "vos/mem.h"
 #include "vos/text.h"
 
@@ -28,6 +29,9 @@ void util_strToLower(char *s) {
 
 char *util_strDupLower(const char *s) {
     char *copy = vosMem_strdup(s, __func__, __LINE__);
+    if (copy == nullptr && s != nullptr) {
+        VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
+    }
     util_strToLower(copy);
     return copy;
 }

@@ -82,6 +82,7 @@ int util_sprintf_alloc(const char *func, uint32_t line, char **out, const char *
     const uint32_t size = static_cast<uint32_t>(length) + 1;
     auto *text = static_cast<char *>(vosMem_alloc(size, ALLOC_ZEROIZE, func, line));
     if (text == nullptr) {
+        VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
         return 0;
     }
     length = vsnprintf(text, size, format, again);

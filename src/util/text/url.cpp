@@ -112,6 +112,7 @@ VosRet util_parseUrl(const char *url, uint32_t *proto, char **host, uint16_t *po
     vos::MemPtr<char> hostCopy = duplicate(hostPart);
     vos::MemPtr<char> pathCopy = duplicate(pathPart);
     if (!hostCopy || !pathCopy) {
+        VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
         return VOS_RET_NO_RESOURCE;
     }
     *host = hostCopy.release();

@@ -42,6 +42,7 @@ const EntityInfo *rowOf(std::string_view name) {
 VosEntityId remember(const EntityInfo &row) {
     auto eid = vos::allocZeroed<VosEntityId>();
     if (!eid) {
+        VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
         return 0;
     }
     *eid = row.eid;

@@ -262,6 +262,7 @@ VosRet vos::receiveMessage(int32_t fd, VosMsgHeader **msgOut, uint32_t *timeoutM
                            ? nullptr
                            : vos::enlargeUnfilled(msg.get(), static_cast<uint32_t>(size), __func__, __LINE__);
         if (larger == nullptr) {
+            VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
             msg.release();  // callers' heap statistics count on the header block staying allocated here
             return VOS_RET_NO_RESOURCE;
         }

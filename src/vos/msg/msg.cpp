@@ -270,14 +270,12 @@ VosMsgHeader *vosMsg_duplicate(const VosMsgHeader *msg) {
         return nullptr;
     }
     const uint64_t size = sizeof *msg + uint64_t{msg->dataLength};
-    if (size > UINT32_MAX) {
+    void *copy = size > UINT32_MAX ? nullptr : VOS_MALLOC_FLAGS(static_cast<uint32_t>(size), 0);
+    if (copy == nullptr) {
+        VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
         return nullptr;
     }
-    void *copy = VOS_MALLOC_FLAGS(static_cast<uint32_t>(size), 0);
-    if (copy != nullptr) {
-        memcpy(copy, msg, size);
-    }
-    return static_cast<VosMsgHeader *>(copy);
+    return static_cast<VosMsgHeader *>(memcpy(copy, msg, size));
 }
 
 void vosMsg_putBack(VosMsgHandle *handle, VosMsgHeader **msgPtr) {
