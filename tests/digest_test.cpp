@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "internal/processor.h"
 #include "util/digest/sha256_blocks.h"
 
 namespace {
@@ -137,7 +138,7 @@ TYPED_TEST(DigestTest, IgnoresNullAndClearsTheContextAtTheEnd) {
 
 // What the exported functions run elsewhere; here they run the other path.
 TEST(Sha256Blocks, PortablePathEqualsTheProcessorsInstructions) {
-    if (!vos::sha256HasInstructions()) {
+    if (!vos::processorHas(vos::Feature::sha256)) {
         GTEST_SKIP() << "this processor has no SHA instructions";
     }
     std::mt19937 random{180};

@@ -1,13 +1,14 @@
 // What the processor offers beyond its architecture's base, found out once for each process.
-#ifndef VOS_UTIL_PROCESSOR_H
-#define VOS_UTIL_PROCESSOR_H
+#ifndef VOS_INTERNAL_PROCESSOR_H
+#define VOS_INTERNAL_PROCESSOR_H
 
 namespace vos {
 
 enum class Feature : unsigned {
     byteShuffle = 1,       // x86: SSSE3
     carrylessProduct = 2,  // x86: PCLMULQDQ
-    crc32 = 4              // 64-bit Arm: CRC32
+    crc32 = 4,             // 64-bit Arm: CRC32
+    sha256 = 8             // x86: SHA with SSSE3 and SSE4.1; 64-bit Arm: SHA2
 };
 
 bool processorHas(Feature feature);

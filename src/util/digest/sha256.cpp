@@ -1,8 +1,8 @@
 // SHA-256, FIPS 180-4: the stream around the block function.
-#include <atomic>
 #include <cstring>
 
 #include "internal/block_buffer.h"
+#include "internal/processor.h"
 #include "util/digest/sha256_blocks.h"
 #include "vos/digest.h"
 
@@ -13,22 +13,8 @@ using vos::kDigestBlockSize;
 constexpr uint32_t kInitialState[8] = {0x6a09e667, 0xbb67ae85, 0x3c6ef372, 0xa54ff53a,
                                        0x510e527f, 0x9b05688c, 0x1f83d9ab, 0x5be0cd19};
 
-enum class Path : uint8_t { kUnknown, kPortable, kAccelerated };
-
-// Threads that come first may all ask the processor; they get the same answer.
-constinit std::atomic<Path> s_path{Path::kUnknown};
-
-bool isAccelerated() {
-    Path path = s_path.load(std::memory_order_relaxed);
-    if (path == Path::kUnknown) {
-        path = vos::sha256HasInstructions() ? Path::kAccelerated : Path::kPortable;
-        s_path.store(path, std::memory_order_relaxed);
-    }
-    return path == Path::kAccelerated;
-}
-
 void transformBlocks(Sha256Context *context, const uint8_t *data, size_t blocks) {
-    if (isAccelerated()) {
+    if (vos::processorHas(vos::Feature::sha256)) {
         vos::sha256BlocksAccelerated(context->state, data, blocks);
     } else {
         vos::sha256BlocksPortable(context->state, data, blocks);

@@ -2,15 +2,12 @@
 #if defined(__aarch64__) && defined(__ARM_NEON)
 
 #include <arm_neon.h>
-#include <sys/auxv.h>
 
 #include "util/digest/sha256_blocks.h"
 
 namespace vos {
 
 namespace {
-
-constexpr unsigned long kHwcapSha2 = 1UL << 6;  // HWCAP_SHA2 of <asm/hwcap.h>
 
 // As assembly rather than through intrinsics, which older compilers hide unless the whole file, or the whole firmware,
 // is built for a processor that has them.
@@ -48,10 +45,6 @@ inline uint32x4_t loadWords(const uint8_t *data) {
 }
 
 }  // namespace
-
-bool sha256HasInstructions() {
-    return (getauxval(AT_HWCAP) & kHwcapSha2) != 0;
-}
 
 void sha256BlocksAccelerated(uint32_t state[8], const uint8_t *data, size_t blocks) {
     uint32x4_t abcd = vld1q_u32(state);

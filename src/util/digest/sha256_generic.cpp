@@ -5,10 +5,6 @@
 
 namespace vos {
 
-bool sha256HasInstructions() {
-    return false;
-}
-
 void sha256BlocksAccelerated(uint32_t state[8], const uint8_t *data, size_t blocks) {
     sha256BlocksPortable(state, data, blocks);
 }

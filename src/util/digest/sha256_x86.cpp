@@ -1,7 +1,6 @@
 // The block function of SHA-256 with the SHA extensions of x86-64 processors.
 #ifdef __x86_64__
 
-#include <cpuid.h>
 #include <immintrin.h>
 
 #include "util/digest/sha256_blocks.h"
@@ -11,10 +10,6 @@
 namespace vos {
 
 namespace {
-
-constexpr unsigned kLeaf1EcxSsse3 = 1U << 9;
-constexpr unsigned kLeaf1EcxSse41 = 1U << 19;
-constexpr unsigned kLeaf7EbxSha = 1U << 29;
 
 // Four rounds; the instruction does two and takes its constants from the low half.
 VOS_TARGET_SHA inline void fourRounds(__m128i &abef, __m128i &cdgh, __m128i words, size_t round) {
@@ -31,18 +26,6 @@ VOS_TARGET_SHA inline __m128i nextWords(__m128i w0, __m128i w1, __m128i w2, __m1
 }
 
 }  // namespace
-
-bool sha256HasInstructions() {
-    unsigned eax = 0;
-    unsigned ebx = 0;
-    unsigned ecx = 0;
-    unsigned edx = 0;
-    constexpr unsigned kNeeded = kLeaf1EcxSsse3 | kLeaf1EcxSse41;
-    if (__get_cpuid(1, &eax, &ebx, &ecx, &edx) == 0 || (ecx & kNeeded) != kNeeded) {
-        return false;
-    }
-    return __get_cpuid_count(7, 0, &eax, &ebx, &ecx, &edx) != 0 && (ebx & kLeaf7EbxSha) != 0;
-}
 
 VOS_TARGET_SHA void sha256BlocksAccelerated(uint32_t state[8], const uint8_t *data, size_t blocks) {
     const __m128i bigEndian = _mm_set_epi64x(0x0c0d0e0f08090a0b, 0x0405060700010203);
