@@ -14,8 +14,8 @@
 #include <string>
 #include <vector>
 
-#include "support/effort.h"
 #include "support/files.h"
+#include "support/shell.h"
 #include "support/syslog_catcher.h"
 #include "util/codec/crc32_paths.h"
 #include "vos/mem.h"
@@ -87,7 +87,7 @@ TEST(Base64, AgreesWithOpensslAtEveryLength) {
 TEST(Base64, KnowsEveryCharacterAtEveryPlace) {
     const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     const std::string text = alphabet + alphabet;
-    for (size_t place = 0; place < text.size(); place += vostest::step(31)) {
+    for (size_t place = 0; place < text.size(); place++) {
         for (int c = 1; c < 256; c++) {
             SCOPED_TRACE(testing::Message() << "character " << c << " at " << place);
             std::string changed = text;
@@ -183,19 +183,9 @@ TEST(Hex, WritesLowerCaseAndReadsWhatANumberMayLookLike) {
     char *hex = nullptr;
     ASSERT_EQ(util_binaryBufToHexString(raw(data), size32(data), &hex), VOS_RET_OK);
     EXPECT_EQ(takeText(hex), expected);
-}
-
-TEST(Hex, SaysWhatIsMissing) {
     vostest::Diagnostics diagnostics;
-    char *hex = nullptr;
-    const uint8_t byte = 0;
-    EXPECT_EQ(util_binaryBufToHexString(&byte, 1, nullptr), VOS_RET_BAD_ARG);
-    EXPECT_EQ(util_binaryBufToHexString(nullptr, 1, &hex), VOS_RET_BAD_ARG);
-    uint8_t *bytes = nullptr;
-    uint32_t length = 0;
-    EXPECT_EQ(util_hexStringToBinaryBuf("abc", &bytes, &length), VOS_RET_BAD_ARG);
-    EXPECT_THAT(diagnostics.takeBodies(), testing::ElementsAre("hexStr buffer is NULL", "binaryBuf buffer is NULL",
-                                                               "hexStr must be an even number of characters"));
+    util_binaryBufToHexString(nullptr, 1, &hex);
+    EXPECT_THAT(diagnostics.takeBodies(), testing::ElementsAre("binaryBuf buffer is NULL"));
 }
 
 TEST(XmlEntities, EscapeFiveCharactersAndComeBack) {
@@ -220,10 +210,6 @@ TEST(XmlEntities, EscapeFiveCharactersAndComeBack) {
          }) {
         EXPECT_EQ(convert(utilXml_unescapeString, in), out) << in;
     }
-    char *untouched = const_cast<char *>("same");
-    EXPECT_EQ(utilXml_escapeString(nullptr, &untouched), VOS_RET_OK);
-    EXPECT_EQ(utilXml_unescapeString(nullptr, &untouched), VOS_RET_OK);
-    EXPECT_STREQ(untouched, "same");
 }
 
 // The polynomial bit by bit, for targets without zlib.
@@ -276,13 +262,15 @@ TEST(CodecTool, StreamsAcrossPieces) {
         EXPECT_EQ(system((command + " > " + result).c_str()), 0) << command;
         EXPECT_TRUE(vostest::readText(result) == text) << command;
     }
-    for (const std::string &damaged : {
-             std::string{"echo TQ==TQ== | "} + codec + "b64 -d",
-             codec + "lzw " + plain + " | head -c 1000 | " + codec + "lzw -d",
-             codec + "lzw " + plain + " | tr '<' '\\377' | " + codec + "lzw -d",
-             codec + "lzw -d < /dev/null",
+    for (const auto &[damaged, why] : {
+             std::pair{"echo TQ==TQ== | " + codec + "b64 -d", "-: not base64"},
+             {codec + "lzw " + plain + " | head -c 1000 | " + codec + "lzw -d", "-: the stream ends early"},
+             {codec + "lzw " + plain + " | tr '<' '\\377' | " + codec + "lzw -d", "-: the stream is damaged"},
+             {codec + "lzw -d < /dev/null", "-: the stream ends early"},
          }) {
-        EXPECT_EQ(WEXITSTATUS(system((damaged + " > " + result + " 2>&1").c_str())), 1) << damaged;
+        const vostest::Outcome outcome = vostest::shell(damaged);
+        EXPECT_EQ(outcome.status, 1) << damaged;
+        EXPECT_EQ(outcome.err, "vosctl: "s + why + "\n");
     }
 }
 #endif

@@ -139,14 +139,14 @@ recipe_libcrypto() {
 }
 
 # recipe_musl_sysroot PREFIX PART…: what the musl lane finds beside the compiler: musl to run with, the compiler's own
-# libraries where it has them shared, libcrypto, the header-only argument parser.
+# libraries where it has them shared, libcrypto, the header-only argument parser and JSON library.
 recipe_musl_sysroot() {
     local compiler=$1gcc part library
     shift
     for part in "$@"; do cp -a "$part/." .; done
     mkdir -p usr/include usr/share/cmake
-    cp -r /usr/include/CLI usr/include/
-    cp -r /usr/share/cmake/CLI11 usr/share/cmake/
+    cp -r /usr/include/CLI /usr/include/nlohmann usr/include/
+    cp -r /usr/share/cmake/CLI11 /usr/share/cmake/nlohmann_json usr/share/cmake/
     ! command -v "$compiler" > /dev/null ||
         for part in libgcc_s.so.1 libstdc++.so.6; do
             library=$("$compiler" -print-file-name=$part)

@@ -6,10 +6,10 @@
 #include <charconv>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 
 #include "command.h"
 #include "common/msg_names.h"
+#include "internal/guards.h"
 
 namespace vosctl {
 
@@ -38,7 +38,7 @@ Bytes parseHex(const std::string &text) {
 }
 
 Bytes readFile(const std::string &path) {
-    const std::unique_ptr<FILE, int (*)(FILE *)> in{fopen(path.c_str(), "rbe"), fclose};
+    const vos::UniqueFile in{fopen(path.c_str(), "rbe")};
     Bytes contents;
     std::array<std::byte, 65536> block;
     size_t got = 0;

@@ -1,10 +1,11 @@
 // One subcommand of vosctl. A command_NAME.cpp file defines a constant of this type and is complete with it:
 //
-//     const vosctl::Command kCommand{"ping", "measure round trips to an entity", [](CLI::App &app) {
+//     void setUp(CLI::App &app) {
 //         auto options = std::make_shared<Options>();
 //         app.add_option("entity", options->entity, "number or name")->required();
 //         app.callback([options] { run(*options); });
-//     }};
+//     }
+//     const vosctl::Command kCommand{"ping", "measure round trips to an entity", setUp};
 //
 // A command that cannot do its work throws Failure; main() prints it in one line.
 #pragma once

@@ -11,6 +11,7 @@
 #include "arguments.h"
 #include "command.h"
 #include "common/msg_names.h"
+#include "internal/guards.h"
 #include "output.h"
 #include "vos/cli.h"
 
@@ -31,19 +32,14 @@ vosctl::Bytes commandLine(const std::vector<std::string> &words) {
     return line;
 }
 
-struct Close {
-    void operator()(FILE *file) const { fclose(file); }
-};
-using File = std::unique_ptr<FILE, Close>;
-
 // Anybody may put anything there: a link, or a FIFO that nobody writes into, is no result.
-File openResult(const std::string &daemon) {
+vos::UniqueFile openResult(const std::string &daemon) {
     const int fd = open(UTIL_CLI_RESULT_FILE, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0 && errno == ENOENT) {
         throw vosctl::Failure{daemon + " answered without running the command: there is no " UTIL_CLI_RESULT_FILE
                                        "; 'vosctl monitor' shows what it answers"};
     }
-    File file{fd >= 0 ? fdopen(fd, "rb") : nullptr};
+    vos::UniqueFile file{fd >= 0 ? fdopen(fd, "rb") : nullptr};
     struct stat status {};
     if (!file || fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
         throw vosctl::Failure{UTIL_CLI_RESULT_FILE " is no regular file that can be read; remove it and try again"};
@@ -52,7 +48,7 @@ File openResult(const std::string &daemon) {
 }
 
 void printOutput(const std::string &daemon) {
-    const File file = openResult(daemon);
+    const vos::UniqueFile file = openResult(daemon);
     std::array<char, 65536> block;
     size_t got = 0;
     while ((got = fread(block.data(), 1, block.size(), file.get())) > 0) {
@@ -66,7 +62,7 @@ void run(const Options &options) {
         throw vosctl::Failure{"a command line has " + std::to_string(UTIL_CLI_MAX_ARGS) + " words at most",
                               vosctl::Exit::usage};
     }
-    vosctl::Hub hub;
+    vosctl::Hub hub{options.timeoutMs};
     const vosctl::Entity daemon = hub.find(options.entity);
     unlink(UTIL_CLI_RESULT_FILE);  // what is there afterwards is the answer to this command
     const auto words = static_cast<uint32_t>(options.words.size());
@@ -84,14 +80,13 @@ void run(const Options &options) {
     printf("result %s\n", result.c_str());
 }
 
-const vosctl::Command kCommand{"cli", "run a command in a daemon and print what it wrote", [](CLI::App &app) {
-                                   auto options = std::make_shared<Options>();
-                                   vosctl::addEntity(app, "entity", options->entity)->required();
-                                   app.add_option("words", options->words, "command and arguments; put '--' in front")
-                                       ->type_name("WORD")
-                                       ->required();
-                                   vosctl::addTimeout(app, options->timeoutMs);
-                                   app.callback([options] { run(*options); });
-                               }};
+void setUp(CLI::App &app) {
+    auto options = std::make_shared<Options>();
+    vosctl::addEntity(app, "entity", options->entity)->required();
+    app.add_option("words", options->words, "command and arguments; put '--' in front")->type_name("WORD")->required();
+    vosctl::addTimeout(app, options->timeoutMs);
+    app.callback([options] { run(*options); });
+}
+const vosctl::Command kCommand{"cli", "run a command in a daemon and print what it wrote", setUp};
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "command.h"
+#include "internal/guards.h"
 #include "vos/codec.h"
 #ifndef VOS_WITHOUT_GB18030
 #include "vos/gb18030.h"
@@ -55,11 +56,8 @@ class Input {
   private:
     [[noreturn]] void fail() const { refuse(strerror(errno)); }
 
-    struct Close {
-        void operator()(FILE *file) const { fclose(file); }
-    };
     std::string name_;
-    std::unique_ptr<FILE, Close> file_;
+    vos::UniqueFile file_;
 };
 
 void write(std::string_view bytes) {
@@ -73,9 +71,8 @@ void writeAndFree(void *buffer, size_t size) {
     if (buffer == nullptr) {
         throw Failure{"out of memory"};
     }
-    // NOLINTNEXTLINE(bugprone-lambda-function-name): what a damaged block is reported under
-    const std::unique_ptr<void, void (*)(void *)> owner{buffer, [](void *block) { VOS_FREE(block); }};
-    write({static_cast<const char *>(buffer), size});
+    const vos::MemPtr<char> owner{static_cast<char *>(buffer)};
+    write({owner.get(), size});
 }
 void writeTextAndFree(char *text) {
     writeAndFree(text, text != nullptr ? strlen(text) : 0);
@@ -189,7 +186,10 @@ void encodeLzw(Input &input) {
     const std::string data = input.readAll((size_t{INT32_MAX} - kMargin) / 3 * 2);
     std::string stream(data.size() * 3 / 2 + kMargin, '\0');
     void *state = nullptr;
-    utilLzw_initEncoder(&state, reinterpret_cast<uint8_t *>(stream.data()), static_cast<int32_t>(stream.size()));
+    if (utilLzw_initEncoder(&state, reinterpret_cast<uint8_t *>(stream.data()), static_cast<int32_t>(stream.size())) !=
+        VOS_RET_OK) {
+        throw Failure{"out of memory"};
+    }
     const int32_t encoded = utilLzw_encode(state, raw(data), size32(data));
     const int32_t flushed = utilLzw_flushEncoder(state);
     utilLzw_cleanupEncoder(&state);
@@ -199,57 +199,21 @@ void encodeLzw(Input &input) {
     write(std::string_view{stream}.substr(0, static_cast<size_t>(encoded) + static_cast<size_t>(flushed)));
 }
 
-// Code `width` bits wide, most significant bit first.
-uint32_t codeAt(const std::string &stream, size_t bit, uint32_t width) {
-    uint32_t window = 0;
-    for (size_t i = bit / 8; i < bit / 8 + 4; i++) {
-        window = window << 8 | (i < stream.size() ? raw(stream)[i] : 0);
-    }
-    return window << bit % 8 >> (32 - width);
-}
-
-// Whether every code means something up to the end code. The decoder does not tell why it stopped.
-bool isWholeLzw(const std::string &stream) {
-    constexpr uint32_t kClear = 256;
-    constexpr uint32_t kEnd = 257;
-    constexpr uint32_t kMaxWidth = 12;
-    uint32_t width = 9;
-    uint32_t free = kEnd + 1;  // the code that the next string gets
-    bool first = true;         // of a table: there is no string to go on from
-    for (size_t bit = 0; bit + width <= stream.size() * 8;) {
-        const uint32_t code = codeAt(stream, bit, width);
-        bit += width;
-        if (code == kEnd) {
-            return true;
-        }
-        if (code == kClear) {
-            width = 9;
-            free = kEnd + 1;
-            first = true;
-            continue;
-        }
-        if (code > free || (code == free && first)) {
-            return false;
-        }
-        free += !first && free < 1U << width ? 1 : 0;
-        first = false;
-        width += free >= (1U << width) - 1 && width < kMaxWidth ? 1 : 0;
-    }
-    return false;
-}
-
 void decodeLzw(Input &input) {
     const std::string stream = input.readAll(UINT32_MAX);
     void *state = nullptr;
-    utilLzw_initDecoder(&state, raw(stream), size32(stream));
+    if (utilLzw_initDecoder(&state, raw(stream), size32(stream)) != VOS_RET_OK) {
+        throw Failure{"out of memory"};
+    }
     std::vector<uint8_t> out(kPiece);
     for (int32_t count = 1; count > 0;) {
         count = utilLzw_decode(state, out.data(), static_cast<uint32_t>(out.size()));
         write({reinterpret_cast<const char *>(out.data()), static_cast<size_t>(std::max(count, 0))});
     }
+    const uint32_t end = static_cast<const UtilLzwDecoderState *>(state)->end;
     utilLzw_cleanupDecoder(&state);
-    if (!isWholeLzw(stream)) {
-        input.refuse("the stream is damaged or ends early");
+    if (end != UTIL_LZW_END_CODE) {
+        input.refuse(end == UTIL_LZW_CORRUPT ? "the stream is damaged" : "the stream ends early");
     }
 }
 
@@ -359,15 +323,16 @@ void run(const Codec &codec, const Options &options) {
     (options.decode ? codec.decode : codec.encode)(input);
 }
 
-const vosctl::Command kCommand{"codec", "encode or decode a file or standard input", [](CLI::App &app) {
-                                   app.require_subcommand(1);
-                                   for (const Codec &codec : kCodecs) {
-                                       CLI::App *sub = app.add_subcommand(codec.name, codec.summary);
-                                       auto options = std::make_shared<Options>();
-                                       sub->add_flag("-d,--decode", options->decode, "decode");
-                                       sub->add_option("file", options->file, "input; '-' is standard input");
-                                       sub->callback([&codec, options] { run(codec, *options); });
-                                   }
-                               }};
+void setUp(CLI::App &app) {
+    app.require_subcommand(1);
+    for (const Codec &codec : kCodecs) {
+        CLI::App *sub = app.add_subcommand(codec.name, codec.summary);
+        auto options = std::make_shared<Options>();
+        sub->add_flag("-d,--decode", options->decode, "decode");
+        sub->add_option("file", options->file, "input; '-' is standard input");
+        sub->callback([&codec, options] { run(codec, *options); });
+    }
+}
+const vosctl::Command kCommand{"codec", "encode or decode a file or standard input", setUp};
 
 }  // namespace

@@ -103,12 +103,12 @@ void complete(const CLI::App &root, const Words &words) {
     }
 }
 
-const vosctl::Command kCommand{kSelf, "list what may stand for the last word", [](CLI::App &app) {
-                                   auto words = std::make_shared<Words>();
-                                   app.group("");
-                                   app.add_option("words", *words,
-                                                  "the words behind 'vosctl', the unfinished one last");
-                                   app.callback([words, &app] { complete(*app.get_parent(), *words); });
-                               }};
+void setUp(CLI::App &app) {
+    auto words = std::make_shared<Words>();
+    app.group("");
+    app.add_option("words", *words, "the words behind 'vosctl', the unfinished one last");
+    app.callback([words, &app] { complete(*app.get_parent(), *words); });
+}
+const vosctl::Command kCommand{kSelf, "list what may stand for the last word", setUp};
 
 }  // namespace

@@ -1,10 +1,12 @@
 // vosctl entities: the firmware's table of daemons.
 #include <cstdio>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <vector>
 
 #include "command.h"
+#include "output.h"
 #include "vos/eid.h"
 
 namespace {
@@ -32,14 +34,12 @@ void printText(const std::vector<EntityInfo> &rows) {
     }
 }
 
-// The table's names need no escaping.
 void printJson(const std::vector<EntityInfo> &rows) {
-    const char *separator = "[";
+    auto all = nlohmann::ordered_json::array();
     for (const EntityInfo &row : rows) {
-        printf("%s\n  {\"eid\": %u, \"name\": \"%s\", \"accessBit\": %u}", separator, row.eid, row.name, row.accessBit);
-        separator = ",";
+        all.push_back({{"eid", row.eid}, {"name", row.name}, {"accessBit", row.accessBit}});
     }
-    printf("\n]\n");
+    vosctl::printJson(all);
 }
 
 void run(const Options &options) {
@@ -53,11 +53,12 @@ void run(const Options &options) {
     options.json ? printJson(rows) : printText(rows);
 }
 
-const vosctl::Command kCommand{"entities", "list the firmware's daemons", [](CLI::App &app) {
-                                   auto options = std::make_shared<Options>();
-                                   app.add_option("--bit", options->bit, "only rows with exactly this access bit");
-                                   app.add_flag("--json", options->json, "an array of objects");
-                                   app.callback([options] { run(*options); });
-                               }};
+void setUp(CLI::App &app) {
+    auto options = std::make_shared<Options>();
+    app.add_option("--bit", options->bit, "only rows with exactly this access bit");
+    app.add_flag("--json", options->json, "an array of objects");
+    app.callback([options] { run(*options); });
+}
+const vosctl::Command kCommand{"entities", "list the firmware's daemons", setUp};
 
 }  // namespace

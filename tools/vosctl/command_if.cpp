@@ -4,10 +4,12 @@
 #include <array>
 #include <cstdio>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
 #include "command.h"
+#include "output.h"
 #include "vos/netif.h"
 #include "vos/ret.h"
 #include "vos/text.h"
@@ -73,26 +75,18 @@ void printTable(const Interface &found) {
     }
 }
 
-// Interface names hold no character that JSON escapes, except by intent; those are left out.
-std::string plain(const std::string &value) {
-    std::string kept;
-    for (const char c : value) {
-        kept += c == '"' || c == '\\' || static_cast<unsigned char>(c) < 0x20 ? '?' : c;
-    }
-    return kept;
-}
-
 void printJson(const Interface &found) {
-    printf("{\"name\":\"%s\",\"up\":%s,\"mac\":\"%s\",\"address\":\"%s\",\"mask\":\"%s\",\"subnet\":\"%s\",\"ipv6\":[",
-           plain(found.name).c_str(), found.up ? "true" : "false", found.mac.c_str(), found.address.c_str(),
-           found.mask.c_str(), found.subnet.c_str());
-    const char *separator = "";
-    for (const Ipv6 &ipv6 : found.ipv6) {
-        printf("%s{\"address\":\"%s\",\"prefixLen\":%u,\"linkLocal\":%s}", separator, ipv6.address.c_str(),
-               ipv6.prefixLen, ipv6.linkLocal ? "true" : "false");
-        separator = ",";
+    auto ipv6 = nlohmann::ordered_json::array();
+    for (const Ipv6 &each : found.ipv6) {
+        ipv6.push_back({{"address", each.address}, {"prefixLen", each.prefixLen}, {"linkLocal", each.linkLocal}});
     }
-    puts("]}");
+    vosctl::printJson({{"name", found.name},
+                       {"up", found.up},
+                       {"mac", found.mac},
+                       {"address", found.address},
+                       {"mask", found.mask},
+                       {"subnet", found.subnet},
+                       {"ipv6", ipv6}});
 }
 
 void run(const Options &options) {
@@ -116,11 +110,12 @@ void run(const Options &options) {
     }
 }
 
-const vosctl::Command kCommand{"if", "show network interfaces and their addresses", [](CLI::App &app) {
-                                   auto options = std::make_shared<Options>();
-                                   app.add_option("name", options->name, "one interface; default: all");
-                                   app.add_flag("--json", options->json, "one JSON object a line");
-                                   app.callback([options] { run(*options); });
-                               }};
+void setUp(CLI::App &app) {
+    auto options = std::make_shared<Options>();
+    app.add_option("name", options->name, "one interface; default: all");
+    app.add_flag("--json", options->json, "one JSON object a line");
+    app.callback([options] { run(*options); });
+}
+const vosctl::Command kCommand{"if", "show network interfaces and their addresses", setUp};
 
 }  // namespace

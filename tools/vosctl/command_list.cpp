@@ -45,7 +45,9 @@ void run() {
            counters.hubRequests, counters.eventsDropped, counters.peerGoneReplies, counters.disconnects);
 }
 
-const vosctl::Command kCommand{"list", "show who is connected, with heartbeats and watchdog",
-                               [](CLI::App &app) { app.callback(run); }};
+void setUp(CLI::App &app) {
+    app.callback(run);
+}
+const vosctl::Command kCommand{"list", "show who is connected, with heartbeats and watchdog", setUp};
 
 }  // namespace

@@ -96,16 +96,16 @@ void run(const Options &options) {
     }
 }
 
-const vosctl::Command kCommand{
-    "load", "show CPU and memory occupancy", [](CLI::App &app) {
-        auto options = std::make_shared<Options>();
-        app.add_flag("--watch", options->watch, "plot a line for each interval until interrupted");
-        app.add_option("--interval", options->intervalMs, "milliseconds between two looks")
-            ->type_name("MS")
-            ->check(CLI::Range(1U, UINT32_MAX))
-            ->capture_default_str();
-        vosctl::addCount(app, "--count", options->count, "end --watch after this many lines");
-        app.callback([options] { run(*options); });
-    }};
+void setUp(CLI::App &app) {
+    auto options = std::make_shared<Options>();
+    app.add_flag("--watch", options->watch, "plot a line for each interval until interrupted");
+    app.add_option("--interval", options->intervalMs, "milliseconds between two looks")
+        ->type_name("MS")
+        ->check(CLI::Range(1U, UINT32_MAX))
+        ->capture_default_str();
+    vosctl::addCount(app, "--count", options->count, "end --watch after this many lines");
+    app.callback([options] { run(*options); });
+}
+const vosctl::Command kCommand{"load", "show CPU and memory occupancy", setUp};
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <utility>
 
 #include "arguments.h"
@@ -108,23 +109,22 @@ void printText(const Seen &seen) {
     printf("%s\n", line.c_str());
 }
 
-std::string quoted(const std::string &text) {
-    std::string result = "\"";
-    for (const char c : msgline::printable(text)) {
-        result += c == '"' || c == '\\' ? std::string{'\\', c} : std::string{c};
-    }
-    return result + "\"";
-}
-
 void printJson(const Seen &seen) {
     const VosMsgHeader &header = seen.header;
-    printf(
-        "{\"time\":\"%s\",\"verdict\":\"%s\",\"lost\":%u,\"type\":%u,\"typeName\":%s,\"src\":%u,\"srcName\":%s,"
-        "\"dst\":%u,\"dstName\":%s,\"flags\":%u,\"flagNames\":%s,\"word\":%u,\"length\":%u,\"payload\":\"%s\"}\n",
-        isoTime(seen.record.realtimeNs).c_str(), verdictText(seen.record.verdict), seen.record.lost, header.type,
-        quoted(msgnames::typeText(header.type)).c_str(), header.src, quoted(seen.srcName).c_str(), header.dst,
-        quoted(seen.dstName).c_str(), header.flags, quoted(msgnames::flagsText(header.flags)).c_str(), header.wordData,
-        header.dataLength, msgline::hexText(seen.payload, "").c_str());
+    vosctl::printJson({{"time", isoTime(seen.record.realtimeNs)},
+                       {"verdict", verdictText(seen.record.verdict)},
+                       {"lost", seen.record.lost},
+                       {"type", header.type},
+                       {"typeName", msgnames::typeText(header.type)},
+                       {"src", header.src},
+                       {"srcName", seen.srcName},
+                       {"dst", header.dst},
+                       {"dstName", seen.dstName},
+                       {"flags", header.flags},
+                       {"flagNames", msgnames::flagsText(header.flags)},
+                       {"word", header.wordData},
+                       {"length", header.dataLength},
+                       {"payload", msgline::hexText(seen.payload, "")}});
 }
 
 // Nothing for a message that is no copy.
@@ -189,18 +189,18 @@ void run(const Options &options) {
     });
 }
 
-const vosctl::Command kCommand{
-    "monitor", "show what the hub routes, live", [](CLI::App &app) {
-        auto options = std::make_shared<Options>();
-        vosctl::addType(app, "--type", options->type);
-        vosctl::addEntity(app, "--entity", options->entity);
-        vosctl::addCount(app, "-c,--count", options->count, "stop after so many messages");
-        CLI::Option *json = app.add_flag("--json", options->json, "one JSON object a line, payload in hexadecimal");
-        app.add_option("--pcap", options->pcap, "write a capture for Wireshark instead; - for standard output")
-            ->type_name("FILE")
-            ->check([](const std::string &file) { return file.empty() ? "the name is empty" : ""; })
-            ->excludes(json);
-        app.callback([options] { run(*options); });
-    }};
+void setUp(CLI::App &app) {
+    auto options = std::make_shared<Options>();
+    vosctl::addType(app, "--type", options->type);
+    vosctl::addEntity(app, "--entity", options->entity);
+    vosctl::addCount(app, "-c,--count", options->count, "stop after so many messages");
+    CLI::Option *json = app.add_flag("--json", options->json, "one JSON object a line, payload in hexadecimal");
+    app.add_option("--pcap", options->pcap, "write a capture for Wireshark instead; - for standard output")
+        ->type_name("FILE")
+        ->check([](const std::string &file) { return file.empty() ? "the name is empty" : ""; })
+        ->excludes(json);
+    app.callback([options] { run(*options); });
+}
+const vosctl::Command kCommand{"monitor", "show what the hub routes, live", setUp};
 
 }  // namespace

@@ -6,7 +6,7 @@
 
 #include "command.h"
 #include "dump.h"
-#include "vos/mem.h"
+#include "internal/guards.h"
 #include "vos/nfc.h"
 
 namespace {
@@ -21,9 +21,8 @@ struct Options {
 };
 
 void write(uint8_t *buffer, uint32_t length, const std::string &output) {
-    // NOLINTNEXTLINE(bugprone-lambda-function-name): what a damaged block is reported under
-    const std::unique_ptr<uint8_t, void (*)(uint8_t *)> owned{buffer, [](uint8_t *block) { VOS_FREE(block); }};
-    if (buffer == nullptr) {
+    const vos::MemPtr<uint8_t> owned{buffer};
+    if (!owned) {
         throw vosctl::Failure{"out of memory"};
     }
     if (output.empty()) {
@@ -53,7 +52,13 @@ void setUpWifi(CLI::App &app, const std::shared_ptr<Options> &options) {
     app.add_option("--key", options->key, "network key")->type_name("TEXT");
     addOutput(app, *options);
     app.callback([options] {
+        constexpr size_t kMaxSsid = 32;    // IEEE 802.11
         constexpr size_t kMaxTexts = 221;  // the rest of a short record's 255 bytes goes to the attributes
+        if (options->ssid.size() > kMaxSsid) {
+            throw vosctl::Failure{
+                "a network name has at most 32 bytes; this one has " + std::to_string(options->ssid.size()),
+                vosctl::Exit::usage};
+        }
         if (options->ssid.size() + options->key.size() > kMaxTexts) {
             throw vosctl::Failure{"name and key are longer than a tag holds; give at most 221 characters in all",
                                   vosctl::Exit::usage};
@@ -67,12 +72,12 @@ void setUpWifi(CLI::App &app, const std::shared_ptr<Options> &options) {
 }
 
 void setUpUrl(CLI::App &app, const std::shared_ptr<Options> &options) {
-    app.add_option("url", options->url, "web address, 511 characters at most")->required();
+    app.add_option("url", options->url, "web address, 254 characters at most")->required();
     addOutput(app, *options);
     app.callback([options] {
-        constexpr size_t kMaxUrl = 511;
+        constexpr size_t kMaxUrl = 254;  // a short record's 255 bytes without the code in front of the address
         if (options->url.size() > kMaxUrl) {
-            throw vosctl::Failure{"the address is longer than a tag holds; give at most 511 characters",
+            throw vosctl::Failure{"the address is longer than a tag holds; give at most 254 characters",
                                   vosctl::Exit::usage};
         }
         uint8_t *buffer = nullptr;
@@ -82,11 +87,12 @@ void setUpUrl(CLI::App &app, const std::shared_ptr<Options> &options) {
     });
 }
 
-const vosctl::Command kCommand{"nfc", "build the contents of an NFC tag", [](CLI::App &app) {
-                                   auto options = std::make_shared<Options>();
-                                   app.require_subcommand(1);
-                                   setUpWifi(*app.add_subcommand("wifi", "a Wi-Fi credential"), options);
-                                   setUpUrl(*app.add_subcommand("url", "a web address"), options);
-                               }};
+void setUp(CLI::App &app) {
+    auto options = std::make_shared<Options>();
+    app.require_subcommand(1);
+    setUpWifi(*app.add_subcommand("wifi", "a Wi-Fi credential"), options);
+    setUpUrl(*app.add_subcommand("url", "a web address"), options);
+}
+const vosctl::Command kCommand{"nfc", "build the contents of an NFC tag", setUp};
 
 }  // namespace

@@ -39,7 +39,7 @@ void requireEcho(const VosMsgHeader &request, const VosMsgHeader *reply, const s
 }
 
 void run(const Options &options) {
-    vosctl::Hub hub;
+    vosctl::Hub hub{options.timeoutMs};
     const vosctl::Entity peer = hub.find(options.entity);
     const vosctl::MessagePtr request =
         hub.build(peer.eid, hubproto::kEcho, VOS_MSG_FLAG_REQUEST, 0, vosctl::Bytes(options.size));
@@ -55,19 +55,20 @@ void run(const Options &options) {
            peer.text.c_str(), times.front(), percentile(times, 50), percentile(times, 99), times.back());
 }
 
-const vosctl::Command kCommand{"ping", "measure round trips to an entity", [](CLI::App &app) {
-                                   auto options = std::make_shared<Options>();
-                                   vosctl::addEntity(app, "entity", options->entity)->required();
-                                   app.add_option("-c,--count", options->count, "how many requests")
-                                       ->type_name("N")
-                                       ->check(CLI::Range(1U, 100'000'000U))
-                                       ->capture_default_str();
-                                   app.add_option("--size", options->size, "payload bytes")
-                                       ->type_name("N")
-                                       ->check(CLI::Range(0U, vosctl::kMaxPayload))
-                                       ->capture_default_str();
-                                   vosctl::addTimeout(app, options->timeoutMs);
-                                   app.callback([options] { run(*options); });
-                               }};
+void setUp(CLI::App &app) {
+    auto options = std::make_shared<Options>();
+    vosctl::addEntity(app, "entity", options->entity)->required();
+    app.add_option("-c,--count", options->count, "how many requests")
+        ->type_name("N")
+        ->check(CLI::Range(1U, 100'000'000U))
+        ->capture_default_str();
+    app.add_option("--size", options->size, "payload bytes")
+        ->type_name("N")
+        ->check(CLI::Range(0U, vosctl::kMaxPayload))
+        ->capture_default_str();
+    vosctl::addTimeout(app, options->timeoutMs);
+    app.callback([options] { run(*options); });
+}
+const vosctl::Command kCommand{"ping", "measure round trips to an entity", setUp};
 
 }  // namespace

@@ -14,7 +14,9 @@ void run() {
     }
 }
 
-const vosctl::Command kCommand{"reboot", "ask the hub to restart the gateway",
-                               [](CLI::App &app) { app.callback(run); }};
+void setUp(CLI::App &app) {
+    app.callback(run);
+}
+const vosctl::Command kCommand{"reboot", "ask the hub to restart the gateway", setUp};
 
 }  // namespace

@@ -43,11 +43,12 @@ void run(const Options &options) {
     });
 }
 
-const vosctl::Command kCommand{"register", "show events of one type as they come", [](CLI::App &app) {
-                                   auto options = std::make_shared<Options>();
-                                   vosctl::addType(app, "type", options->type)->required();
-                                   vosctl::addCount(app, "-c,--count", options->count, "stop after so many events");
-                                   app.callback([options] { run(*options); });
-                               }};
+void setUp(CLI::App &app) {
+    auto options = std::make_shared<Options>();
+    vosctl::addType(app, "type", options->type)->required();
+    vosctl::addCount(app, "-c,--count", options->count, "stop after so many events");
+    app.callback([options] { run(*options); });
+}
+const vosctl::Command kCommand{"register", "show events of one type as they come", setUp};
 
 }  // namespace

@@ -29,7 +29,7 @@ vosctl::MessagePtr build(const Options &options, uint16_t flags, std::unique_ptr
         throw vosctl::Failure{"--srpc needs at least " + std::to_string(kSrpcHead) + " bytes of payload",
                               vosctl::Exit::usage};
     }
-    hub = std::make_unique<vosctl::Hub>();
+    hub = std::make_unique<vosctl::Hub>(options.timeoutMs);
     peer = hub->find(options.entity);
     return hub->build(peer.eid, type, flags, options.word, payload);
 }
@@ -55,6 +55,7 @@ void runEvent(const Options &options) {
     std::unique_ptr<vosctl::Hub> hub;
     vosctl::Entity peer;
     const vosctl::MessagePtr event = build(options, VOS_MSG_FLAG_EVENT, hub, peer);
+    hub->requirePresence(peer);
     hub->send(*event);
 }
 
@@ -67,17 +68,18 @@ std::shared_ptr<Options> addOptions(CLI::App &app) {
     return options;
 }
 
-const vosctl::Command kRequest{"request", "send a request and print the reply", [](CLI::App &app) {
-                                   const auto options = addOptions(app);
-                                   app.add_flag("--srpc", options->srpc,
-                                                "call the procedure --word; takes at least 8 bytes of payload");
-                                   vosctl::addTimeout(app, options->timeoutMs);
-                                   app.callback([options] { runRequest(*options); });
-                               }};
+void setUpRequest(CLI::App &app) {
+    const auto options = addOptions(app);
+    app.add_flag("--srpc", options->srpc, "call the procedure --word; takes at least 8 bytes of payload");
+    vosctl::addTimeout(app, options->timeoutMs);
+    app.callback([options] { runRequest(*options); });
+}
+const vosctl::Command kRequest{"request", "send a request and print the reply", setUpRequest};
 
-const vosctl::Command kEvent{"event", "send an event", [](CLI::App &app) {
-                                 const auto options = addOptions(app);
-                                 app.callback([options] { runEvent(*options); });
-                             }};
+void setUpEvent(CLI::App &app) {
+    const auto options = addOptions(app);
+    app.callback([options] { runEvent(*options); });
+}
+const vosctl::Command kEvent{"event", "send an event", setUpEvent};
 
 }  // namespace

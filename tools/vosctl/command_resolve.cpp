@@ -1,4 +1,5 @@
 // vosctl resolve: one DNS question to one server.
+#include <net/if.h>
 #include <sys/socket.h>
 
 #include <fstream>
@@ -45,6 +46,9 @@ void run(const Options &options) {
         throw vosctl::Failure{"IPv6 addresses are asked for over IPv6 only; give an IPv6 server with --server",
                               vosctl::Exit::usage};
     }
+    if (!options.interface.empty() && if_nametoindex(options.interface.c_str()) == 0) {
+        throw vosctl::Failure{"there is no interface '" + options.interface + "'; 'vosctl if' lists them"};
+    }
     std::string found(2048, '\0');
     const auto room = static_cast<uint32_t>(found.size());
     const char *interface = options.interface.c_str();
@@ -62,18 +66,18 @@ void run(const Options &options) {
     }
 }
 
-const vosctl::Command kCommand{
-    "resolve", "ask a DNS server for a host's addresses", [](CLI::App &app) {
-        auto options = std::make_shared<Options>();
-        app.add_option("name", options->name, "host name")->required();
-        app.add_option("--server", options->server,
-                       "IPv4 or IPv6 address of the server; default: the first one in "
-                       "/etc/resolv.conf")
-            ->type_name("IP");
-        app.add_option("--if", options->interface, "interface to ask through")->type_name("NAME");
-        auto *ipv6 = app.add_flag("-6", options->ipv6, "IPv6 addresses (default with an IPv6 server)");
-        app.add_flag("-4", options->ipv4, "IPv4 addresses (default with an IPv4 server)")->excludes(ipv6);
-        app.callback([options] { run(*options); });
-    }};
+void setUp(CLI::App &app) {
+    auto options = std::make_shared<Options>();
+    app.add_option("name", options->name, "host name")->required();
+    app.add_option("--server", options->server,
+                   "IPv4 or IPv6 address of the server; default: the first one in "
+                   "/etc/resolv.conf")
+        ->type_name("IP");
+    app.add_option("--if", options->interface, "interface to ask through")->type_name("NAME");
+    auto *ipv6 = app.add_flag("-6", options->ipv6, "IPv6 addresses (default with an IPv6 server)");
+    app.add_flag("-4", options->ipv4, "IPv4 addresses (default with an IPv4 server)")->excludes(ipv6);
+    app.callback([options] { run(*options); });
+}
+const vosctl::Command kCommand{"resolve", "ask a DNS server for a host's addresses", setUp};
 
 }  // namespace

@@ -70,10 +70,11 @@ void run(const std::string &file) {
     }
 }
 
-const vosctl::Command kCommand{"xml", "print the events of an XML configuration document", [](CLI::App &app) {
-                                   auto file = std::make_shared<std::string>();
-                                   app.add_option("file", *file, "document, or - for standard input")->required();
-                                   app.callback([file] { run(*file); });
-                               }};
+void setUp(CLI::App &app) {
+    auto file = std::make_shared<std::string>();
+    app.add_option("file", *file, "document, or - for standard input")->required();
+    app.callback([file] { run(*file); });
+}
+const vosctl::Command kCommand{"xml", "print the events of an XML configuration document", setUp};
 
 }  // namespace

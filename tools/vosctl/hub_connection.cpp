@@ -4,20 +4,27 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
+#include <future>
 #include <limits>
+#include <thread>
+#include <utility>
 
 #include "arguments.h"
 #include "command.h"
 #include "common/msg_names.h"
+#include "internal/guards.h"
 
 namespace vosctl {
 
 namespace {
+
+constexpr const char *kTheHub = "the hub";
+constexpr uint32_t kShortestHubTimeoutMs = 1000;
 
 Failure connectionLost(VosRet ret) {
     return {"the hub closed the connection (" + msgnames::retText(ret) +
@@ -47,11 +54,10 @@ Failure failureOf(VosRet ret, int fd, const std::string &peer, uint32_t timeoutM
 // Why no handle could be had; the library does not tell.
 Failure notConnected() {
     const std::string path = VOS_MSG_HUB_SOCKET_PATH;
-    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    const vos::UniqueFd fd{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)};
     sockaddr_un address{.sun_family = AF_UNIX, .sun_path = VOS_MSG_HUB_SOCKET_PATH};
-    const bool connected = fd >= 0 && connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+    const bool connected = fd && connect(fd.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
     const int error = errno;
-    close(fd);
     if (connected || error == EAGAIN) {
         return {"the hub at " + path + " does not answer; its output says why, 'vos-hubd' starts it again"};
     }
@@ -59,6 +65,18 @@ Failure notConnected() {
         return {"no hub answers at " + path + "; start one with 'vos-hubd'"};
     }
     return {"cannot connect to the hub at " + path + ": " + strerror(error)};
+}
+
+VosMsgHandle *launch() {
+    VosMsgHandle *handle = nullptr;
+    if (vosMsg_initByName("vosctl", &handle) != VOS_RET_OK) {
+        throw notConnected();
+    }
+    return handle;
+}
+
+Failure nobodyHolds(const std::string &peer) {
+    return {"nobody holds the id of " + peer + "; 'vosctl list' shows who is there"};
 }
 
 }  // namespace
@@ -71,10 +89,18 @@ std::string fieldText(std::span<const char> field) {
     return {field.data(), strnlen(field.data(), field.size())};
 }
 
-Hub::Hub() {
-    if (vosMsg_initByName("vosctl", &handle_) != VOS_RET_OK) {
-        throw notConnected();
+Hub::Hub() : handle_{launch()} {}
+
+// The library waits for the hub's welcome as long as daemons do. That wait goes on beside a shorter one and ends with
+// the process.
+Hub::Hub(uint32_t timeoutMs) : hubTimeoutMs_{std::max(timeoutMs, kShortestHubTimeoutMs)} {
+    std::packaged_task<VosMsgHandle *()> task{launch};
+    std::future<VosMsgHandle *> launched = task.get_future();
+    std::thread{std::move(task)}.detach();
+    if (launched.wait_for(std::chrono::milliseconds{hubTimeoutMs_}) != std::future_status::ready) {
+        throw failureOf(VOS_RET_TIMEOUT, -1, kTheHub, hubTimeoutMs_);
     }
+    handle_ = launched.get();
 }
 
 int Hub::fd() const {
@@ -118,7 +144,7 @@ MessagePtr Hub::request(const VosMsgHeader &msg, const std::string &peer, uint32
     }
     // The hub answers in the place of a peer that is not there.
     if (msg.dst != EID_HUBD && reply && reply->wordData == VOS_RET_PEER_GONE && reply->dataLength == 0) {
-        throw Failure{"nobody holds the id of " + peer + "; 'vosctl list' shows who is there"};
+        throw nobodyHolds(peer);
     }
     return reply;
 }
@@ -141,9 +167,13 @@ Entity Hub::find(const std::string &numberOrName) {
         return {*number, numberOrName};
     }
     const ByteView name = std::as_bytes(std::span{numberOrName.c_str(), numberOrName.size() + 1});
-    const MessagePtr reply =
-        request(*build(EID_HUBD, VOS_MSG_GET_EID_BY_APP_NAME, VOS_MSG_FLAG_REQUEST, 0, name), "the hub");
+    const MessagePtr query = build(EID_HUBD, VOS_MSG_GET_EID_BY_APP_NAME, VOS_MSG_FLAG_REQUEST, 0, name);
+    const MessagePtr reply = request(*query, kTheHub, hubTimeoutMs_);
     const VosEntityId eid = reply ? reply->wordData : 0;
+    // The answer is a number either way: no daemon has an id that reads like a result.
+    if (const std::string result = msgnames::retText(eid); eid != 0 && result.starts_with("VOS_RET_")) {
+        throw Failure{"the hub cannot look '" + numberOrName + "' up: " + result + "; give the entity's number"};
+    }
     if (eid == 0) {
         throw Failure{"no entity is called '" + numberOrName + "'; 'vosctl list' shows who is there"};
     }
@@ -151,7 +181,7 @@ Entity Hub::find(const std::string &numberOrName) {
 }
 
 MessagePtr Hub::ask(uint32_t hubRequest) {
-    MessagePtr reply = request(*build(EID_HUBD, hubRequest, VOS_MSG_FLAG_REQUEST, 0, {}), "the hub");
+    MessagePtr reply = request(*build(EID_HUBD, hubRequest, VOS_MSG_FLAG_REQUEST, 0, {}), kTheHub);
     if (!reply || reply->wordData != VOS_RET_OK) {
         throw Failure{"the hub refuses " + msgnames::typeText(hubRequest) +
                       "; it must be vos-hubd, run by the same user"};
@@ -161,10 +191,18 @@ MessagePtr Hub::ask(uint32_t hubRequest) {
 
 void Hub::registerFor(uint32_t type) {
     const MessagePtr interest = build(EID_HUBD, VOS_MSG_REGISTER_EVENT_INTEREST, VOS_MSG_FLAG_REQUEST, type, {});
-    const MessagePtr reply = request(*interest, "the hub");
+    const MessagePtr reply = request(*interest, kTheHub);
     if (reply && reply->wordData != VOS_RET_OK) {
         throw Failure{"the hub registers nobody for " + msgnames::typeText(type) + ": " +
                       msgnames::retText(reply->wordData)};
+    }
+}
+
+void Hub::requirePresence(const Entity &peer) {
+    const MessagePtr query = build(EID_HUBD, VOS_MSG_IS_APP_RUNNING, VOS_MSG_FLAG_REQUEST, peer.eid, {});
+    const MessagePtr reply = request(*query, kTheHub);
+    if (reply && reply->wordData != VOS_RET_OK) {
+        throw nobodyHolds(peer.text);
     }
 }
 

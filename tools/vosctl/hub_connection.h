@@ -37,6 +37,8 @@ struct Entity {
 class Hub {
   public:
     Hub();
+    /** Waits so long for the hub, a second at least, when it connects and when it looks a name up. */
+    explicit Hub(uint32_t timeoutMs);
     ~Hub() { vosMsg_cleanup(&handle_); }
     Hub(const Hub &) = delete;
     Hub &operator=(const Hub &) = delete;
@@ -59,9 +61,12 @@ class Hub {
     /** From now on receive() gives every event of this type too. */
     void registerFor(uint32_t type);
     std::vector<hubproto::ClientRow> clients();
+    /** Throws when nobody holds the id: the hub drops an event to nobody without a word. */
+    void requirePresence(const Entity &peer);
 
   private:
     VosMsgHandle *handle_ = nullptr;
+    uint32_t hubTimeoutMs_ = kDefaultTimeoutMs;
 };
 
 }  // namespace vosctl

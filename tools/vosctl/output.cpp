@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <nlohmann/json.hpp>
 #include <string>
 
 #include "command.h"
@@ -15,6 +16,10 @@ void flushOutput() {
     if (fflush(stdout) != 0 || ferror(stdout) != 0) {
         throw Failure{"cannot write the result" + (errno != 0 ? std::string{": "} + strerror(errno) : "")};
     }
+}
+
+void printJson(const nlohmann::ordered_json &value) {
+    puts(value.dump(-1, ' ', true, nlohmann::ordered_json::error_handler_t::replace).c_str());
 }
 
 }  // namespace vosctl

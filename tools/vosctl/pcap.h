@@ -2,12 +2,11 @@
 // tools/wireshark/vos.lua.
 #pragma once
 
-#include <cstdio>
-#include <memory>
 #include <string>
 
 #include "common/hub_protocol.h"
 #include "hub_connection.h"
+#include "internal/guards.h"
 
 namespace vosctl {
 
@@ -23,11 +22,8 @@ class PcapFile {
     void put(const void *bytes, size_t length);
     void flush();
 
-    struct Close {
-        void operator()(FILE *file) const { fclose(file); }
-    };
     std::string path_;
-    std::unique_ptr<FILE, Close> file_;
+    vos::UniqueFile file_;
 };
 
 }  // namespace vosctl

@@ -18,8 +18,8 @@ PACKAGECONFIG ??= "security gb18030 semtimedop-fallback"
 PACKAGECONFIG[security] = "-DVOS_WITH_SECURITY=ON,-DVOS_WITH_SECURITY=OFF,openssl,libcrypto"
 PACKAGECONFIG[gb18030] = "-DVOS_WITH_GB18030=ON,-DVOS_WITH_GB18030=OFF"
 PACKAGECONFIG[semtimedop-fallback] = "-DVOS_SEMTIMEDOP_FALLBACK=ON,-DVOS_SEMTIMEDOP_FALLBACK=OFF"
-# Hub and command-line tool for development images; CLI11 comes from meta-oe.
-PACKAGECONFIG[tools] = "-DVOS_BUILD_TOOLS=ON,-DVOS_BUILD_TOOLS=OFF,cli11"
+# Hub and command-line tool for development images; CLI11 and the JSON library come from meta-oe.
+PACKAGECONFIG[tools] = "-DVOS_BUILD_TOOLS=ON,-DVOS_BUILD_TOOLS=OFF,cli11 nlohmann-json"
 DEPENDS:append:libc-glibc = " virtual/crypt"
 RDEPENDS:${PN}:append:class-target:libc-glibc = " libxcrypt"
 
