@@ -2,7 +2,8 @@
 # Builds library, tools and examples with every combination of the families that a firmware may leave out, looks at what
 # is installed and runs the tests.
 #   ./scripts/combinations.sh [--quick] [GB18030 SECURITY ANDROID_LOG]…
-# e.g. OFF ON OFF for one of them; all eight without arguments. --quick leaves the tests out, as CI does.
+# e.g. OFF ON OFF for one of them; all eight without arguments, and then the tests at each level of optimisation.
+# --quick leaves the tests out, but for those of the data formats at -O1, as CI does.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 # shellcheck source=scripts/packages.sh
@@ -57,6 +58,23 @@ expect() {
     fi
 }
 
+# optimised LEVEL [TEST…]: what a compiler makes of code that is not sound shows at some levels only.
+optimised() {
+    local level=$1 test targets=()
+    shift
+    printf 'optimised with %s: ' "$level"
+    : > "$log"
+    logged cmake -G Ninja -S . -B "$dir$level" -DCMAKE_BUILD_TYPE=None -DCMAKE_C_FLAGS="$level" \
+        -DCMAKE_CXX_FLAGS="$level" -DVOS_BUILD_TESTS=ON -DVOS_TEST_LIBRARY_ONLY="$([ $# = 0 ] && echo OFF || echo ON)"
+    for test in "$@"; do targets+=(--target "${test}_test"); done
+    logged cmake --build "$dir$level" "${targets[@]}"
+    for test in "$@"; do logged "$dir$level/bin/${test}_test"; done
+    [ $# = 0 ] || { echo "$*" && return; }
+    logged ctest --test-dir "$dir$level" -j "$(nproc)" --output-on-failure --progress
+    grep 'tests passed' "$log"
+}
+formats=(codec digest gb18030 lzw text utf8 xml)
+
 tests=ON
 if [ "${1:-}" = --quick ]; then
     tests=OFF
@@ -76,4 +94,9 @@ else
             done
         done
     done
+    if [ $tests = ON ]; then
+        for level in -O0 -O1 -O2 -O3 -Os; do optimised $level; done
+    else
+        optimised -O1 "${formats[@]}"
+    fi
 fi
