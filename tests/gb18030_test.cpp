@@ -1,19 +1,15 @@
-// GB18030 against ICU on every code, and against iconv where the two standards' editions agree.
+// GB18030 against ICU on every code; halves between calls; whole texts.
 #include "vos/gb18030.h"
 
 #include <gtest/gtest.h>
-#include <iconv.h>
 #ifdef VOS_TEST_HAS_ICU
 #include <unicode/ucnv.h>
 #endif
 
 #include <cstring>
 #include <memory>
-#include <random>
 #include <string>
 #include <vector>
-
-#include "support/effort.h"
 
 namespace {
 
@@ -122,31 +118,6 @@ TEST(Gb18030, EncodesEveryCharacterAsIcuDoes) {
 }
 #endif
 
-TEST(Gb18030, AgreesWithIconvOutsideThePrivateUseArea) {
-    const iconv_t converter = iconv_open("UTF-8", "GB18030");
-    ASSERT_NE(converter, reinterpret_cast<iconv_t>(-1));
-    // Where the C library follows an older edition, it gives characters of this area in place of newer ones.
-    const auto isPrivate = [](const std::string &text) { return text >= "\xEE\x80\x80" && text <= "\xEF\xA3\xBF"; };
-    size_t differences = 0;
-    for (unsigned first = 0x81; first <= 0xFE; first += vostest::step(50)) {
-        for (unsigned second = 0x40; second <= 0xFE; second++) {
-            char code[] = {static_cast<char>(first), static_cast<char>(second), 0};
-            char out[8] = {};
-            char *in = code;
-            char *to = out;
-            size_t inLeft = 2;
-            size_t outLeft = sizeof out;
-            iconv(converter, nullptr, nullptr, nullptr, nullptr);
-            const bool known = iconv(converter, &in, &inLeft, &to, &outLeft) != static_cast<size_t>(-1);
-            const std::string ours = owned(EncodeToUTF8(code));
-            const std::string theirs(out, sizeof out - outLeft);
-            differences += known && !isPrivate(ours) && !isPrivate(theirs) && ours != theirs;
-        }
-    }
-    iconv_close(converter);
-    EXPECT_EQ(differences, 0u);
-}
-
 TEST(Gb18030, KeepsHalvesOfACharacterBetweenCalls) {
     const auto *code = reinterpret_cast<const uint8_t *>("\x95\x32\x82\x36");
     uint32_t unit = 0;
@@ -200,9 +171,8 @@ TEST(Gb18030, ConvertsWholeTexts) {
     EXPECT_EQ(owned(DecodeFromUTF8("ab\xF0\xA0\x80\x80"
                                    "cd")),
               "ab");  // a code point beyond U+FFFF is no unit
-    EXPECT_EQ(owned(String_Copy("abcdef", 3)), "abc");
-    EXPECT_EQ(owned(String_Copy("abc", 99)), "abc");
-    EXPECT_EQ(owned(String_Copy("abc", -1)), "abc");
-    EXPECT_EQ(EncodeToUTF8(nullptr), nullptr);
+    for (const auto &[length, copy] : {std::pair{3, "abc"}, {99, "abcdef"}, {-1, "abcdef"}}) {
+        EXPECT_EQ(owned(String_Copy("abcdef", length)), copy);
+    }
 }
 }  // namespace

@@ -6,28 +6,22 @@
 
 #include <algorithm>
 #include <functional>
-#include <random>
+#include <iterator>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
-#include "support/effort.h"
-#include "support/hub_script.h"
-#include "support/shrink.h"
+#include "support/model.h"
 #include "support/syslog_catcher.h"
-#include "vos/mem.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;
+using vostest::heapBytes;
 
 namespace {
 
 constexpr uint32_t kLater = 100000;  // far beyond the length of a test
-
-uint32_t heapBytes() {
-    VosMemStats stats;
-    vosMem_getStats(&stats);
-    return stats.heapBytesInUse;
-}
 
 /** A list that must give everything back. */
 class TimerList {
@@ -42,18 +36,17 @@ class TimerList {
     const UtilTmrEvent *first() const { return static_cast<const UtilTmrHandle *>(handle_)->events; }
     /** Waits until every event set with a delay of 0 is due. */
     void awaitDue() const {
-        UtilTimestamp last{};
-        for (const UtilTmrEvent *event = first(); event != nullptr; event = event->next) {
-            UtilTimestamp now;
-            utilTms_get(&now);
-            if (event->expireTms.sec <= now.sec + 1) {
-                last = event->expireTms;
-            }
-        }
         UtilTimestamp now;
-        do {
+        utilTms_get(&now);
+        const UtilTmrEvent *last = nullptr;
+        for (const UtilTmrEvent *event = first(); event != nullptr && event->expireTms.sec <= now.sec + 1;
+             event = event->next) {
+            last = event;
+        }
+        while (last != nullptr &&
+               std::pair{now.sec, now.nsec} <= std::pair{last->expireTms.sec, last->expireTms.nsec}) {
             utilTms_get(&now);
-        } while (now.sec < last.sec || (now.sec == last.sec && now.nsec <= last.nsec));
+        }
     }
     void runDue() const {
         awaitDue();
@@ -202,65 +195,22 @@ TEST(TimerList, LeavesWhatACallbackSetsToTheNextRun) {
     }
 }
 
-TEST(TimerList, ToleratesMissingArguments) {
-    const TimerList list;
-    uint32_t ms = 0;
-    EXPECT_EQ(utilTmr_init(nullptr), VOS_RET_BAD_ARG);
-    EXPECT_EQ(utilTmr_set(nullptr, ignore, nullptr, 0, nullptr), VOS_RET_BAD_ARG);
-    EXPECT_EQ(utilTmr_set(list, nullptr, nullptr, 0, nullptr), VOS_RET_BAD_ARG);
-    EXPECT_EQ(utilTmr_replaceIfSooner(list, nullptr, nullptr, 0, nullptr), VOS_RET_BAD_ARG);
-    EXPECT_EQ(utilTmr_getTimeToNextEvent(list, nullptr), VOS_RET_BAD_ARG);
-    EXPECT_EQ(utilTmr_getTimeRemaining(nullptr, ignore, nullptr, &ms), VOS_RET_BAD_ARG);
-    EXPECT_EQ(utilTmr_getNumberOfEvents(nullptr), 0U);
-    EXPECT_FALSE(utilTmr_isEventPresent(nullptr, ignore, nullptr));
-    void *none = nullptr;
-    utilTmr_cleanup(nullptr);
-    utilTmr_cleanup(&none);
-    utilTmr_flush(nullptr);
-    utilTmr_cancel(nullptr, ignore, nullptr);
-    utilTmr_executeExpiredEvents(nullptr);
-    utilTmr_dumpEvents(nullptr);
-}
-
 // ---- random sequences ----
 
-constexpr int kEvents = 6;
-
 // Event 0 has no context, the others point here, so that a callback knows which event it is.
-int g_contexts[kEvents];
-
-struct Op {
-    enum Kind { set, cancel, replace, flush, run } kind;
-    int event;
-    uint32_t tier;  // due in so many multiples of kLater; 0 is due at once
-};
-
-std::string text(const std::vector<Op> &ops) {
-    static constexpr const char *kNames[] = {"set", "cancel", "replace", "flush", "run"};
-    std::string result;
-    for (const Op &op : ops) {
-        result += std::string{kNames[op.kind]} + "(" + std::to_string(op.event) + ", " + std::to_string(op.tier) + ") ";
-    }
-    return result;
-}
+int g_contexts[6];
 
 /** What an event does to the list from inside its callback. */
 template <typename List>
 void react(List &list, int event) {
-    switch (event) {
-        case 1:
-            list.set(1, 0);
-            break;
-        case 2:
-            list.cancel(3);
-            list.set(4, 1);
-            break;
-        case 5:
-            list.flush();
-            list.set(0, 0);
-            break;
-        default:
-            break;
+    if (event == 1) {
+        list.set(1, 0);
+    } else if (event == 2) {
+        list.cancel(3);
+        list.set(4, 1);
+    } else if (event == 5) {
+        list.flush();
+        list.set(0, 0);
     }
 }
 
@@ -268,22 +218,17 @@ void react(List &list, int event) {
 class ModelList {
   public:
     VosRet set(int event, uint32_t tier) {
-        if (find(event) != rows_.end()) {
+        if (present(event)) {
             return VOS_RET_BAD_ARG;
         }
-        const auto later = [&](const Row &row) { return row.tier > tier; };
-        rows_.insert(std::find_if(rows_.begin(), rows_.end(), later), Row{event, tier, ++sequence_});
+        rows_.insert(std::ranges::upper_bound(rows_, tier, {}, &Row::tier), Row{event, tier, ++sequence_});
         return VOS_RET_OK;
     }
     void cancel(int event) {
-        const auto row = find(event);
-        if (row != rows_.end()) {
-            rows_.erase(row);
-        }
+        std::erase_if(rows_, [&](const Row &row) { return row.event == event; });
     }
     VosRet replace(int event, uint32_t tier) {
-        const auto row = find(event);
-        if (row != rows_.end()) {
+        if (const auto row = std::ranges::find(rows_, event, &Row::event); row != rows_.end()) {
             if (tier >= row->tier) {
                 return VOS_RET_OK;
             }
@@ -295,20 +240,17 @@ class ModelList {
     void run() {
         const unsigned limit = sequence_;
         while (!rows_.empty() && rows_[0].tier == 0 && rows_[0].sequence <= limit) {
-            const int event = rows_[0].event;
+            ran.push_back(rows_[0].event);
             rows_.erase(rows_.begin());
-            ran.push_back(event);
-            react(*this, event);
+            react(*this, ran.back());
         }
     }
     std::vector<int> order() const {
         std::vector<int> result;
-        for (const Row &row : rows_) {
-            result.push_back(row.event);
-        }
+        std::ranges::transform(rows_, std::back_inserter(result), &Row::event);
         return result;
     }
-    bool present(int event) { return find(event) != rows_.end(); }
+    bool present(int event) const { return std::ranges::find(rows_, event, &Row::event) != rows_.end(); }
     std::vector<int> ran;
 
   private:
@@ -317,9 +259,6 @@ class ModelList {
         uint32_t tier;
         unsigned sequence;
     };
-    std::vector<Row>::iterator find(int event) {
-        return std::find_if(rows_.begin(), rows_.end(), [&](const Row &row) { return row.event == event; });
-    }
     std::vector<Row> rows_;
     unsigned sequence_ = 0;
 };
@@ -341,7 +280,7 @@ class RealList {
         }
         return result;
     }
-    bool present(int event) { return utilTmr_isEventPresent(list_, fired, context(event)); }
+    bool present(int event) const { return utilTmr_isEventPresent(list_, fired, context(event)); }
     uint32_t length() const { return utilTmr_getNumberOfEvents(list_); }
     std::vector<int> ran;
 
@@ -358,53 +297,38 @@ class RealList {
     TimerList list_;
 };
 
-template <typename List>
-VosRet apply(List &list, const Op &op) {
-    switch (op.kind) {
-        case Op::set:
-            return list.set(op.event, op.tier);
-        case Op::replace:
-            return list.replace(op.event, op.tier);
-        case Op::cancel:
-            list.cancel(op.event);
-            break;
-        case Op::flush:
-            list.flush();
-            break;
-        case Op::run:
-            list.run();
-            break;
-    }
-    return VOS_RET_OK;
-}
-
-bool agree(const std::vector<Op> &ops) {
+struct TimerPair {
+    static constexpr const char *kKinds[] = {"set", "set",   "set",     "set",     "set",
+                                             "run", "flush", "replace", "replace", "cancel"};
     RealList real;
     ModelList model;
-    for (const Op &op : ops) {
-        const VosRet ret = apply(real, op);
-        if (ret != apply(model, op) || real.order() != model.order() || real.length() != model.order().size() ||
-            real.ran != model.ran || real.present(op.event) != model.present(op.event)) {
-            return false;
+
+    template <typename List>
+    static VosRet apply(List &list, const vostest::Op &op) {
+        const std::string_view kind = kKinds[op.kind];
+        const auto event = static_cast<int>(op.a % std::size(g_contexts));
+        if (kind == "set" || kind == "replace") {
+            return kind == "set" ? list.set(event, op.b % 4) : list.replace(event, op.b % 4);
         }
+        if (kind == "run") {
+            list.run();
+        } else if (kind == "cancel") {
+            list.cancel(event);
+        } else if (op.b == 0) {
+            list.flush();  // more often would keep the lists short
+        }
+        return VOS_RET_OK;
     }
-    return true;
-}
+    bool step(const vostest::Op &op) {
+        const auto event = static_cast<int>(op.a % std::size(g_contexts));
+        return apply(real, op) == apply(model, op) && real.order() == model.order() &&
+               real.length() == model.order().size() && real.ran == model.ran &&
+               real.present(event) == model.present(event);
+    }
+};
 
 TEST(TimerListModel, RandomSequencesFollowASortedVector) {
-    for (unsigned seed = 1; seed <= vostest::rounds(400, 10); seed++) {
-        std::mt19937 random{seed};
-        const auto below = [&](unsigned limit) { return static_cast<int>(random() % limit); };
-        std::vector<Op> ops;
-        for (int i = 0; i < 60; i++) {
-            static constexpr Op::Kind kMix[] = {Op::set,    Op::set,     Op::set,     Op::set, Op::set,
-                                                Op::cancel, Op::replace, Op::replace, Op::run, Op::flush};
-            // Flushing often would keep the lists short.
-            const Op::Kind kind = kMix[below(i % 8 == 0 ? 10 : 9)];
-            ops.push_back({kind, below(kEvents), static_cast<uint32_t>(below(4))});
-        }
-        ASSERT_TRUE(agree(ops)) << "seed " << seed << ", shortest sequence: " << text(vostest::shrink(ops, agree));
-    }
+    vostest::followsItsModel<TimerPair>();
 }
 
 }  // namespace
