@@ -121,7 +121,7 @@ TEST(HashMaps, LeaveNothingWhenTheyCannotBeMade) {
     EXPECT_EQ(hashmap_create(&map, 0), VOS_RET_BAD_ARG);
     EXPECT_EQ(hashmap_create(&map, 0xFFFFFFFF), VOS_RET_NO_RESOURCE);
     EXPECT_EQ(hashmap_insert(map, nullptr, -1, nullptr), VOS_RET_BAD_ARG);
-    EXPECT_THAT(diagnostics.takeBodies(), ElementsAre("Invalid Param!"));
+    EXPECT_THAT(diagnostics.takeBodies(), ElementsAre("VOS_MALLOC_FLAGS failed", "Invalid Param!"));
     EXPECT_EQ(map, nullptr);
     EXPECT_EQ(vostest::heapBytes(), before);
 }

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <future>
 #include <limits>
@@ -23,6 +24,7 @@ namespace vosctl {
 namespace {
 
 constexpr const char *kTheHub = "the hub";
+constexpr uint32_t kShortestHubTimeoutMs = 1000;
 
 Failure connectionLost(VosRet ret) {
     return {"the hub closed the connection (" + msgnames::retText(ret) +
@@ -91,12 +93,12 @@ Hub::Hub() : handle_{launch()} {}
 
 // The library waits for the hub's welcome as long as daemons do. That wait goes on beside a shorter one and ends with
 // the process.
-Hub::Hub(uint32_t timeoutMs) : deadline_{Clock::now() + std::chrono::milliseconds{timeoutMs}} {
+Hub::Hub(uint32_t timeoutMs) : hubTimeoutMs_{std::max(timeoutMs, kShortestHubTimeoutMs)} {
     std::packaged_task<VosMsgHandle *()> task{launch};
     std::future<VosMsgHandle *> launched = task.get_future();
     std::thread{std::move(task)}.detach();
-    if (launched.wait_until(*deadline_) != std::future_status::ready) {
-        throw failureOf(VOS_RET_TIMEOUT, -1, kTheHub, timeoutMs);
+    if (launched.wait_for(std::chrono::milliseconds{hubTimeoutMs_}) != std::future_status::ready) {
+        throw failureOf(VOS_RET_TIMEOUT, -1, kTheHub, hubTimeoutMs_);
     }
     handle_ = launched.get();
 }
@@ -166,9 +168,7 @@ Entity Hub::find(const std::string &numberOrName) {
     }
     const ByteView name = std::as_bytes(std::span{numberOrName.c_str(), numberOrName.size() + 1});
     const MessagePtr query = build(EID_HUBD, VOS_MSG_GET_EID_BY_APP_NAME, VOS_MSG_FLAG_REQUEST, 0, name);
-    const auto left = deadline_ ? std::chrono::ceil<std::chrono::milliseconds>(*deadline_ - Clock::now()).count()
-                                : int64_t{kDefaultTimeoutMs};
-    const MessagePtr reply = request(*query, kTheHub, static_cast<uint32_t>(std::max<int64_t>(left, 0)));
+    const MessagePtr reply = request(*query, kTheHub, hubTimeoutMs_);
     const VosEntityId eid = reply ? reply->wordData : 0;
     // The answer is a number either way: no daemon has an id that reads like a result.
     if (const std::string result = msgnames::retText(eid); eid != 0 && result.starts_with("VOS_RET_")) {

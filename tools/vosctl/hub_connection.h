@@ -39,7 +39,7 @@ struct Entity {
 class Hub {
   public:
     Hub();
-    /** Connects and looks names up within this time; a hub that does not answer by then throws. */
+    /** Waits so long for the hub, a second at least, when it connects and when it looks a name up. */
     explicit Hub(uint32_t timeoutMs);
     ~Hub() { vosMsg_cleanup(&handle_); }
     Hub(const Hub &) = delete;
@@ -70,7 +70,7 @@ class Hub {
     using Clock = std::chrono::steady_clock;
 
     VosMsgHandle *handle_ = nullptr;
-    std::optional<Clock::time_point> deadline_;  // of names that are looked up
+    uint32_t hubTimeoutMs_ = kDefaultTimeoutMs;
 };
 
 }  // namespace vosctl
