@@ -278,11 +278,11 @@ TEST_F(ProcessTest, StartsEveryChildWhileThreadsLog) {
     request.timeoutMs = 10000;
     unsigned started = 0;
     PrctlProcessResult result{};
-    const unsigned wanted = vostest::rounds(100, 10);
-    while (started < wanted && prctl_spawnProcess(&request, &result) == VOS_RET_OK && result.signalNumber == 0) {
+    constexpr unsigned kWanted = 100;
+    while (started < kWanted && prctl_spawnProcess(&request, &result) == VOS_RET_OK && result.signalNumber == 0) {
         started++;
     }
-    EXPECT_EQ(started, wanted);
+    EXPECT_EQ(started, kWanted);
 }
 
 TEST_F(ProcessTest, LeavesTheParentsMemoryAndThreadsAlone) {
