@@ -64,26 +64,37 @@ typedef void (*VosLoopDoneFunc)(VosLoop *loop, VosRet ret, const VosMsgHeader *r
 /** @name Records
  *  Opaque; zero before the first use.
  *  @{ */
+/** A handler of messages. */
 typedef struct VosLoopHandler {
+    /** @cond */
     struct VosLoopHandler *next;
     uint32_t type, procedure;
     uint16_t kind; /* 0: neither request nor reply, else VOS_MSG_FLAG_REQUEST and, for a procedure, VOS_MSG_FLAG_SRPC */
     VosLoopMsgFunc func;
     UtilCliFunc command;
     void *ctx;
+    /** @endcond */
 } VosLoopHandler;
+/** A timer. */
 typedef struct VosLoopTimer {
+    /** @cond */
     struct VosLoopTimer *next;
     uint64_t dueNs, intervalNs;
     VosLoopTimerFunc func;
     void *ctx;
+    /** @endcond */
 } VosLoopTimer;
+/** A descriptor that is waited for. */
 typedef struct VosLoopFd {
+    /** @cond */
     int fd;
     VosLoopFdFunc func;
     void *ctx;
+    /** @endcond */
 } VosLoopFd;
+/** A request on its way. */
 typedef struct VosLoopCall {
+    /** @cond */
     struct VosLoopCall *next;
     VosMsgHeader *request;
     uint64_t dueNs;
@@ -92,6 +103,7 @@ typedef struct VosLoopCall {
     bool late; /* a reply was taken for that of an earlier request meanwhile */
     VosLoopDoneFunc done;
     void *ctx;
+    /** @endcond */
 } VosLoopCall;
 /** @} */
 
@@ -104,6 +116,7 @@ typedef struct VosLoopCall {
 
 /** The loop; only the counters are for callers to read. */
 struct VosLoop {
+    /** @cond */
     VosMsgHandle *handle;
     int32_t hubFd;
     int epollFd, signalFd, timerFd;
@@ -121,6 +134,7 @@ struct VosLoop {
         bool procedure;
         uint64_t untilNs; /* 0: free */
     } marks[VOS_LOOP_MARKS];
+    /** @endcond */
     uint64_t lateReplies; /**< replies that nothing was waiting for any more, or ever */
     uint64_t unhandled;   /**< messages without a handler; requests among them were answered VOS_RET_ERROR */
 };
