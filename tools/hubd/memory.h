@@ -41,7 +41,7 @@ class Block {
 
     std::byte *data() { return reinterpret_cast<std::byte *>(this + 1); }
     size_t capacity() const { return capacity_; }
-    bool isShared() const { return holders_ > 1; }
+    size_t holders() const { return holders_; }
 
   private:
     friend class BlockRef;

@@ -9,57 +9,57 @@ namespace hubd {
 
 namespace {
 
-constexpr size_t kSmallestBlock = 1024;
-constexpr size_t kLargestSpare = size_t{4} * 1024;
+constexpr size_t kSmallest = 1024;
+constexpr size_t kLargestSpare = size_t{64} * 1024;
 constexpr size_t kFewPieces = 4;
 constexpr size_t kGone = 64;  // pieces that have left and are still in the row
 
 }  // namespace
 
-// Only a block that nobody else holds grows; its last piece is the one that does.
-bool SendQueue::isRoomBehindLast(size_t size) const {
-    if (first_ == pieces_.size()) {
+bool SendQueue::reservePieces() {
+    try {
+        if (pieces_.capacity() < pieces_.size() + 2) {
+            pieces_.reserve(std::max(kFewPieces, 2 * pieces_.size()));
+        }
+        return true;
+    } catch (const std::bad_alloc &) {
         return false;
     }
-    const Piece &last = pieces_.back();
-    const std::byte *end = last.block->data() + last.block->capacity();
-    return !last.block->isShared() && static_cast<size_t>(end - (last.bytes + last.size)) >= size;
 }
 
 void SendQueue::add(const BlockRef &block, std::byte *bytes, size_t size) {
-    pieces_.push_back({block, bytes, size});
     size_ += size;
+    if (first_ < pieces_.size() && pieces_.back().bytes + pieces_.back().size == bytes) {
+        pieces_.back().size += size;
+    } else {
+        pieces_.push_back({block, bytes, size});
+    }
 }
 
 bool SendQueue::append(Memory &memory, const Client &owner, std::span<const std::byte> head,
                        std::span<const std::byte> tail, const BlockRef &shared) {
     const size_t copied = head.size() + (shared ? 0 : tail.size());
-    const auto copyTo = [&](std::byte *to) {
+    if (!reservePieces()) {
+        return false;
+    }
+    const size_t capacity = copies_ ? copies_->capacity() : 0;
+    if (capacity - copied_ < copied) {
+        // Headers of long messages need little room, whatever the length of the queue.
+        BlockRef next{Block::make(memory, owner, std::max(copied, std::clamp(2 * capacity, kSmallest, kLargestSpare)))};
+        if (!next) {
+            return false;
+        }
+        copies_ = std::move(next);
+        copied_ = 0;
+    }
+    if (copied > 0) {
+        std::byte *const to = copies_->data() + copied_;
         std::ranges::copy(head, to);
         if (!shared) {
             std::ranges::copy(tail, to + head.size());
         }
-    };
-    try {
-        if (pieces_.capacity() < pieces_.size() + 2) {
-            pieces_.reserve(std::max(kFewPieces, 2 * pieces_.size()));
-        }
-    } catch (const std::bad_alloc &) {
-        return false;
-    }
-    if (copied > 0 && isRoomBehindLast(copied)) {
-        Piece &last = pieces_.back();
-        copyTo(last.bytes + last.size);
-        last.size += copied;
-        size_ += copied;
-    } else if (copied > 0) {
-        const size_t spare = shared ? 0 : std::clamp(size_, kSmallestBlock, kLargestSpare);
-        const BlockRef block{Block::make(memory, owner, std::max(copied, spare))};
-        if (!block) {
-            return false;
-        }
-        copyTo(block->data());
-        add(block, block->data(), copied);
+        copied_ += copied;
+        add(copies_, to, copied);
     }
     if (shared && !tail.empty()) {
         // The queue only reads what it shares.
@@ -98,8 +98,18 @@ void SendQueue::consume(size_t count) {
     }
 }
 
+size_t SendQueue::held() const {
+    size_t sum = copies_ ? copies_->capacity() / copies_->holders() : 0;
+    for (const Piece &piece : std::span{pieces_}.subspan(first_)) {
+        sum += piece.block->capacity() / piece.block->holders();
+    }
+    return sum;
+}
+
 void SendQueue::clear() {
     pieces_ = {};
+    copies_ = {};
+    copied_ = 0;
     first_ = 0;
     size_ = 0;
 }

@@ -24,6 +24,8 @@ class SendQueue {
     size_t gather(std::span<iovec> pieces) const;
     void consume(size_t count);
     void clear();
+    /** Bytes of memory that would be free without it; what it shares counts in parts. */
+    size_t held() const;
 
   private:
     struct Piece {
@@ -31,12 +33,14 @@ class SendQueue {
         std::byte *bytes;
         size_t size;
     };
-    bool isRoomBehindLast(size_t size) const;
+    [[nodiscard]] bool reservePieces();
     void add(const BlockRef &block, std::byte *bytes, size_t size);
 
     std::vector<Piece> pieces_;
     size_t first_ = 0;
     size_t size_ = 0;
+    BlockRef copies_;  // where the next copies go, behind those that are there
+    size_t copied_ = 0;
 };
 
 }  // namespace hubd
