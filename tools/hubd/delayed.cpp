@@ -1,6 +1,8 @@
 // Messages that clients want back after a delay.
 #include "delayed.h"
 
+#include <new>
+
 namespace hubd {
 
 namespace {
@@ -10,14 +12,21 @@ constexpr size_t kMaxForOneClient = 4096;
 }  // namespace
 
 bool DelayedMessages::add(const Client &client, uint32_t wordData, int64_t dueNs) {
-    std::map<Registration, int64_t> &owned = byClient_[client.fd.get()];
-    if (owned.size() >= kMaxForOneClient) {
+    Owned &owned = byClient_[client.fd.get()];
+    owned.client = &client;
+    if (owned.dueNs.size() >= kMaxForOneClient || !room_.take(client)) {
         return false;
     }
     const uint64_t order = order_++;
-    owned.emplace(Registration{wordData, order}, dueNs);
-    byTime_.emplace(Key{dueNs, order}, Due{client.fd.get(), wordData});
-    return true;
+    try {
+        owned.dueNs.emplace(Registration{wordData, order}, dueNs);
+        byTime_.emplace(Key{dueNs, order}, Due{client.fd.get(), wordData});
+        return true;
+    } catch (const std::bad_alloc &) {
+        owned.dueNs.erase({wordData, order});
+        room_.give(client);
+        return false;
+    }
 }
 
 void DelayedMessages::cancel(const Client &client, uint32_t wordData) {
@@ -25,19 +34,22 @@ void DelayedMessages::cancel(const Client &client, uint32_t wordData) {
     if (owned == byClient_.end()) {
         return;
     }
-    const auto oldest = owned->second.lower_bound({wordData, 0});
-    if (oldest != owned->second.end() && oldest->first.wordData == wordData) {
+    auto &registrations = owned->second.dueNs;
+    const auto oldest = registrations.lower_bound({wordData, 0});
+    if (oldest != registrations.end() && oldest->first.wordData == wordData) {
         byTime_.erase({oldest->second, oldest->first.order});
-        owned->second.erase(oldest);
+        registrations.erase(oldest);
+        room_.give(client);
     }
 }
 
 void DelayedMessages::forget(const Client &client) {
     const auto owned = byClient_.find(client.fd.get());
     if (owned != byClient_.end()) {
-        for (const auto &[registration, dueNs] : owned->second) {
+        for (const auto &[registration, dueNs] : owned->second.dueNs) {
             byTime_.erase({dueNs, registration.order});
         }
+        room_.give(client, owned->second.dueNs.size());
         byClient_.erase(owned);
     }
 }
@@ -52,7 +64,9 @@ std::optional<DelayedMessages::Due> DelayedMessages::takeDue(int64_t nowNs) {
     }
     const auto [key, due] = *byTime_.begin();
     byTime_.erase(byTime_.begin());
-    byClient_[due.fd].erase({due.wordData, key.order});
+    Owned &owned = byClient_[due.fd];
+    owned.dueNs.erase({due.wordData, key.order});
+    room_.give(*owned.client);
     return due;
 }
 

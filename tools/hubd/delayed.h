@@ -6,13 +6,15 @@
 #include <optional>
 #include <unordered_map>
 
-#include "client.h"
+#include "table_room.h"
 
 namespace hubd {
 
 class DelayedMessages {
   public:
-    /** @return false when the client has too many already */
+    explicit DelayedMessages(TableRoom &room) : room_{room} {}
+
+    /** @return false when the client has too many already, or memory is short */
     bool add(const Client &client, uint32_t wordData, int64_t dueNs);
     /** Takes back the client's oldest registration of this word; nothing when there is none. */
     void cancel(const Client &client, uint32_t wordData);
@@ -39,8 +41,14 @@ class DelayedMessages {
         uint64_t order;
         auto operator<=>(const Registration &) const = default;
     };
+    struct Owned {
+        const Client *client = nullptr;
+        std::map<Registration, int64_t> dueNs;
+    };
+
+    TableRoom &room_;
     std::map<Key, Due> byTime_;
-    std::unordered_map<int, std::map<Registration, int64_t>> byClient_;  // when each is due
+    std::unordered_map<int, Owned> byClient_;
     uint64_t order_ = 0;
 };
 

@@ -16,17 +16,18 @@ VosRet Interests::add(Client &client, uint32_t type) {
     if (types.contains(type)) {
         return VOS_RET_OK;
     }
-    if (types.size() >= kMaxForOneClient) {
+    if (types.size() >= kMaxForOneClient || !room_.take(client)) {
         return VOS_RET_NO_RESOURCE;
     }
-    const auto added = types.insert(type).first;
     try {
+        types.insert(type);
         byType_[type].push_back(&client);
+        return VOS_RET_OK;
     } catch (const std::bad_alloc &) {
-        types.erase(added);
-        throw;
+        types.erase(type);
+        room_.give(client);
+        return VOS_RET_NO_RESOURCE;
     }
-    return VOS_RET_OK;
 }
 
 VosRet Interests::remove(Client &client, uint32_t type) {
@@ -34,6 +35,7 @@ VosRet Interests::remove(Client &client, uint32_t type) {
     if (owned == byClient_.end() || owned->second.erase(type) == 0) {
         return VOS_RET_NOT_IN_LIST;
     }
+    room_.give(client);
     const auto registered = byType_.find(type);
     std::erase(registered->second, &client);
     if (registered->second.empty()) {

@@ -5,13 +5,15 @@
 #include <unordered_set>
 #include <vector>
 
-#include "client.h"
+#include "table_room.h"
 #include "vos/ret.h"
 
 namespace hubd {
 
 class Interests {
   public:
+    explicit Interests(TableRoom &room) : room_{room} {}
+
     /** A second registration of the same type changes nothing. */
     VosRet add(Client &client, uint32_t type);
     VosRet remove(Client &client, uint32_t type);
@@ -21,6 +23,7 @@ class Interests {
     const std::vector<Client *> &of(uint32_t type) const;
 
   private:
+    TableRoom &room_;
     std::unordered_map<uint32_t, std::vector<Client *>> byType_;
     std::unordered_map<const Client *, std::unordered_set<uint32_t>> byClient_;
 };

@@ -23,6 +23,14 @@ class Memory {
     /** Little is left: senders wait for smaller queues, and less is read at once. */
     bool isTight() const { return used_ > limit_ / 4 * 3; }
 
+    /** Counts bytes that lie elsewhere; false when there is no room for them. */
+    [[nodiscard]] bool take(size_t size) {
+        const bool fits = used_ + size <= limit_;
+        used_ += fits ? size : 0;
+        return fits;
+    }
+    void give(size_t size) { used_ -= size; }
+
     /** Called when `size` bytes more cannot be had for `asking`: lets somebody go who holds more. False when nobody
      *  does. */
     std::function<bool(const Client &asking, size_t size)> relieve;

@@ -62,7 +62,7 @@ hubproto::ClientRow rowOf(const Client &client) {
 }  // namespace
 
 Services::Services(const Options &options, ClientWalk &clients, const IdTable &ids, EntityDirectory &directory,
-                   Router &router, Observers &observers, const Memory &memory)
+                   Router &router, Observers &observers, Memory &memory)
     : options_{options},
       clients_{clients},
       ids_{ids},
@@ -70,6 +70,9 @@ Services::Services(const Options &options, ClientWalk &clients, const IdTable &i
       router_{router},
       observers_{observers},
       memory_{memory},
+      room_{memory},
+      delayed_{room_},
+      interests_{room_},
       startedNs_{monotonicNs()} {}
 
 Services::Handler Services::handlerOf(uint32_t type) {

@@ -19,7 +19,7 @@ class ClientWalk {
 class Services {
   public:
     Services(const Options &options, ClientWalk &clients, const IdTable &ids, EntityDirectory &directory,
-             Router &router, Observers &observers, const Memory &memory);
+             Router &router, Observers &observers, Memory &memory);
 
     void handle(Client &from, const Frame &frame);
     /** Whether an event or a request has to wait; its sender is paused then. */
@@ -64,6 +64,7 @@ class Services {
     Router &router_;
     Observers &observers_;
     const Memory &memory_;
+    TableRoom room_;
     DelayedMessages delayed_;
     Interests interests_;
     int64_t startedNs_;

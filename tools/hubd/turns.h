@@ -23,8 +23,9 @@ inline uint64_t unitsOf(size_t bytes) {
 struct Process {
     pid_t pid = 0;
     size_t connections = 0;
-    uint64_t tag = 0;  // the share that it has used up, on the scale of all
-    size_t held = 0;   // bytes, at the last look for who holds most
+    uint64_t tag = 0;   // the share that it has used up, on the scale of all
+    size_t tables = 0;  // bytes of what it has registered
+    size_t held = 0;    // bytes, at the last look for who holds most
     bool inLine = false;
     Client *firstInLine = nullptr;
     Client *lastInLine = nullptr;
