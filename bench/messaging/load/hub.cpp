@@ -1,0 +1,97 @@
+// The hub under load and the processes around it.
+#include "hub.h"
+
+#include <fcntl.h>
+#include <sched.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <ctime>
+#include <fstream>
+#include <utility>
+
+#include "connection.h"
+
+namespace load {
+
+Child::Child(const std::function<void()> &body) : pid_{fork()} {
+    if (pid_ == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        body();
+        _exit(0);
+    }
+}
+
+Child::Child(Child &&other) noexcept : pid_{std::exchange(other.pid_, -1)} {}
+
+Child::~Child() {
+    if (pid_ > 0) {
+        kill(pid_, SIGKILL);
+        waitpid(pid_, nullptr, 0);
+    }
+}
+
+Hub::Hub(const std::string &program)
+    : socketPath_{"/tmp/hub_load." + std::to_string(getpid())}, process_{[&] {
+          const int report = open("/dev/null", O_WRONLY);
+          dup2(report, STDERR_FILENO);
+          const int readyFd = dup(ready_.givingFd());  // without close-on-exec
+          const std::string data = socketPath_ + ".data";
+          execl(program.c_str(), program.c_str(), "--socket", socketPath_.c_str(), "--ready-fd",
+                std::to_string(readyFd).c_str(), "--plugin-data-dir", data.c_str(), "--plugin-tmp-dir", data.c_str(),
+                static_cast<char *>(nullptr));
+          fail("cannot start " + program);
+      }} {
+    ready_.await();
+}
+
+Hub::~Hub() {
+    unlink(socketPath_.c_str());
+}
+
+double Hub::peakMiB() const {
+    std::ifstream status{"/proc/" + std::to_string(process_.pid()) + "/status"};
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with("VmHWM:")) {
+            return std::stod(line.substr(strlen("VmHWM:"))) / 1024;
+        }
+    }
+    fail("the hub has ended");
+}
+
+Signal::Signal() : ends_{} {
+    if (pipe2(ends_, O_CLOEXEC) != 0) {
+        fail("pipe");
+    }
+}
+
+void Signal::give() const {
+    if (write(ends_[1], "", 1) != 1) {
+        fail("write");
+    }
+}
+
+void Signal::await() const {
+    char none = 0;
+    if (read(ends_[0], &none, 1) != 1) {
+        fail("read");
+    }
+}
+
+void stayOnOneCore() {
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    CPU_SET(sched_getcpu(), &set);
+    sched_setaffinity(0, sizeof set, &set);
+}
+
+int64_t nowNs() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+}
+
+}  // namespace load
