@@ -37,6 +37,7 @@ struct Client {
     Kept kept;            // read from it, to be served when its turn comes; nothing more is read before
     SendQueue queue;      // to be sent to it
     int64_t takenNs = 0;  // when its socket took something last, or its queue began
+    int64_t fullNs = 0;   // since when others wait for it to take something; 0 when nobody does
     std::vector<PendingRequest> pending;
 
     uint64_t messagesIn = 0;

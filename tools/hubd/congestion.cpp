@@ -41,6 +41,7 @@ bool Congestion::mustWait(Client &from, Client &to, size_t size) {
         } catch (const std::bad_alloc &) {
             return false;
         }
+        to.fullNs = to.fullNs == 0 ? monotonicNs() : to.fullNs;
         from.pauses++;
         updateWatch(from);
     }
@@ -48,8 +49,12 @@ bool Congestion::mustWait(Client &from, Client &to, size_t size) {
 }
 
 int64_t Congestion::deadlineOf(const Client &reader) const {
-    const int64_t ns = reader.slow ? deafAfterNs_ : std::min(kMomentNs, deafAfterNs_);
-    return reader.leaving ? INT64_MAX : reader.takenNs + ns;
+    if (reader.leaving) {
+        return INT64_MAX;
+    }
+    // Who took nothing for long while little waited for it has as much time as others once its queue is full.
+    const int64_t sinceNs = std::max(reader.takenNs, reader.fullNs);
+    return sinceNs + (reader.slow ? deafAfterNs_ : std::min(kMomentNs, deafAfterNs_));
 }
 
 std::optional<int64_t> Congestion::nextDeadlineNs() const {
@@ -71,6 +76,7 @@ void Congestion::judge(int64_t nowNs) {
             departures_.add(reader, "took nothing for " + std::to_string(deafAfterNs_ / kNsPerMs) +
                                         " ms (--deaf-after) while " + std::to_string(reader.queue.size()) +
                                         " bytes wait for it and others are held back");
+            return;  // its end may let the next one go on
         }
     }
 }

@@ -14,7 +14,7 @@ namespace hubd {
  *  hold it back, so that bursts of any length get through to a reader that works; what has been read from it already
  *  is kept. A client's own requests to the hub are answered in the same way. The queue of a reader that takes nothing
  *  for a moment may grow to the limit meanwhile: it may be busy. A reader for which others wait and which goes on to
- *  take nothing is deaf and leaves: two that flood each other come to an end by that too. */
+ *  take nothing is deaf and leaves, one at a time: of two that flood each other one may stay. */
 class Congestion {
   public:
     Congestion(Memory &memory, Departures &departures, size_t queueLimit, int64_t deafAfterNs);
@@ -30,6 +30,7 @@ class Congestion {
     template <typename Resumed>
     void drained(Client &reader, Resumed &&resumed) {
         if (reader.queue.size() <= (reader.slow && !memory_.isTight() ? queueLimit_ / 2 : lowWater_)) {
+            reader.fullNs = 0;
             resumeIf([&](const Pause &pause) { return pause.reader == &reader; }, resumed);
         }
     }
@@ -40,7 +41,7 @@ class Congestion {
 
     /** When the next reader has taken nothing for too long. */
     std::optional<int64_t> nextDeadlineNs() const;
-    /** Gives deaf readers up, and lets queues of those grow that took nothing for a moment. */
+    /** Gives a deaf reader up, and lets queues of those grow that took nothing for a moment. */
     template <typename Resumed>
     void runDeadlines(int64_t nowNs, Resumed &&resumed) {
         judge(nowNs);
