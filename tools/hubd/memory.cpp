@@ -5,6 +5,15 @@
 
 namespace hubd {
 
+bool Memory::takeFor(const Client &asking, size_t size) {
+    while (!take(size)) {
+        if (!relieve || !relieve(asking, size)) {
+            return false;
+        }
+    }
+    return true;
+}
+
 Block *Block::make(Memory &memory, const Client &asking, size_t capacity) {
     const size_t size = sizeof(Block) + capacity;
     for (;;) {

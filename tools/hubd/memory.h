@@ -29,6 +29,8 @@ class Memory {
         used_ += fits ? size : 0;
         return fits;
     }
+    /** The same, but others may be let go for it. */
+    [[nodiscard]] bool takeFor(const Client &asking, size_t size);
     void give(size_t size) { used_ -= size; }
 
     /** Called when `size` bytes more cannot be had for `asking`: lets somebody go who holds more. False when nobody

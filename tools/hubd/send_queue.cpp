@@ -16,13 +16,22 @@ constexpr size_t kGone = 64;  // pieces that have left and are still in the row
 
 }  // namespace
 
-bool SendQueue::reservePieces() {
+bool SendQueue::reservePieces(Memory &memory, const Client &owner) {
+    const size_t before = pieces_.capacity();
+    if (before >= pieces_.size() + 2) {
+        return true;
+    }
+    const size_t after = std::max(kFewPieces, 2 * pieces_.size());
+    const size_t more = (after - before) * sizeof(Piece);
+    if (!memory.takeFor(owner, more)) {
+        return false;
+    }
     try {
-        if (pieces_.capacity() < pieces_.size() + 2) {
-            pieces_.reserve(std::max(kFewPieces, 2 * pieces_.size()));
-        }
+        pieces_.reserve(after);
+        memory_ = &memory;
         return true;
     } catch (const std::bad_alloc &) {
+        memory.give(more);
         return false;
     }
 }
@@ -39,7 +48,7 @@ void SendQueue::add(const BlockRef &block, std::byte *bytes, size_t size) {
 bool SendQueue::append(Memory &memory, const Client &owner, std::span<const std::byte> head,
                        std::span<const std::byte> tail, const BlockRef &shared) {
     const size_t copied = head.size() + (shared ? 0 : tail.size());
-    if (!reservePieces()) {
+    if (!reservePieces(memory, owner)) {
         return false;
     }
     const size_t capacity = copies_ ? copies_->capacity() : 0;
@@ -99,7 +108,8 @@ void SendQueue::consume(size_t count) {
 }
 
 size_t SendQueue::held() const {
-    size_t sum = copies_ ? copies_->capacity() / copies_->holders() : 0;
+    size_t sum = pieces_.capacity() * sizeof(Piece);
+    sum += copies_ ? copies_->capacity() / copies_->holders() : 0;
     for (const Piece &piece : std::span{pieces_}.subspan(first_)) {
         sum += piece.block->capacity() / piece.block->holders();
     }
@@ -107,6 +117,9 @@ size_t SendQueue::held() const {
 }
 
 void SendQueue::clear() {
+    if (memory_ != nullptr) {
+        memory_->give(pieces_.capacity() * sizeof(Piece));
+    }
     pieces_ = {};
     copies_ = {};
     copied_ = 0;

@@ -12,6 +12,11 @@ namespace hubd {
 
 class SendQueue {
   public:
+    SendQueue() = default;
+    SendQueue(const SendQueue &) = delete;
+    SendQueue &operator=(const SendQueue &) = delete;
+    ~SendQueue() { clear(); }
+
     size_t size() const { return size_; }
     bool empty() const { return size_ == 0; }
 
@@ -33,9 +38,10 @@ class SendQueue {
         std::byte *bytes;
         size_t size;
     };
-    [[nodiscard]] bool reservePieces();
+    [[nodiscard]] bool reservePieces(Memory &memory, const Client &owner);
     void add(const BlockRef &block, std::byte *bytes, size_t size);
 
+    Memory *memory_ = nullptr;  // that counts the pieces
     std::vector<Piece> pieces_;
     size_t first_ = 0;
     size_t size_ = 0;
