@@ -120,7 +120,7 @@ void SendQueue::clear() {
     if (memory_ != nullptr) {
         memory_->give(pieces_.capacity() * sizeof(Piece));
     }
-    pieces_ = {};
+    pieces_ = std::vector<Piece>{};  // gives its memory back, which {} would not
     copies_ = {};
     copied_ = 0;
     first_ = 0;
