@@ -64,7 +64,7 @@ struct Client {
     bool lacksMemory = false;
 
     /** Bytes that the hub keeps for it and because of it. */
-    size_t held() const { return queue.held() + kept.waiting().size() + partial.capacity(); }
+    size_t held() const { return queue.held() + kept.held() + partial.capacity(); }
 
     /** "echo (eid 65536, pid 4711)" for report lines. */
     std::string describe() const {

@@ -55,6 +55,7 @@ class Kept {
     [[nodiscard]] bool keep(Memory &memory, const Client &owner, std::span<const std::byte> bytes);
     void shrinkTo(std::span<const std::byte> rest);
     void clear() { shrinkTo({}); }
+    size_t held() const { return block_ ? block_->capacity() : 0; }
 
   private:
     BlockRef block_;

@@ -151,6 +151,7 @@ void Hub::serveTurns() {
         router_.addWork(1);
         turns_.charge(*client, router_.work() - before);
         endDepartures();
+        memory_.allowBeyond(0);
     }
     endDepartures();
 }
@@ -282,7 +283,7 @@ bool Hub::relieve(const Client &asking, size_t size) {
             mostHeld = client->held();
         }
     }
-    if (most == nullptr || most == &asking || most == served_ || mostHeld == 0) {
+    if (most == nullptr || most == &asking || mostHeld == 0) {
         return false;
     }
     try {
@@ -291,6 +292,11 @@ bool Hub::relieve(const Client &asking, size_t size) {
                                    " that there are (--memory-limit)");
     } catch (const std::bad_alloc &) {
         departures_.addForMemory(*most);
+    }
+    if (most == served_) {
+        // Its messages are in use until its turn ends: who gets them does not pay for it.
+        memory_.allowBeyond(mostHeld);
+        return true;
     }
     most->queue.clear();
     most->kept.clear();
@@ -325,6 +331,9 @@ void Hub::end(Client &client) {
     observers_.detach(client);
     congestion_.forget(client, [this](Client &sender) { resumed(sender); });
     turns_.leave(client);
+    client.queue.clear();
+    client.kept.clear();
+    client.partial.clear();
     kernel::unwatch(client.fd.get());
     ended_.push_back(std::move(clients_[static_cast<size_t>(client.fd.get())]));
 }

@@ -17,7 +17,7 @@ bool Memory::takeFor(const Client &asking, size_t size) {
 Block *Block::make(Memory &memory, const Client &asking, size_t capacity) {
     const size_t size = sizeof(Block) + capacity;
     for (;;) {
-        void *place = memory.used_ + size <= memory.limit_ ? ::operator new(size, std::nothrow) : nullptr;
+        void *place = memory.fits(size) ? ::operator new(size, std::nothrow) : nullptr;
         if (place != nullptr) {
             memory.used_ += size;
             return new (place) Block{memory, capacity};

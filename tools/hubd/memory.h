@@ -25,13 +25,15 @@ class Memory {
 
     /** Counts bytes that lie elsewhere; false when there is no room for them. */
     [[nodiscard]] bool take(size_t size) {
-        const bool fits = used_ + size <= limit_;
-        used_ += fits ? size : 0;
-        return fits;
+        const bool hasRoom = fits(size);
+        used_ += hasRoom ? size : 0;
+        return hasRoom;
     }
     /** The same, but others may be let go for it. */
     [[nodiscard]] bool takeFor(const Client &asking, size_t size);
     void give(size_t size) { used_ -= size; }
+    /** For now as much as this may be used beyond the limit. */
+    void allowBeyond(size_t size) { beyond_ = size; }
 
     /** Called when `size` bytes more cannot be had for `asking`: lets somebody go who holds more. False when nobody
      *  does. */
@@ -41,6 +43,8 @@ class Memory {
     friend class Block;
     size_t limit_;
     size_t used_ = 0;
+    size_t beyond_ = 0;
+    bool fits(size_t size) const { return used_ + size <= limit_ + beyond_; }
 };
 
 /** Bytes with a count of their holders; the bytes lie behind it. */

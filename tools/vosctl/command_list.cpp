@@ -40,9 +40,10 @@ void run() {
     memcpy(&counters, payload.data(), std::min(payload.size(), sizeof counters));
     printf("hub: up %s, %" PRIu64 " clients, %" PRIu64 " messages (%" PRIu64 " bytes) routed, %" PRIu64
            " requests answered, %" PRIu64 " events dropped, %" PRIu64 " requests to nobody, %" PRIu64
-           " clients thrown out\n",
+           " clients thrown out, %" PRIu64 " of %" PRIu64 " bytes of memory used\n",
            ago(counters.uptimeMs).c_str(), counters.clients, counters.routed, counters.bytesRouted,
-           counters.hubRequests, counters.eventsDropped, counters.peerGoneReplies, counters.disconnects);
+           counters.hubRequests, counters.eventsDropped, counters.peerGoneReplies, counters.disconnects,
+           counters.memoryUsed, counters.memoryLimit);
 }
 
 void setUp(CLI::App &app) {
