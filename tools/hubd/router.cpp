@@ -39,6 +39,7 @@ inline void Router::follow(Client &from, Client &to, const VosMsgHeader &header)
 }
 
 bool Router::route(Client &from, const Frame &frame) {
+    work_++;
     const VosMsgHeader &header = frame.header;
     Client *to = ids_.find(header.dst);
     if (to == nullptr && (header.flags & VOS_MSG_FLAG_REQUEUE) != 0) {
@@ -49,7 +50,6 @@ bool Router::route(Client &from, const Frame &frame) {
         undeliverable(from, frame);
         return true;
     }
-    work_++;
     const bool joins = run_.to == to && run_.from == &from &&
                        run_.bytes.data() + run_.bytes.size() == frame.bytes.data() &&
                        run_.bytes.size() + frame.bytes.size() <= congestion_.longestRun();
