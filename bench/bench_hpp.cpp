@@ -1,6 +1,5 @@
-// What vos.hpp adds to the C calls: a request and its reply, and an event from the socket to its handler. The hub is a
-// thread-free stub on the other end of a socket pair's worth of work: a child that answers, so that both sides do the
-// same.
+// What vos.hpp adds to the C calls: a request and its reply, and an event from the socket to its handler. In the place of
+// the hub a child answers with as little as it can, the same for both.
 #include <benchmark/benchmark.h>
 #include <poll.h>
 #include <signal.h>

@@ -4,7 +4,6 @@
 #include <vos/vos.h>
 
 #include "statusd.h"
-
 enum { HEARTBEAT_MS = 1000, REPORT_MS = 500, MEASURE_MS = 200, TEXT_SIZE = 64 };
 static VosLoop loop;
 static void *reports; /* run when the hub says so */
@@ -58,6 +57,7 @@ static void measured(void *arg) { /* in the main loop again */
     (void)arg;
     loadPercent = UTIL_calCpuOccupy(&before, &after);
     measuring = false;
+    VOS_LOG_DEBUG("load is %u %%", loadPercent);
 }
 
 static void heartbeat(VosLoop *l, void *ctx) {
