@@ -56,7 +56,7 @@ TEST(HubLaunch, GivesTheAskedIdTheTablesOrADynamicOne) {
 
 TEST(HubLaunch, RefusesWithALogLine) {
     const HubProcess hub{{"--announce-timeout", "50"}};
-    const Peer holder{300, "holder"};
+    const Peer holder{300, "hol\nder"};
     const std::string longName(600, 'n');
     const Peer longHolder{302, longName};
     struct Case {
@@ -65,7 +65,7 @@ TEST(HubLaunch, RefusesWithALogLine) {
     };
     const auto pid = static_cast<uint32_t>(getpid());
     for (const Case &c :
-         {Case{announcement(300, "thief"), "entity id 300 is held by holder (eid 300, pid"},
+         {Case{announcement(300, "thief"), "entity id 300 is held by hol.der (eid 300, pid"},
           Case{announcement(302, ""), "is held by " + longName.substr(0, 63) + " (eid 302, pid"},
           Case{announcement(0, "hubd"), "entity id 20 is held by the hub"},
           Case{announcement(301, "", pid + 1), "announces process id " + std::to_string(pid + 1)},
@@ -310,6 +310,29 @@ TEST(HubServices, KnowEntities) {
     EXPECT_EQ(idOf("meter"), 0U);
 }
 
+TEST(HubServices, RefuseMoreThanAClientMayHave) {
+    struct Row {
+        uint32_t type;
+        size_t most;
+    };
+    constexpr uint32_t kHourMs = 3600000;
+    const HubProcess hub;
+    const Peer a{100};
+    for (const Row &row : {Row{VOS_MSG_REGISTER_EVENT_INTEREST, 4096}, Row{VOS_MSG_REGISTER_DELAYED_MSG, 4096},
+                           Row{VOS_MSG_ADD_ENTITY_INFO, 1024}}) {
+        SCOPED_TRACE(row.type);
+        for (uint32_t i = 0; i <= row.most; i++) {
+            hubproto::EntityDescription entity{};
+            snprintf(entity.name, sizeof entity.name, "entity%u", i);
+            const bool names = row.type == VOS_MSG_ADD_ENTITY_INFO;
+            const void *payload = names ? static_cast<const void *>(&entity) : &kHourMs;
+            const uint32_t result =
+                a.askResult(row.type, i, {static_cast<const char *>(payload), names ? sizeof entity : sizeof kHourMs});
+            ASSERT_EQ(result, i < row.most ? VOS_RET_OK : VOS_RET_NO_RESOURCE) << i;
+        }
+    }
+}
+
 TEST(HubServices, HandOutPluginDirectories) {
     const vostest::TempDir dir;
     const HubProcess hub{{"--plugin-data-dir", dir / "data", "--plugin-tmp-dir", dir / "tmp"}};
@@ -320,9 +343,11 @@ TEST(HubServices, HandOutPluginDirectories) {
         EXPECT_TRUE(std::filesystem::is_directory(expected));
     }
     EXPECT_EQ(plugin.askResult(VOS_MSG_GET_PLUGIN_CFG_DIR, 2), VOS_RET_BAD_ARG);
-    const Peer climber{0, "../../up"};
-    const std::string own = climber.ask(VOS_MSG_GET_PLUGIN_CFG_DIR).payload;
-    EXPECT_EQ(own, (dir / "data").string() + "/eid-" + std::to_string(climber.eid()) + '/' + '\0');
+    const Peer climber{500, "../../up"};
+    const Peer deep{501, "a/../../../up"};
+    const std::string data = (dir / "data").string();
+    EXPECT_EQ(climber.ask(VOS_MSG_GET_PLUGIN_CFG_DIR).payload, data + "/eid-500/" + '\0');
+    EXPECT_EQ(deep.ask(VOS_MSG_GET_PLUGIN_CFG_DIR).payload, data + "/a_.._.._.._up/" + '\0');
 }
 
 TEST(HubServices, KeepHeartbeatsWatchdogAndCountersForTheList) {

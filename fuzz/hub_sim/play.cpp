@@ -632,8 +632,8 @@ void Play::checkTurns(size_t events, int64_t timeoutNs) {
 
 // Who has a place costs something beside what waits: interests, delayed messages, tables.
 void Play::checkMemory(bool settled) const {
-    constexpr size_t kPlace = size_t{3} << 19;
-    const size_t waiting = settled ? plan_.hostile * (2 * plan_.queueLimit + 4 * plan_.longest) : plan_.memoryLimit;
+    constexpr size_t kPlace = size_t{2} << 20;
+    const size_t waiting = settled ? plan_.hostile * (3 * plan_.queueLimit + 4 * plan_.longest) : plan_.memoryLimit;
     const size_t most = bytesBefore_ + waiting + (2 + plan_.hostile) * kPlace;
     if (hubHeap().bytes > most) {
         finding("the hub holds %zu bytes, more than %zu", hubHeap().bytes, most);
