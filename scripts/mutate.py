@@ -109,7 +109,8 @@ class Build:
         self.library = next(name for name in self.targets if re.fullmatch(r"libvos\.so\.\d+\.\d+\.\d+", name))
         self.objects = {}
         for entry in json.loads((directory / "compile_commands.json").read_text()):
-            self.objects.setdefault(entry["file"], []).append((entry["output"], entry["command"]))
+            words = shlex.split(entry["command"])
+            self.objects.setdefault(entry["file"], []).append((words[words.index("-o") + 1], words))
         self.links = {}
 
     @staticmethod
@@ -133,7 +134,7 @@ class Build:
         return self.links[product]
 
     def compile(self, command, original, source, output):
-        words = shlex.split(command)
+        words = list(command)
         words[words.index("-o") + 1] = str(output)
         words[words.index("-c") + 1] = str(source)
         return subprocess.run([*words, "-iquote", str(original.parent), "-w"], cwd=self.directory,
@@ -169,12 +170,14 @@ class Family:
 
     def passes(self, test, limit, mounts=()):
         """Runs a test with some of the built files replaced; nothing that it started outlives it."""
-        steps = [f"mount --bind {shlex.quote(str(new))} {shlex.quote(str(old))}" for new, old in mounts]
+        steps = [f"{{ mount --bind {shlex.quote(str(new))} {shlex.quote(str(old))} || exit 99; }}" for new, old in mounts]
         steps.append(f"timeout -s KILL {limit} {shlex.quote(f'{self.build.directory}/bin/{test}')} --gtest_brief=1")
         spaces = ["unshare", "-m"] if os.geteuid() == 0 else ["unshare", "-Urm"]
         done = subprocess.run([*spaces, "--pid", "--fork", "--mount-proc", "--kill-child", "sh", "-c", " && ".join(steps)],
                               cwd=self.build.directory / "tests", stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                               stderr=subprocess.DEVNULL)
+        if done.returncode == 99:
+            sys.exit(f"cannot mount over {[str(old) for _, old in mounts]}")
         return done.returncode == 0
 
     def notices(self, change, scratch):
