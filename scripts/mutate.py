@@ -23,6 +23,7 @@ import time
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 NEEDS = {"cmake": "cmake", "ninja": "ninja-build", "unshare": "util-linux", "mount": "mount", "timeout": "coreutils"}
 OVER_ALL = ["wire_test", "null_arguments_test", "out_of_memory_test", "out_of_descriptors_test"]
+ELSEWHERE = {"img": ["request_test"]}
 TOOLS = {"hub": ("tools/hubd", "hubd")}
 LONGEST_SOURCE = 700  # above that a file is a table
 SWAPS = [(r"(?<= )==(?= )", "!="), (r"(?<= )!=(?= )", "=="), (r"(?<= )<(?= )", "<="), (r"(?<= )>(?= )", ">="),
@@ -30,8 +31,8 @@ SWAPS = [(r"(?<= )==(?= )", "!="), (r"(?<= )!=(?= )", "=="), (r"(?<= )<(?= )", "
          (r"(?<= )\+(?= )", "-"), (r"(?<= )-(?= )", "+"), (r"(?<= )\+=(?= )", "-="), (r"(?<= )-=(?= )", "+="),
          (r"(?<= )\*(?= )", "+"), (r"(?<= )/(?= )", "*"), (r"(?<= )&(?= )", "|"), (r"(?<= )\|(?= )", "&"),
          (r"(?<= )<<(?= )", ">>"), (r"(?<= )>>(?= )", "<<"), (r"\+\+", "--"), (r"--", "++"),
-         (r"\btrue\b", "false"), (r"\bfalse\b", "true"), (r"\bnullptr\b", None)]
-QUIET = re.compile(r"VOS_DBG_|^\s*(#|static_assert|using |namespace |template|//|case |default:|public:|private:)")
+         (r"\btrue\b", "false"), (r"\bfalse\b", "true")]
+QUIET = re.compile(r"^\s*(#|static_assert|using |namespace |template|//|case |default:|public:|private:)")
 STATEMENT = re.compile(r"^(\s+)(?!return|else|if|for|while|switch|do\b|goto|const |auto |static |struct |constexpr )"
                        r"[\w*(].*;$")
 STARTS_STATEMENT = re.compile(r"([;{}:]|\*/)$")
@@ -58,8 +59,7 @@ def changes_of(path):
             continue
         for pattern, put in SWAPS:
             for m in re.finditer(pattern, code):
-                if put:
-                    yield number, f"{m.group()} to {put}", line[:m.start()] + put + line[m.end():]
+                yield number, f"{m.group()} to {put}", line[:m.start()] + put + line[m.end():]
         for m in re.finditer(r"(?<![\w.\[])(0[xX][0-9a-fA-F]+|\d+)[uUlL]*\b(?![.\]])", code):
             value = int(m.group(1), 0) if not re.fullmatch(r"0\d+", m.group(1)) else int(m.group(1), 8)
             yield number, f"{m.group()} to {value + 1}", line[:m.start(1)] + str(value + 1) + line[m.end(1):]
@@ -84,7 +84,7 @@ def sources_of(family):
 
 
 def ranked_changes(family, seed):
-    """All changes of a family, best rank first, at most one for each line."""
+    """All changes of a family, best rank first, at most one of a kind for each line."""
     ranked = []
     for path in sources_of(family):
         seen = {}
@@ -156,7 +156,8 @@ class Family:
                  for path in ROOT.glob(f"tests/{pattern}")}
         tests = sorted(test for test in found if not any(
             test.startswith(other + "_") and other.startswith(stem + "_") for other in families()))
-        self.tests = [test for test in tests + ([] if name in TOOLS else OVER_ALL) if test in build.targets]
+        tests += ELSEWHERE.get(name, []) + ([] if name in TOOLS else OVER_ALL)
+        self.tests = [test for test in tests if test in build.targets]
         self.product = "bin/vos-hubd" if name in TOOLS else build.library
         build.make([test for test in [*self.tests, "vos", "vos-hubd", "vosctl", "example_plugin", "example_statusd"]
                     if test in build.targets])
