@@ -79,34 +79,6 @@ int hookFcntl(int fd, int command, long argument) {
     return duplicates && fails(Resource::kDescriptor) ? -1 : fcntl(fd, command, argument);
 }
 
-// What libcrypto, opened by then, makes for the library.
-constinit struct {
-    std::string_view name;
-    void *function = nullptr;
-} g_makers[] = {{"EVP_CIPHER_CTX_new"}, {"EVP_MD_CTX_new"}, {"EVP_PKEY_CTX_new"},
-                {"OSSL_LIB_CTX_new"},   {"PKCS12_init_ex"}, {"BIO_new_file"}};
-
-template <size_t index>
-void *make(void *first, void *second, void *third) {
-    using Function = void *(void *, void *, void *);
-    const auto &maker = g_makers[index];
-    if (maker.name == "BIO_new_file" ? failsAsStream() : fails(Resource::kMemory)) {
-        return nullptr;
-    }
-    return reinterpret_cast<Function *>(maker.function)(first, second, third);
-}
-void *hookDlsym(void *library, const char *name) {
-    void *(*const hooks[])(void *, void *, void *) = {make<0>, make<1>, make<2>, make<3>, make<4>, make<5>};
-    void *function = dlsym(library, name);
-    for (size_t i = 0; i < std::size(hooks); i++) {
-        if (g_makers[i].name == name && function != nullptr) {
-            g_makers[i].function = function;
-            return reinterpret_cast<void *>(hooks[i]);
-        }
-    }
-    return function;
-}
-
 struct Hook {
     std::string_view name;
     void *function;
@@ -176,7 +148,6 @@ int patch(dl_phdr_info *object, size_t, void *data) {
         hook("open", hookOpen),
         hook("openat", hookOpenat),
         hook("fcntl", hookFcntl),
-        hook("dlsym", hookDlsym),
         hook("clone", hookClone),
         FAILING(failsAsMemory, pthread_create),
         FAILING(failsAsMemory, fork),
@@ -189,7 +160,6 @@ int patch(dl_phdr_info *object, size_t, void *data) {
         FAILING(failsAsStream, forkpty),
         FAILING(failsAsStream, fopen),
         FAILING(failsAsStream, popen),
-        FAILING(failsAsStream, dlopen),
     };
     const auto *symbols = reinterpret_cast<const ElfW(Sym) *>(underTag(*object, DT_SYMTAB));
     const auto *names = reinterpret_cast<const char *>(underTag(*object, DT_STRTAB));
