@@ -147,6 +147,9 @@ TEST(NullArguments, OfFormats) {
     gives(0, all(utf8_wctomb), g_bytes, 'a', 4);
     gives(kBad, all(UTIL_bufferMessUp), g_bytes, 1, g_bytes, 1);
     gives(0, all(oalPass_crypt), "secret", "rl");
+    gives(0, all(UTIL_nfcGetNdefPayload), g_bytes, g_bytes, &g_u32, &g_u32, g_text);
+    gives(0, all(UTIL_nfcGetTextNdefData), g_bytes, fixed(nullptr));
+    gives(0, all(UTIL_nfcPrintNdefData), g_bytes, 9);
 }
 
 TEST(NullArguments, OfFilesProcessesAndLoad) {
