@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 #include <net/if.h>
-#include <sys/mount.h>
 
 #include <cstdlib>
 #include <string>
@@ -23,21 +22,6 @@ using namespace std::string_literals;
 void ip(const std::string &arguments) {
     ASSERT_EQ(system(("ip " + arguments).c_str()), 0) << arguments;
 }
-
-// A table of the test's own below /proc/net. The whole directory is covered: the kernel drops mounts on its files.
-class TableOver {
-  public:
-    TableOver(const std::string &name, const std::string &contents) {
-        vostest::writeText(dir_ / name, contents);
-        EXPECT_EQ(mount(dir_.path().c_str(), "/proc/net", nullptr, MS_BIND, nullptr), 0);
-    }
-    ~TableOver() { umount2("/proc/net", MNT_DETACH); }
-    TableOver(const TableOver &) = delete;
-    TableOver &operator=(const TableOver &) = delete;
-
-  private:
-    vostest::TempDir dir_;
-};
 
 // br0 with 192.168.1.1/24, its alias br0:0 with 192.168.2.1/24 and the port lan0, all up.
 class NetifTest : public testing::Test {
@@ -142,8 +126,10 @@ TEST_F(NetifTest, FindsANeighboursMacAddress) {
     EXPECT_STREQ(mac, "02:00:00:00:00:50");
     EXPECT_EQ(UTIL_getMacAddrFromArpByIp("192.168.1.51", mac, sizeof mac), -1);
     EXPECT_EQ(UTIL_getMacAddrFromArpByIp("192.168.1.50", mac, 0), -1);
-    const TableOver broken{"arp", "192.168.1.9 0x1 0x2 heading\n\n192.168.1.9 0x1\n" + std::string(400, 'x') +
-                                      "\n192.168.1.8 0x1 0x2 02:00:00:00:00:08 *\n192.168.1.7 0x1 0x2 02:00"};
+    // The whole directory is covered: the kernel drops mounts on its files.
+    const MountOver broken{"/proc/net", "arp",
+                           "192.168.1.9 0x1 0x2 heading\n\n192.168.1.9 0x1\n" + std::string(400, 'x') +
+                               "\n192.168.1.8 0x1 0x2 02:00:00:00:00:08 *\n192.168.1.7 0x1 0x2 02:00"};
     EXPECT_EQ(UTIL_getMacAddrFromArpByIp("192.168.1.8", mac, sizeof mac), 0);
     EXPECT_STREQ(mac, "02:00:00:00:00:08");
     for (const char *absent : {"192.168.1.7", "192.168.1.9"}) {
@@ -177,9 +163,9 @@ TEST_F(NetifTest, ListsIpv6Addresses) {
     EXPECT_STREQ(addr, "");
     EXPECT_EQ(get("br", 0), VOS_RET_NOTHING_FOUND);
     const std::string address = "20010db8000000000000000000000001";
-    const TableOver broken{"if_inet6", "other line\n" + address + " 1234567 40 00 80 a-name-of-15-ch\n" + address +
-                                           " 05 40\n" + address.substr(1) + " 05 40 00 80 short0\n" + address +
-                                           " 05 40 00 80 last0"};
+    const MountOver broken{"/proc/net", "if_inet6",
+                           "other line\n" + address + " 1234567 40 00 80 a-name-of-15-ch\n" + address + " 05 40\n" +
+                               address.substr(1) + " 05 40 00 80 short0\n" + address + " 05 40 00 80 last0"};
     EXPECT_EQ(get("a-name-of-15-ch", 0), VOS_RET_OK);
     EXPECT_EQ(ifIndex, 0x1234567u);
     EXPECT_EQ(get("05", 0), VOS_RET_ERROR);
