@@ -24,6 +24,7 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 NEEDS = {"cmake": "cmake", "ninja": "ninja-build", "unshare": "util-linux", "mount": "mount", "timeout": "coreutils"}
 OVER_ALL = ["wire_test", "null_arguments_test", "out_of_memory_test", "out_of_descriptors_test"]
 ELSEWHERE = {"img": ["request_test"]}
+SPACES = ["unshare", "-m" if os.geteuid() == 0 else "-Urm", "--pid", "--fork"]
 TOOLS = {"hub": ("tools/hubd", "hubd")}
 LONGEST_SOURCE = 700  # above that a file is a table
 SWAPS = [(r"(?<= )==(?= )", "!="), (r"(?<= )!=(?= )", "=="), (r"(?<= )<(?= )", "<="), (r"(?<= )>(?= )", ">="),
@@ -117,6 +118,10 @@ class Build:
     def run(*command, cwd=None):
         done = subprocess.run(command, capture_output=True, text=True, cwd=cwd)
         if done.returncode != 0:
+            package = re.search(r"""missing: .*|provided by "(\w+)"|Could NOT find (\w+)""", done.stdout + done.stderr)
+            if package:
+                sys.exit(f"missing: {package[1] or package[2]}; get it with: ./test.sh dev"
+                         if package[1] or package[2] else package[0])
             sys.exit(f"failed: {shlex.join(command)}\n{done.stdout[-3000:]}{done.stderr[-3000:]}")
 
     def make(self, targets):
@@ -173,8 +178,7 @@ class Family:
         """Runs a test with some of the built files replaced; nothing that it started outlives it."""
         steps = [f"{{ mount --bind {shlex.quote(str(new))} {shlex.quote(str(old))} || exit 99; }}" for new, old in mounts]
         steps.append(f"timeout -s KILL {limit} {shlex.quote(f'{self.build.directory}/bin/{test}')} --gtest_brief=1")
-        spaces = ["unshare", "-m"] if os.geteuid() == 0 else ["unshare", "-Urm"]
-        done = subprocess.run([*spaces, "--pid", "--fork", "--mount-proc", "--kill-child", "sh", "-c", " && ".join(steps)],
+        done = subprocess.run([*SPACES, "--mount-proc", "--kill-child", "sh", "-c", " && ".join(steps)],
                               cwd=self.build.directory / "tests", stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                               stderr=subprocess.DEVNULL)
         if done.returncode == 99:
@@ -242,6 +246,8 @@ def main():
     for program, package in NEEDS.items():
         if shutil.which(program) is None:
             sys.exit(f"missing: {program}; get it with: apt-get install {package}")
+    if subprocess.run([*SPACES, "true"], capture_output=True).returncode != 0:
+        sys.exit("missing: namespaces of one's own; run it as root or allow user namespaces")
     unknown = [name for name in options.family if name not in families()]
     if unknown:
         sys.exit(f"no family {unknown[0]}; there are: {' '.join(families())}")
