@@ -3,7 +3,6 @@
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -11,14 +10,12 @@
 
 #include <cerrno>
 #include <cstring>
-#include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
-#include "support/effort.h"
 #include "support/files.h"
 #include "support/syslog_catcher.h"
+#include "support/udp_server.h"
 
 namespace {
 
@@ -67,51 +64,10 @@ std::string decode(std::string wire, uint32_t size = 200) {
     return out.c_str();
 }
 
-// Answers one query on port 53 of the loopback with one datagram.
-class Server {
+class Server : public vostest::UdpServer {
   public:
-    Server(int family, std::string answer, bool fromElsewhere = false)
-        : fd_{bound(family, 53)}, thread_{[this, family, answer, fromElsewhere] {
-              char query[600];
-              sockaddr_storage client{};
-              socklen_t size = sizeof client;
-              pollfd waiting{.fd = fd_, .events = POLLIN, .revents = 0};
-              if (poll(&waiting, 1, static_cast<int>(vostest::patienceMs())) != 1) {
-                  return;
-              }
-              const ssize_t got = recvfrom(fd_, query, sizeof query, 0, reinterpret_cast<sockaddr *>(&client), &size);
-              query_.assign(query, static_cast<size_t>(got));
-              const int from = fromElsewhere ? bound(family, 0) : fd_;
-              sendto(from, answer.data(), answer.size(), 0, reinterpret_cast<sockaddr *>(&client), size);
-              if (fromElsewhere) {
-                  close(from);
-              }
-          }} {}
-    ~Server() {
-        query();
-        close(fd_);
-    }
-    /** The query that came. */
-    std::string query() {
-        if (thread_.joinable()) {
-            thread_.join();
-        }
-        return query_;
-    }
-
-  private:
-    static int bound(int family, uint16_t port) {
-        sockaddr_storage any{};
-        any.ss_family = static_cast<sa_family_t>(family);
-        reinterpret_cast<sockaddr_in *>(&any)->sin_port = htons(port);  // the same place in both families
-        const int fd = socket(family, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-        EXPECT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&any), sizeof any), 0);
-        return fd;
-    }
-
-    int fd_;
-    std::string query_;
-    std::thread thread_;
+    Server(int family, const std::string &answer, bool fromElsewhere = false)
+        : UdpServer{family, [answer](const std::string &) { return answer; }, fromElsewhere} {}
 };
 
 TEST(DnsQuery, AsksOnceAndListsTheAddresses) {

@@ -1,17 +1,15 @@
 // Every descriptor that the library asks for is refused once: the call gives the code that its header names and leaks
 // none of the others.
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <sys/mman.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <string>
-#include <thread>
 
 #include "support/fault.h"
 #include "support/files.h"
 #include "support/hub_process.h"
+#include "support/udp_server.h"
 #include "vos/vos.h"
 
 using vostest::of;
@@ -32,37 +30,6 @@ uint32_t g_length, g_index, g_scope, g_flags;
 void check(const std::vector<Probe> &probes) {
     vostest::failEach(vostest::Resource::kDescriptor, probes);
 }
-
-// Sends the datagrams that come to the port of name servers back to where they came from.
-class EchoServer {
-  public:
-    EchoServer() {
-        sockaddr_in here{};
-        here.sin_family = AF_INET;
-        here.sin_port = htons(53);
-        here.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        EXPECT_EQ(bind(fd_, reinterpret_cast<const sockaddr *>(&here), sizeof here), 0);
-    }
-    ~EchoServer() {
-        shutdown(fd_, SHUT_RDWR);
-        thread_.join();
-        close(fd_);
-    }
-
-  private:
-    void run() const {
-        char text[512];
-        sockaddr_storage peer{};
-        socklen_t size = sizeof peer;
-        ssize_t got = 0;
-        while ((got = recvfrom(fd_, text, sizeof text, 0, reinterpret_cast<sockaddr *>(&peer), &size)) > 0) {
-            sendto(fd_, text, static_cast<size_t>(got), 0, reinterpret_cast<const sockaddr *>(&peer), size);
-        }
-    }
-
-    int fd_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    std::thread thread_{[this] { run(); }};
-};
 
 TEST(OutOfDescriptors, Files) {
     const vostest::TempDir dir;
@@ -112,7 +79,8 @@ TEST(OutOfDescriptors, XmlAndLoad) {
 TEST(OutOfDescriptors, Network) {
     fs::create_directories("/run/netns");
     vostest::writeText("/run/netns/one", "");
-    const EchoServer nameServer;  // an answer without addresses
+    // Its own query is an answer without addresses.
+    const vostest::UdpServer nameServer{AF_INET, [](const std::string &query) { return query; }};
     const auto enter = [] {
         const auto fd = static_cast<int>(result([] { return netns_get_fd("one"); }));
         return fd >= 0 ? close(fd) : -1;
