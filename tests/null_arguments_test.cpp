@@ -276,7 +276,7 @@ TEST(NullArguments, OfEntitiesAndMessages) {
     gives(kBad, all(oalVosMsg_receive), 0, &out, fixed(&g_u32));
     gives(kBad, all(oalVosMsg_send), 0, &msg);
     gives(kBad, all(UTIL_sendRequest), handle, 60, 1, 0, fixed(g_bytes), 1);
-    gives(kBad, all(UTIL_addEntityInfo), "x", handle);
+    gives(kBad, all(UTIL_addEntityInfo), g_bytes, handle);
     gives(kBad, all(UTIL_delEntityInfo, UTIL_getEidByAppName), "x", handle);
     gives(kBad, all(UTIL_cliHandleCmd, SRPC_msgProcess), handle, &msg);
     gives(kBad, all(UTIL_processRemoteCli), handle, &msg, fixed([](int, char **, FILE *) { return 0U; }));
