@@ -164,8 +164,7 @@ class Family:
         tests += ELSEWHERE.get(name, []) + ([] if name in TOOLS else OVER_ALL)
         self.tests = [test for test in tests if test in build.targets]
         self.product = "bin/vos-hubd" if name in TOOLS else build.library
-        build.make([test for test in [*self.tests, "vos", "vos-hubd", "vosctl", "example_plugin", "example_statusd"]
-                    if test in build.targets])
+        build.make([*self.tests, self.product.removeprefix("bin/")])
         self.limits = {}
         for test in self.tests:
             start = time.monotonic()
