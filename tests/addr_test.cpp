@@ -6,6 +6,7 @@
 
 #include <cstring>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "support/syslog_catcher.h"
@@ -13,21 +14,22 @@
 namespace {
 
 TEST(Ipv4Text, IsFourNumbersBetweenRunsOfDots) {
-    struct Case {
+    struct Row {
         const char *text;
-        bool valid;
-        bool octets;  // the first four numbers are there
+        bool valid, octets;  // octets: the first four numbers are there
     };
-    for (const Case &c : {Case{"1.2.3.4", true, true}, Case{"255.255.255.255", true, true}, Case{"1.2.3", false, false},
-                          Case{"1.2.3.256", false, false}, Case{"1..2.3.4", true, true}, Case{".1.2.3.4.", true, true},
-                          Case{"1.2.3.4.5", false, true}, Case{"255.255.255.2550", false, false},
-                          Case{"1.2.3.-4", false, false}, Case{" 1.+2.3.4", true, true}, Case{"1.2.3.4 ", false, false},
-                          Case{".......", false, false}, Case{nullptr, false, false}}) {
-        SCOPED_TRACE(c.text == nullptr ? "NULL" : c.text);
+    constexpr Row kRows[] = {
+        {"1.2.3.4", true, true},     {"255.255.255.255", true, true},    {"1.2.3", false, false},
+        {"1.2.3.256", false, false}, {"1..2.3.4", true, true},           {".1.2.3.4.", true, true},
+        {"1.2.3.4.5", false, true},  {"255.255.255.2550", false, false}, {"1.2.3.-4", false, false},
+        {" 1.+2.3.4", true, true},   {"1.2.3.4 ", false, false},         {".......", false, false},
+    };
+    for (const auto &[text, valid, hasOctets] : kRows) {
+        SCOPED_TRACE(text);
         uint8_t octets[4] = {};
-        EXPECT_EQ(util_isValidIpv4Address(c.text), c.valid);
-        EXPECT_EQ(util_isValidIpAddress(AF_INET, c.text), c.valid);
-        EXPECT_EQ(util_ipStrToOctets(c.text, octets), c.octets);
+        EXPECT_EQ(util_isValidIpv4Address(text), valid);
+        EXPECT_EQ(util_isValidIpAddress(AF_INET, text), valid);
+        EXPECT_EQ(util_ipStrToOctets(text, octets), hasOctets);
     }
     uint8_t octets[4] = {};
     ASSERT_TRUE(util_ipStrToOctets("1.2.3.4.5", octets));
@@ -39,15 +41,18 @@ TEST(Ipv4Text, IsFourNumbersBetweenRunsOfDots) {
 
 TEST(Ipv6Text, MayCarryAPrefixLength) {
     const std::string longest = "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff";
-    for (const auto &[text, valid] : std::initializer_list<std::pair<std::string, bool>>{{"2001:db8::/32", true},
-                                                                                         {"::1", true},
-                                                                                         {"2001:db8::/ 128", true},
-                                                                                         {"2001:db8::/129", false},
-                                                                                         {"2001:db8::/-1", false},
-                                                                                         {"2001:db8:::", false},
-                                                                                         {longest, true},
-                                                                                         {longest + "0", false},
-                                                                                         {"", false}}) {
+    const std::pair<std::string, bool> kRows[] = {
+        {"2001:db8::/32", true},
+        {"::1", true},
+        {"2001:db8::/ 128", true},
+        {"2001:db8::/129", false},
+        {"2001:db8::/-1", false},
+        {"2001:db8:::", false},
+        {longest, true},
+        {longest + "0", false},
+        {"", false},
+    };
+    for (const auto &[text, valid] : kRows) {
         EXPECT_EQ(util_isValidIpAddress(AF_INET6, text.c_str()), valid) << text;
     }
     EXPECT_FALSE(util_isValidIpAddress(AF_UNIX, "::1"));
@@ -73,18 +78,23 @@ TEST(PrefixAddress, IsSplitAtTheSlash) {
 }
 
 TEST(PrefixAddress, KeepsTheBitsThatCallersRelyOn) {
-    struct Case {
+    struct Row {
         const char *address;
         uint32_t length;
         const char *prefix;
     };
-    for (const Case &c : {Case{"2001:db8:abcd:1234::", 52, "2001:db8:abcd:30::"},
-                          Case{"2001:db8:abcd:1234:5:6:7:8", 64, "2001:db8:abcd:1234::"}, Case{"2001:db8::1", 0, "::"},
-                          Case{"2001:db8::1", 127, "2001:db8::1"}, Case{"not looked at", 128, "not looked at"}}) {
-        SCOPED_TRACE(c.length);
+    constexpr Row kRows[] = {
+        {"2001:db8:abcd:1234::", 52, "2001:db8:abcd:30::"},
+        {"2001:db8:abcd:1234:5:6:7:8", 64, "2001:db8:abcd:1234::"},
+        {"2001:db8::1", 0, "::"},
+        {"2001:db8::1", 127, "2001:db8::1"},
+        {"not looked at", 128, "not looked at"},
+    };
+    for (const auto &[address, length, prefix] : kRows) {
+        SCOPED_TRACE(length);
         char out[VOS_ADDR_TEXT_SIZE];
-        ASSERT_EQ(util_getAddrPrefix(c.address, c.length, out), VOS_RET_OK);
-        EXPECT_STREQ(out, c.prefix);
+        ASSERT_EQ(util_getAddrPrefix(address, length, out), VOS_RET_OK);
+        EXPECT_STREQ(out, prefix);
     }
     char out[VOS_ADDR_TEXT_SIZE];
     EXPECT_EQ(util_getAddrPrefix("::", 129, out), VOS_RET_BAD_ARG);
@@ -106,29 +116,27 @@ TEST(Ipv6Text, IsRewrittenInCanonicalForm) {
 }
 
 TEST(ZeroAddress, IsOneOfItsTexts) {
-    struct Case {
-        uint32_t flags;
-        const char *text;
-        bool zero;
+    constexpr std::tuple<uint32_t, const char *, bool> kRows[] = {
+        {1, "0.0.0.0", true}, {1, "::", false},      {2, "::", true}, {2, "::/0", true},  {2, "0:0:0:0:0:0:0:0", true},
+        {2, "::0", false},    {2, "0.0.0.0", false}, {0, "", true},   {0, nullptr, true}, {0, "::", false},
     };
-    for (const Case &c : {Case{1, "0.0.0.0", true}, Case{1, "::", false}, Case{2, "::", true}, Case{2, "::/0", true},
-                          Case{2, "0:0:0:0:0:0:0:0", true}, Case{2, "::0", false}, Case{2, "0.0.0.0", false},
-                          Case{0, "", true}, Case{0, nullptr, true}, Case{0, "::", false}}) {
-        EXPECT_EQ(util_isZeroIpvxAddress(c.flags, c.text), c.zero) << (c.text == nullptr ? "NULL" : c.text);
+    for (const auto &[flags, text, zero] : kRows) {
+        EXPECT_EQ(util_isZeroIpvxAddress(flags, text), zero) << (text == nullptr ? "NULL" : text);
     }
 }
 
 TEST(DnsList, GivesItsFirstTwoServers) {
-    struct Case {
+    struct Row {
         const char *list;
         bool ipv4;
-        const char *primary;
-        const char *secondary;
+        const char *primary, *secondary;
     };
-    for (const Case &c :
-         {Case{"8.8.8.8, 1.1.1.1", true, "8.8.8.8", "1.1.1.1"}, Case{"8.8.8.8", true, "8.8.8.8", "0.0.0.0"},
-          Case{"bad,1.1.1.1,9.9.9.9", true, "0.0.0.0", "1.1.1.1"}, Case{"8.8.8.8 ,", true, "0.0.0.0", "0.0.0.0"},
-          Case{"2001:db8::1,fe80::2", false, "2001:db8::1", "fe80::2"}, Case{"8.8.8.8,x", false, "-", "-"}}) {
+    constexpr Row kRows[] = {
+        {"8.8.8.8, 1.1.1.1", true, "8.8.8.8", "1.1.1.1"},         {"8.8.8.8", true, "8.8.8.8", "0.0.0.0"},
+        {"bad,1.1.1.1,9.9.9.9", true, "0.0.0.0", "1.1.1.1"},      {"8.8.8.8 ,", true, "0.0.0.0", "0.0.0.0"},
+        {"2001:db8::1,fe80::2", false, "2001:db8::1", "fe80::2"}, {"8.8.8.8,x", false, "-", "-"},
+    };
+    for (const Row &c : kRows) {
         SCOPED_TRACE(c.list);
         char primary[40] = "-";
         char secondary[40] = "-";
@@ -140,20 +148,23 @@ TEST(DnsList, GivesItsFirstTwoServers) {
 }
 
 TEST(DnsList, IsJoinedWithoutZeroServersBehindAFirst) {
-    struct Case {
-        const char *dns1;
-        const char *dns2;
+    struct Row {
+        const char *dns1, *dns2;
         int32_t size;
         const char *list;
         VosRet ret;
     };
-    for (const Case &c :
-         {Case{"10.0.0.1", "10.0.0.2", 40, "10.0.0.1,10.0.0.2", VOS_RET_OK},
-          Case{"10.0.0.1", "0.0.0.0", 40, "10.0.0.1", VOS_RET_OK}, Case{"", "0.0.0.0", 40, "0.0.0.0", VOS_RET_OK},
-          Case{nullptr, "::", 40, "::", VOS_RET_OK}, Case{nullptr, nullptr, 40, "", VOS_RET_OK},
-          Case{"1.1.1.1", "2.2.2.2", 16, "1.1.1.1,2.2.2.2", VOS_RET_OK},
-          Case{"1.1.1.1", "2.2.2.2", 15, "1.1.1.1", VOS_RET_NO_RESOURCE},
-          Case{"10.10.10.10", "2.2.2.2", 10, "2.2.2.2", VOS_RET_NO_RESOURCE}}) {
+    constexpr Row kRows[] = {
+        {"10.0.0.1", "10.0.0.2", 40, "10.0.0.1,10.0.0.2", VOS_RET_OK},
+        {"10.0.0.1", "0.0.0.0", 40, "10.0.0.1", VOS_RET_OK},
+        {"", "0.0.0.0", 40, "0.0.0.0", VOS_RET_OK},
+        {nullptr, "::", 40, "::", VOS_RET_OK},
+        {nullptr, nullptr, 40, "", VOS_RET_OK},
+        {"1.1.1.1", "2.2.2.2", 16, "1.1.1.1,2.2.2.2", VOS_RET_OK},
+        {"1.1.1.1", "2.2.2.2", 15, "1.1.1.1", VOS_RET_NO_RESOURCE},
+        {"10.10.10.10", "2.2.2.2", 10, "2.2.2.2", VOS_RET_NO_RESOURCE},
+    };
+    for (const Row &c : kRows) {
         char list[40] = "before";
         EXPECT_EQ(util_concatDNS(c.dns1, c.dns2, list, c.size), c.ret) << c.list;
         EXPECT_STREQ(list, c.list);

@@ -3,7 +3,6 @@
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -11,14 +10,12 @@
 
 #include <cerrno>
 #include <cstring>
-#include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
-#include "support/effort.h"
 #include "support/files.h"
 #include "support/syslog_catcher.h"
+#include "support/udp_server.h"
 
 namespace {
 
@@ -67,51 +64,10 @@ std::string decode(std::string wire, uint32_t size = 200) {
     return out.c_str();
 }
 
-// Answers one query on port 53 of the loopback with one datagram.
-class Server {
+class Server : public vostest::UdpServer {
   public:
-    Server(int family, std::string answer, bool fromElsewhere = false)
-        : fd_{bound(family, 53)}, thread_{[this, family, answer, fromElsewhere] {
-              char query[600];
-              sockaddr_storage client{};
-              socklen_t size = sizeof client;
-              pollfd waiting{.fd = fd_, .events = POLLIN, .revents = 0};
-              if (poll(&waiting, 1, static_cast<int>(vostest::patienceMs())) != 1) {
-                  return;
-              }
-              const ssize_t got = recvfrom(fd_, query, sizeof query, 0, reinterpret_cast<sockaddr *>(&client), &size);
-              query_.assign(query, static_cast<size_t>(got));
-              const int from = fromElsewhere ? bound(family, 0) : fd_;
-              sendto(from, answer.data(), answer.size(), 0, reinterpret_cast<sockaddr *>(&client), size);
-              if (fromElsewhere) {
-                  close(from);
-              }
-          }} {}
-    ~Server() {
-        query();
-        close(fd_);
-    }
-    /** The query that came. */
-    std::string query() {
-        if (thread_.joinable()) {
-            thread_.join();
-        }
-        return query_;
-    }
-
-  private:
-    static int bound(int family, uint16_t port) {
-        sockaddr_storage any{};
-        any.ss_family = static_cast<sa_family_t>(family);
-        reinterpret_cast<sockaddr_in *>(&any)->sin_port = htons(port);  // the same place in both families
-        const int fd = socket(family, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-        EXPECT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&any), sizeof any), 0);
-        return fd;
-    }
-
-    int fd_;
-    std::string query_;
-    std::thread thread_;
+    Server(int family, const std::string &answer, bool fromElsewhere = false)
+        : UdpServer{family, [answer](const std::string &) { return answer; }, fromElsewhere} {}
 };
 
 TEST(DnsQuery, AsksOnceAndListsTheAddresses) {
@@ -154,7 +110,6 @@ TEST(DnsQuery, TakesTheFirstDatagramWhateverItIs) {
 TEST(DnsQuery, SaysWhyItFails) {
     vostest::Diagnostics log;
     char out[64] = "";
-    EXPECT_EQ(UTIL_dnsDoQuery(nullptr, nullptr, "127.0.0.1", out, sizeof out), VOS_RET_BAD_ARG);
     EXPECT_EQ(UTIL_dnsDoQuery("a", nullptr, "127.0.0.1", out, 0), VOS_RET_BAD_ARG);
     log.take();
     const size_t descriptors = vostest::openDescriptors();
@@ -194,33 +149,28 @@ TEST(DnsDecoder, TakesTheAnswersOfTheQuestionsType) {
     for (unsigned i = 1; i <= 7; i++) {
         seven.push_back(address(i));
     }
+    const std::string h63(63, 'h');
+    const std::string longData = "\x0A\0\0\7"s + std::string(300, 'x');
+    const std::string beyond = kPointer + u16(1) + u16(1) + u16(0) + u16(0) + u16(500);
     const std::string arpa = labels({"4", "3", "2", "1", "in-addr", "arpa"});
-    struct Case {
-        const char *what;
-        std::string message;
-        std::string text;
+    const std::tuple<const char *, std::string, std::string> kRows[] = {
+        {"alias first", reply({cname, address(1), address(2)}), "10.0.0.1\t10.0.0.2\t"},
+        {"seven answers", reply(seven), "10.0.0.1\t10.0.0.2\t10.0.0.3\t10.0.0.4\t10.0.0.5\t"},
+        {"digits", reply({record(VOS_DNS_TYPE_A, "\x63\x64\xFF\x0A")}), "99.100.255.10\t"},
+        {"longest label", reply({record(VOS_DNS_TYPE_PTR, "x", labels({h63}))}, VOS_DNS_TYPE_PTR), h63},
+        {"another family", reply({record(VOS_DNS_TYPE_AAAA, std::string(16, 'x'))}), ""},
+        {"short addresses", reply({record(VOS_DNS_TYPE_A, "abc"), address(2)}), "10.0.0.2\t"},
+        {"short IPv6", reply({record(VOS_DNS_TYPE_AAAA, "abcd")}, VOS_DNS_TYPE_AAAA), ""},
+        {"long data", reply({record(VOS_DNS_TYPE_A, longData), address(8)}), "10.0.0.7\t10.0.0.8\t"},
+        {"host", reply({record(VOS_DNS_TYPE_PTR, "x", labels({"host"}))}, VOS_DNS_TYPE_PTR, arpa), "host"},
+        {"name of an address, in reverse", reply({}, VOS_DNS_TYPE_PTR, arpa), "1.2.3.4"},
+        {"no question", reply({address(1)}).replace(4, 2, u16(0)), ""},
+        {"record beyond the end", reply({address(1), beyond, address(3)}), "10.0.0.1\t"},
+        {"nothing but counts", std::string(12, '\xff'), ""},
     };
-    for (const Case &c :
-         {Case{"alias first", reply({cname, address(1), address(2)}), "10.0.0.1\t10.0.0.2\t"},
-          Case{"seven answers", reply(seven), "10.0.0.1\t10.0.0.2\t10.0.0.3\t10.0.0.4\t10.0.0.5\t"},
-          Case{"digits", reply({record(VOS_DNS_TYPE_A, "\x63\x64\xFF\x0A")}), "99.100.255.10\t"},
-          Case{"longest label",
-               reply({record(VOS_DNS_TYPE_PTR, "x", labels({std::string(63, 'h')}))}, VOS_DNS_TYPE_PTR),
-               std::string(63, 'h')},
-          Case{"another family", reply({record(VOS_DNS_TYPE_AAAA, std::string(16, 'x'))}), ""},
-          Case{"short addresses", reply({record(VOS_DNS_TYPE_A, "abc"), address(2)}), "10.0.0.2\t"},
-          Case{"short IPv6", reply({record(VOS_DNS_TYPE_AAAA, "abcd")}, VOS_DNS_TYPE_AAAA), ""},
-          Case{"long data", reply({record(VOS_DNS_TYPE_A, "\x0A\0\0\7"s + std::string(300, 'x')), address(8)}),
-               "10.0.0.7\t10.0.0.8\t"},
-          Case{"name of an address", reply({record(VOS_DNS_TYPE_PTR, "x", labels({"host"}))}, VOS_DNS_TYPE_PTR, arpa),
-               "host"},
-          Case{"name of an address, in reverse", reply({}, VOS_DNS_TYPE_PTR, arpa), "1.2.3.4"},
-          Case{"no question", reply({address(1)}).replace(4, 2, u16(0)), ""},
-          Case{"record beyond the end",
-               reply({address(1), kPointer + u16(1) + u16(1) + u16(0) + u16(0) + u16(500), address(3)}), "10.0.0.1\t"},
-          Case{"nothing but counts", std::string(12, '\xff'), ""}}) {
-        SCOPED_TRACE(c.what);
-        EXPECT_EQ(decode(c.message), c.text);
+    for (const auto &[what, message, text] : kRows) {
+        SCOPED_TRACE(what);
+        EXPECT_EQ(decode(message), text);
     }
     EXPECT_EQ(decode(reply({address(1), address(2)}), 12), "10.0.0.1\t10");
     // With six questions the answers are read from the sixth on.
@@ -232,29 +182,28 @@ TEST(DnsDecoder, TakesTheAnswersOfTheQuestionsType) {
 }
 
 TEST(DnsDecoder, FollowsPointersByTheirLowByteAndNotForEver) {
-    struct Case {
-        std::string name;
-        int stored;
-        const char *text;
-        size_t consumed;
-    };
     const std::string label60 = static_cast<char>(60) + std::string(60, 'n');
     const std::string longest = label60 + label60 + label60 + label60;  // 244 characters with their dots
-    for (const Case &c :
-         {Case{labels({"a", "bc"}), 5, "a.bc", 6}, Case{"\0"s, 1, "", 1}, Case{"\1a\xC0\x40"s, 6, "a.low", 4},
-          Case{"\1a\x7F\x40"s, 6, "a.low", 4}, Case{"\xC0\x64"s, -1, "", 412},
-          Case{longest + "\x0B"s + std::string(11, 'm') + '\0', 256, nullptr, 257},
-          Case{longest + "\x0C"s + std::string(12, 'm') + '\0', -1, "", 412}}) {
+    const std::tuple<std::string, int, const char *, size_t> kRows[] = {
+        {labels({"a", "bc"}), 5, "a.bc", 6},
+        {"\0"s, 1, "", 1},
+        {"\1a\xC0\x40"s, 6, "a.low", 4},
+        {"\1a\x7F\x40"s, 6, "a.low", 4},
+        {"\xC0\x64"s, -1, "", 412},
+        {longest + "\x0B"s + std::string(11, 'm') + '\0', 256, nullptr, 257},
+        {longest + "\x0C"s + std::string(12, 'm') + '\0', -1, "", 412},
+    };
+    for (const auto &[name, stored, text, consumed] : kRows) {
         std::string wire(VOS_DNS_MESSAGE_SIZE, '\0');
         wire.replace(0x40, 5, labels({"low"}));
-        wire.replace(100, c.name.size(), c.name);
+        wire.replace(100, name.size(), name);
         const std::vector<uint8_t> message(wire.begin(), wire.end());
         char out[VOS_DNS_NAME_SIZE];
         const uint8_t *cursor = message.data() + 100;
-        EXPECT_EQ(util_dnsDecodeName(out, &cursor, message.data()), c.stored);
-        EXPECT_EQ(static_cast<size_t>(cursor - message.data() - 100), c.consumed);
-        if (c.text != nullptr) {
-            EXPECT_STREQ(out, c.text);
+        EXPECT_EQ(util_dnsDecodeName(out, &cursor, message.data()), stored);
+        EXPECT_EQ(static_cast<size_t>(cursor - message.data() - 100), consumed);
+        if (text != nullptr) {
+            EXPECT_STREQ(out, text);
         }
     }
 }

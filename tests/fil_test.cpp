@@ -26,27 +26,28 @@ namespace fs = std::filesystem;
 namespace {
 
 TEST(FileCopy, TakesFilesThatFit) {
-    struct Case {
+    struct Row {
         const char *name;
         uint32_t room;
         VosRet ret;
         uint32_t size;  // what the room becomes
-        std::string log;
+        std::vector<std::string> log;
     };
     const TempDir dir;
     writeText(dir / "five", "12345");
     writeText(dir / "empty", "");
     fs::create_directory(dir / "dir");
     const uint32_t dirSize = utilFil_getSize((dir / "dir").c_str());
-    for (const Case &c : {
-             Case{"five", 5, VOS_RET_OK, 5, ""},
-             Case{"five", 100, VOS_RET_OK, 5, ""},
-             Case{"empty", 0, VOS_RET_OK, 0, ""},
-             Case{"five", 4, VOS_RET_NO_RESOURCE, 4, "user supplied buffer is 4, filename actual size is 5"},
-             Case{"none", 100, VOS_RET_NO_RESOURCE, 100, "user supplied buffer is 100, filename actual size is -1"},
-             Case{"none", 0xFFFFFFFF, VOS_RET_ERROR, 0, "could not open file " + (dir / "none").string() + ", errno=2"},
-             Case{"dir", dirSize, VOS_RET_ERROR, 0, "read error, got -1, expected " + std::to_string(dirSize)},
-         }) {
+    const Row kRows[] = {
+        {"five", 5, VOS_RET_OK, 5, {}},
+        {"five", 100, VOS_RET_OK, 5, {}},
+        {"empty", 0, VOS_RET_OK, 0, {}},
+        {"five", 4, VOS_RET_NO_RESOURCE, 4, {"user supplied buffer is 4, filename actual size is 5"}},
+        {"none", 100, VOS_RET_NO_RESOURCE, 100, {"user supplied buffer is 100, filename actual size is -1"}},
+        {"none", 0xFFFFFFFF, VOS_RET_ERROR, 0, {"could not open file " + (dir / "none").string() + ", errno=2"}},
+        {"dir", dirSize, VOS_RET_ERROR, 0, {"read error, got -1, expected " + std::to_string(dirSize)}},
+    };
+    for (const Row &c : kRows) {
         SCOPED_TRACE(std::string{c.name} + " " + std::to_string(c.room));
         vostest::Diagnostics diagnostics;
         std::vector<uint8_t> buf(101, '#');
@@ -54,8 +55,7 @@ TEST(FileCopy, TakesFilesThatFit) {
         EXPECT_EQ(utilFil_copyToBuffer((dir / c.name).c_str(), buf.data(), &size), c.ret);
         EXPECT_EQ(size, c.size);
         EXPECT_EQ(buf[c.ret == VOS_RET_OK ? size : 0], '#');  // no terminator, nothing on failure
-        const auto bodies = diagnostics.takeBodies();
-        EXPECT_EQ(bodies, c.log.empty() ? decltype(bodies){} : decltype(bodies){c.log});
+        EXPECT_EQ(diagnostics.takeBodies(), c.log);
     }
 }
 
@@ -85,19 +85,16 @@ TEST(FileWrite, OverwritesAppendsAndCreates) {
 
 TEST(FileWrite, SaysWhatFailed) {
     const auto bytes = reinterpret_cast<const uint8_t *>("text");
-    struct Case {
-        const char *path;
-        const char *log;
-        const char *bufferLog;
+    constexpr std::tuple<const char *, const char *, const char *> kRows[] = {
+        {"/none/file", "could not open /none/file", "could not open /none/file"},
+        {"/dev/full", "write text to /dev/full failed, rc=-1", "write to /dev/full failed, rc=-1"},
     };
-    for (const Case &c :
-         {Case{"/none/file", "could not open /none/file", "could not open /none/file"},
-          Case{"/dev/full", "write text to /dev/full failed, rc=-1", "write to /dev/full failed, rc=-1"}}) {
+    for (const auto &[path, log, bufferLog] : kRows) {
         vostest::Diagnostics diagnostics;
-        EXPECT_EQ(utilFil_writeToProc(c.path, "text"), VOS_RET_ERROR);
-        EXPECT_EQ(utilFil_writeToFileEnd(c.path, "text"), VOS_RET_ERROR);
-        EXPECT_EQ(utilFil_writeBufferToFile(c.path, bytes, 4), VOS_RET_ERROR);
-        EXPECT_THAT(diagnostics.takeBodies(), ElementsAre(c.log, c.log, c.bufferLog));
+        EXPECT_EQ(utilFil_writeToProc(path, "text"), VOS_RET_ERROR);
+        EXPECT_EQ(utilFil_writeToFileEnd(path, "text"), VOS_RET_ERROR);
+        EXPECT_EQ(utilFil_writeBufferToFile(path, bytes, 4), VOS_RET_ERROR);
+        EXPECT_THAT(diagnostics.takeBodies(), ElementsAre(log, log, bufferLog));
     }
     const TempDir dir;
     EXPECT_EQ(utilFil_writeToProc((dir / "none").c_str(), "text"), VOS_RET_ERROR);
@@ -212,13 +209,17 @@ TEST_F(TreeWalk, ReachesTheDeepestLevelsAndLeavesWhatHasTooLongAPath) {
 }
 
 TEST(FileScale, RoundsToTheNearestKiB) {
-    struct Case {
-        int64_t count, unit, kib;
+    constexpr std::tuple<int64_t, int64_t, int64_t> kRows[] = {
+        {3, 512, 2},
+        {1, 511, 0},
+        {1, 512, 1},
+        {-3, 1024, -2},
+        {INT64_MAX, 1024, INT64_MAX},
+        {INT64_MAX, INT64_MAX, INT64_MAX},
+        {INT64_MAX, INT64_MIN, INT64_MIN},
     };
-    for (const Case &c :
-         {Case{3, 512, 2}, Case{1, 511, 0}, Case{1, 512, 1}, Case{-3, 1024, -2}, Case{INT64_MAX, 1024, INT64_MAX},
-          Case{INT64_MAX, INT64_MAX, INT64_MAX}, Case{INT64_MAX, INT64_MIN, INT64_MIN}}) {
-        EXPECT_EQ(utilFil_scaleSizetoKB(c.count, c.unit), c.kib) << c.count << " * " << c.unit;
+    for (const auto &[count, unit, kib] : kRows) {
+        EXPECT_EQ(utilFil_scaleSizetoKB(count, unit), kib) << count << " * " << unit;
     }
 }
 

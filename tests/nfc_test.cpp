@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <string>
+#include <tuple>
 
 #include "vos/mem.h"
 
@@ -14,24 +15,22 @@ using namespace std::string_literals;
 
 const std::string kHead{reinterpret_cast<const char *>(g_ndefAppDataHead), 26};
 
-std::string take(uint8_t *buffer, uint32_t length) {
+template <typename Generate>
+std::string made(Generate generate) {
+    uint8_t *buffer = nullptr;
+    uint32_t length = 0;
+    generate(&buffer, &length);
     std::string bytes{reinterpret_cast<char *>(buffer), length};
     VOS_FREE(buffer);
     return bytes;
 }
 
 std::string wifi(const char *ssid, const char *auth, const char *encryption, const char *key) {
-    uint8_t *buffer = nullptr;
-    uint32_t length = 0;
-    UTIL_nfcGenWifiNdefData(ssid, auth, encryption, key, &buffer, &length);
-    return take(buffer, length);
+    return made([=](auto out, auto length) { UTIL_nfcGenWifiNdefData(ssid, auth, encryption, key, out, length); });
 }
 
 std::string url(const char *address) {
-    uint8_t *buffer = nullptr;
-    uint32_t length = 0;
-    UTIL_nfcGenUrlNdefData(address, &buffer, &length);
-    return take(buffer, length);
+    return made([=](auto out, auto length) { UTIL_nfcGenUrlNdefData(address, out, length); });
 }
 
 TEST(NfcWifi, WritesTheCredentialInMachineByteOrder) {
@@ -45,25 +44,22 @@ TEST(NfcWifi, WritesTheCredentialInMachineByteOrder) {
 }
 
 TEST(NfcWifi, NamesAuthenticationAndEncryption) {
-    struct Case {
-        const char *auth;
-        const char *encryption;
-        std::string attributes;
+    const std::tuple<const char *, const char *, std::string> kRows[] = {
+        {"wpa2", "tkip", "\x03\x10\x02\x00\x10\x00\x0F\x10\x02\x00\x04\x00\x27\x10\x01\x00k"s},
+        {"shared", "wep", "\x03\x10\x02\x00\x04\x00\x0F\x10\x02\x00\x02\x00\x27\x10\x01\x00k"s},
+        {"open", "none", "\x03\x10\x02\x00\x01\x00\x0F\x10\x02\x00\x01\x00\x27\x10\x01\x00k"s},
+        {"psk", "AES", "\x03\x10\x02\x00\x02\x00\x0F\x10\x02\x00\x01\x00\x27\x10\x01\x00k"s},
+        {"wpa", nullptr, "\x03\x10\x02\x00\x08\x00\x0F\x10\x02\x00\x01\x00\x27\x10\x01\x00k"s},
+        {"sae", "aes", "\x03\x10\x02\x00\x0F\x10\x02\x00\x08\x00\x27\x10\x01\x00k\x00\x00"s},
+        {nullptr, "aes", "\x03\x10\x02\x00\x0F\x10\x02\x00\x08\x00\x27\x10\x01\x00k\x00\x00"s},
     };
-    for (const Case &c : {Case{"wpa2", "tkip", "\x03\x10\x02\x00\x10\x00\x0F\x10\x02\x00\x04\x00\x27\x10\x01\x00k"s},
-                          Case{"shared", "wep", "\x03\x10\x02\x00\x04\x00\x0F\x10\x02\x00\x02\x00\x27\x10\x01\x00k"s},
-                          Case{"open", "none", "\x03\x10\x02\x00\x01\x00\x0F\x10\x02\x00\x01\x00\x27\x10\x01\x00k"s},
-                          Case{"psk", "AES", "\x03\x10\x02\x00\x02\x00\x0F\x10\x02\x00\x01\x00\x27\x10\x01\x00k"s},
-                          Case{"wpa", nullptr, "\x03\x10\x02\x00\x08\x00\x0F\x10\x02\x00\x01\x00\x27\x10\x01\x00k"s},
-                          Case{"sae", "aes", "\x03\x10\x02\x00\x0F\x10\x02\x00\x08\x00\x27\x10\x01\x00k\x00\x00"s},
-                          Case{nullptr, "aes", "\x03\x10\x02\x00\x0F\x10\x02\x00\x08\x00\x27\x10\x01\x00k\x00\x00"s}}) {
-        SCOPED_TRACE(c.auth == nullptr ? "NULL" : c.auth);
-        EXPECT_EQ(wifi("s", c.auth, c.encryption, "k").substr(54 + 5 + 4 + 5 + 5), c.attributes);
+    for (const auto &[auth, encryption, attributes] : kRows) {
+        SCOPED_TRACE(auth == nullptr ? "NULL" : auth);
+        EXPECT_EQ(wifi("s", auth, encryption, "k").substr(54 + 5 + 4 + 5 + 5), attributes);
     }
 }
 
 TEST(NfcWifi, CutsLongPayloadsModulo256) {
-    const std::string key(222, 'k');
     for (const auto &[length, carried] : {std::pair{221, 255}, std::pair{222, 0}, std::pair{223, 1}}) {
         SCOPED_TRACE(length);
         const std::string bytes = wifi("", "psk2", "aes", std::string(static_cast<size_t>(length), 'k').c_str());

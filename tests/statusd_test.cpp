@@ -6,11 +6,11 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdio>
 #include <string>
 
 #include "support/files.h"
 #include "support/hub_process.h"
+#include "support/shell.h"
 
 using testing::HasSubstr;
 using testing::MatchesRegex;
@@ -19,12 +19,8 @@ namespace {
 
 /** What vosctl prints, and its exit status behind it. */
 std::string vosctl(const std::string &arguments) {
-    FILE *pipe = popen(("'" VOS_TEST_BIN_DIR "/vosctl' " + arguments + " 2>&1").c_str(), "r");
-    std::string output;
-    for (int c; (c = fgetc(pipe)) != EOF;) {
-        output += static_cast<char>(c);
-    }
-    return output + "-> " + std::to_string(WEXITSTATUS(pclose(pipe)));
+    const vostest::Outcome outcome = vostest::vosctl(arguments + " 2>&1");
+    return outcome.out + "-> " + std::to_string(outcome.status);
 }
 
 /** An example of this name, started in `directory`. */

@@ -31,8 +31,11 @@ typedef struct {
     uint16_t rdLength;            /**< bytes of data in the message */
     uint8_t rdata[256];           /**< the first 256 of them */
 } DnsResourceRecord;
+VOS_STATIC_ASSERT(offsetof(DnsResourceRecord, name) == 0, "fields stand in this order");
 VOS_STATIC_ASSERT(offsetof(DnsResourceRecord, type) == 256, "fields stand in this order");
+VOS_STATIC_ASSERT(offsetof(DnsResourceRecord, rrClass) == 258, "fields stand in this order");
 VOS_STATIC_ASSERT(offsetof(DnsResourceRecord, ttl) == 260, "fields stand in this order");
+VOS_STATIC_ASSERT(offsetof(DnsResourceRecord, rdLength) == 264, "fields stand in this order");
 VOS_STATIC_ASSERT(offsetof(DnsResourceRecord, rdata) == 266, "fields stand in this order");
 VOS_STATIC_ASSERT(sizeof(DnsResourceRecord) == 524, "fields stand in this order");
 

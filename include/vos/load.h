@@ -22,14 +22,25 @@ typedef struct {
     uint64_t guest;   /**< running guests */
 } UtilCpuOccupy;
 VOS_STATIC_ASSERT(sizeof(UtilCpuOccupy) == 96, "daemons share snapshots");
-VOS_STATIC_ASSERT(offsetof(UtilCpuOccupy, user) == 24 && offsetof(UtilCpuOccupy, guest) == 88,
-                  "daemons share snapshots");
+VOS_STATIC_ASSERT(offsetof(UtilCpuOccupy, name) == 0, "daemons share snapshots");
+VOS_STATIC_ASSERT(offsetof(UtilCpuOccupy, user) == 24, "daemons share snapshots");
+VOS_STATIC_ASSERT(offsetof(UtilCpuOccupy, nice) == 32, "daemons share snapshots");
+VOS_STATIC_ASSERT(offsetof(UtilCpuOccupy, system) == 40, "daemons share snapshots");
+VOS_STATIC_ASSERT(offsetof(UtilCpuOccupy, idle) == 48, "daemons share snapshots");
+VOS_STATIC_ASSERT(offsetof(UtilCpuOccupy, iowait) == 56, "daemons share snapshots");
+VOS_STATIC_ASSERT(offsetof(UtilCpuOccupy, irq) == 64, "daemons share snapshots");
+VOS_STATIC_ASSERT(offsetof(UtilCpuOccupy, softirq) == 72, "daemons share snapshots");
+VOS_STATIC_ASSERT(offsetof(UtilCpuOccupy, steal) == 80, "daemons share snapshots");
+VOS_STATIC_ASSERT(offsetof(UtilCpuOccupy, guest) == 88, "daemons share snapshots");
 
 /** One line of /proc/meminfo. */
 typedef struct {
     char name[24];  /**< the key, empty when the line was not there */
     uint32_t value; /**< kB */
 } UtilMemEntry;
+VOS_STATIC_ASSERT(sizeof(UtilMemEntry) == 28, "daemons share snapshots");
+VOS_STATIC_ASSERT(offsetof(UtilMemEntry, name) == 0, "daemons share snapshots");
+VOS_STATIC_ASSERT(offsetof(UtilMemEntry, value) == 24, "daemons share snapshots");
 
 /** Memory figures of /proc/meminfo. */
 typedef struct {
@@ -38,6 +49,10 @@ typedef struct {
     UtilMemEntry buffers;  /**< "Buffers" */
     UtilMemEntry cached;   /**< "Cached" */
 } UtilMemOccupy;
+VOS_STATIC_ASSERT(offsetof(UtilMemOccupy, memTotal) == 0, "daemons share snapshots");
+VOS_STATIC_ASSERT(offsetof(UtilMemOccupy, memFree) == 28, "daemons share snapshots");
+VOS_STATIC_ASSERT(offsetof(UtilMemOccupy, buffers) == 56, "daemons share snapshots");
+VOS_STATIC_ASSERT(offsetof(UtilMemOccupy, cached) == 84, "daemons share snapshots");
 VOS_STATIC_ASSERT(sizeof(UtilMemOccupy) == 112, "daemons share snapshots");
 
 VOS_BEGIN_DECLS

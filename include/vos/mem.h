@@ -41,6 +41,15 @@ typedef struct {
     uint32_t heapNumAllocs;  /**< heap allocations of this process */
     uint32_t heapNumFrees;   /**< heap frees of this process */
 } VosMemStats;
+VOS_STATIC_ASSERT(offsetof(VosMemStats, shmStartAddr) == 0, "nine 32-bit counters");
+VOS_STATIC_ASSERT(offsetof(VosMemStats, shmEndAddr) == 4, "nine 32-bit counters");
+VOS_STATIC_ASSERT(offsetof(VosMemStats, shmBytesUsable) == 8, "nine 32-bit counters");
+VOS_STATIC_ASSERT(offsetof(VosMemStats, shmBytesInUse) == 12, "nine 32-bit counters");
+VOS_STATIC_ASSERT(offsetof(VosMemStats, shmNumAllocs) == 16, "nine 32-bit counters");
+VOS_STATIC_ASSERT(offsetof(VosMemStats, shmNumFrees) == 20, "nine 32-bit counters");
+VOS_STATIC_ASSERT(offsetof(VosMemStats, heapBytesInUse) == 24, "nine 32-bit counters");
+VOS_STATIC_ASSERT(offsetof(VosMemStats, heapNumAllocs) == 28, "nine 32-bit counters");
+VOS_STATIC_ASSERT(offsetof(VosMemStats, heapNumFrees) == 32, "nine 32-bit counters");
 VOS_STATIC_ASSERT(sizeof(VosMemStats) == 36, "nine 32-bit counters");
 
 VOS_BEGIN_DECLS

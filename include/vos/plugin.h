@@ -46,10 +46,19 @@ typedef struct {
 
 #if UINTPTR_MAX > UINT32_MAX
 VOS_STATIC_ASSERT(sizeof(PluginReqMsg) == 32, "record is the payload's layout");
+VOS_STATIC_ASSERT(offsetof(PluginReqMsg, cmdCode) == 0, "record is the payload's layout");
+VOS_STATIC_ASSERT(offsetof(PluginReqMsg, ID) == 4, "record is the payload's layout");
+VOS_STATIC_ASSERT(offsetof(PluginReqMsg, source) == 8, "record is the payload's layout");
+VOS_STATIC_ASSERT(offsetof(PluginReqMsg, sourceEid) == 12, "record is the payload's layout");
 VOS_STATIC_ASSERT(offsetof(PluginReqMsg, pluginName) == 16, "record is the payload's layout");
 VOS_STATIC_ASSERT(offsetof(PluginReqMsg, commonCtx) == 24, "record is the payload's layout");
 VOS_STATIC_ASSERT(sizeof(PluginRespMsg) == 40, "record is the payload's layout");
+VOS_STATIC_ASSERT(offsetof(PluginRespMsg, cmdCode) == 0, "record is the payload's layout");
+VOS_STATIC_ASSERT(offsetof(PluginRespMsg, ID) == 4, "record is the payload's layout");
+VOS_STATIC_ASSERT(offsetof(PluginRespMsg, source) == 8, "record is the payload's layout");
+VOS_STATIC_ASSERT(offsetof(PluginRespMsg, sourceEid) == 12, "record is the payload's layout");
 VOS_STATIC_ASSERT(offsetof(PluginRespMsg, retCode) == 16, "record is the payload's layout");
+VOS_STATIC_ASSERT(offsetof(PluginRespMsg, reserved) == 20, "record is the payload's layout");
 VOS_STATIC_ASSERT(offsetof(PluginRespMsg, pluginName) == 24, "record is the payload's layout");
 VOS_STATIC_ASSERT(offsetof(PluginRespMsg, retCtx) == 32, "record is the payload's layout");
 #endif

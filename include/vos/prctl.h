@@ -86,14 +86,39 @@ typedef struct {
 } PrctlCollectRequest;
 
 #if UINTPTR_MAX > UINT32_MAX
+VOS_STATIC_ASSERT(offsetof(PrctlSpawnRequest, exe) == 0, "natural layout");
+VOS_STATIC_ASSERT(offsetof(PrctlSpawnRequest, args) == 8, "natural layout");
+VOS_STATIC_ASSERT(offsetof(PrctlSpawnRequest, workDir) == 16, "natural layout");
+VOS_STATIC_ASSERT(offsetof(PrctlSpawnRequest, extraLibPath) == 24, "natural layout");
 VOS_STATIC_ASSERT(offsetof(PrctlSpawnRequest, spawnMode) == 32, "natural layout");
+VOS_STATIC_ASSERT(offsetof(PrctlSpawnRequest, timeoutMs) == 36, "natural layout");
+VOS_STATIC_ASSERT(offsetof(PrctlSpawnRequest, stdinFd) == 40, "natural layout");
+VOS_STATIC_ASSERT(offsetof(PrctlSpawnRequest, stdoutFd) == 44, "natural layout");
+VOS_STATIC_ASSERT(offsetof(PrctlSpawnRequest, stderrFd) == 48, "natural layout");
+VOS_STATIC_ASSERT(offsetof(PrctlSpawnRequest, serverFd) == 52, "natural layout");
+VOS_STATIC_ASSERT(offsetof(PrctlSpawnRequest, maxFd) == 56, "natural layout");
 VOS_STATIC_ASSERT(offsetof(PrctlSpawnRequest, inheritSigint) == 60, "natural layout");
 VOS_STATIC_ASSERT(offsetof(PrctlSpawnRequest, uid) == 64, "natural layout");
+VOS_STATIC_ASSERT(offsetof(PrctlSpawnRequest, reserved1) == 68, "natural layout");
+VOS_STATIC_ASSERT(offsetof(PrctlSpawnRequest, rssLimit) == 72, "natural layout");
+VOS_STATIC_ASSERT(offsetof(PrctlSpawnRequest, asLimit) == 76, "natural layout");
+VOS_STATIC_ASSERT(offsetof(PrctlSpawnRequest, reserved2) == 80, "natural layout");
+VOS_STATIC_ASSERT(offsetof(PrctlSpawnRequest, nofileLimit) == 84, "natural layout");
 VOS_STATIC_ASSERT(offsetof(PrctlSpawnRequest, disableCore) == 88, "natural layout");
+VOS_STATIC_ASSERT(offsetof(PrctlSpawnRequest, detach) == 89, "natural layout");
+VOS_STATIC_ASSERT(offsetof(PrctlSpawnRequest, usePty) == 90, "natural layout");
 VOS_STATIC_ASSERT(offsetof(PrctlSpawnRequest, netnsName) == 96, "natural layout");
 VOS_STATIC_ASSERT(sizeof(PrctlSpawnRequest) == 104, "natural layout");
 #endif
+VOS_STATIC_ASSERT(offsetof(PrctlProcessResult, pid) == 0, "five 32-bit words");
+VOS_STATIC_ASSERT(offsetof(PrctlProcessResult, status) == 4, "five 32-bit words");
+VOS_STATIC_ASSERT(offsetof(PrctlProcessResult, signalNumber) == 8, "five 32-bit words");
+VOS_STATIC_ASSERT(offsetof(PrctlProcessResult, exitCode) == 12, "five 32-bit words");
+VOS_STATIC_ASSERT(offsetof(PrctlProcessResult, ptyFd) == 16, "five 32-bit words");
 VOS_STATIC_ASSERT(sizeof(PrctlProcessResult) == 20, "five 32-bit words");
+VOS_STATIC_ASSERT(offsetof(PrctlCollectRequest, collectMode) == 0, "three 32-bit words");
+VOS_STATIC_ASSERT(offsetof(PrctlCollectRequest, pid) == 4, "three 32-bit words");
+VOS_STATIC_ASSERT(offsetof(PrctlCollectRequest, timeoutMs) == 8, "three 32-bit words");
 VOS_STATIC_ASSERT(sizeof(PrctlCollectRequest) == 12, "three 32-bit words");
 
 VOS_BEGIN_DECLS

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -17,6 +16,7 @@
 #include "../tools/common/hub_protocol.h"
 #include "support/effort.h"
 #include "support/hub_script.h"
+#include "support/unix_address.h"
 #include "vos/mem.h"
 #include "vos/msg.h"
 
@@ -37,10 +37,7 @@ class Peer {
   public:
     explicit Peer(const std::string &path = VOS_MSG_HUB_SOCKET_PATH)
         : fd_{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)} {
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        strcpy(address.sun_path, path.c_str());
-        EXPECT_EQ(connect(fd_, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+        EXPECT_EQ(connect(fd_, UnixAddress{path}.get(), UnixAddress::size()), 0);
     }
     /** Announces itself too. */
     explicit Peer(VosEntityId eid, const std::string &name = "") : Peer{} {
@@ -58,18 +55,7 @@ class Peer {
     }
     void send(const WireMessage &msg) const { sendBytes(msg.bytes()); }
     /** The next message; nothing at the end of the connection. */
-    std::optional<WireMessage> receive() const {
-        VosMsgHeader *msg = nullptr;
-        uint32_t timeoutMs = patienceMs();
-        const VosRet ret = oalVosMsg_receive(fd_, &msg, &timeoutMs);
-        EXPECT_NE(ret, VOS_RET_TIMEOUT);
-        if (ret != VOS_RET_OK) {
-            return std::nullopt;
-        }
-        WireMessage result{*msg, {reinterpret_cast<const char *>(msg + 1), msg->dataLength}};
-        VOS_FREE(msg);
-        return result;
-    }
+    std::optional<WireMessage> receive() const { return readMessage(fd_); }
     /** Everything that has come by now: what the hub did before it answers this. */
     std::vector<WireMessage> drain() const {
         std::vector<WireMessage> all;

@@ -2,14 +2,13 @@
 
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <stdexcept>
 #include <thread>
 
 #include "support/effort.h"
+#include "support/unix_address.h"
 
 namespace vostest {
 
@@ -51,13 +50,19 @@ WireMessage message(uint32_t type, uint32_t src, uint32_t dst, uint16_t flags, u
     return result;
 }
 
+std::optional<WireMessage> readMessage(int fd) {
+    WireMessage result;
+    if (!readAll(fd, &result.header, sizeof result.header)) {
+        return std::nullopt;
+    }
+    result.payload.resize(result.header.dataLength);
+    return readAll(fd, result.payload.data(), result.payload.size()) ? std::optional{result} : std::nullopt;
+}
+
 HubScript::HubScript() : listenFd_{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)} {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    strcpy(address.sun_path, VOS_MSG_HUB_SOCKET_PATH);
-    unlink(address.sun_path);
-    if (listenFd_ < 0 || bind(listenFd_, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 ||
-        listen(listenFd_, 16) != 0) {
+    unlink(VOS_MSG_HUB_SOCKET_PATH);
+    const UnixAddress address{VOS_MSG_HUB_SOCKET_PATH};
+    if (listenFd_ < 0 || bind(listenFd_, address.get(), address.size()) != 0 || listen(listenFd_, 16) != 0) {
         throw std::runtime_error{"cannot listen as the hub"};
     }
 }
@@ -106,18 +111,6 @@ void HubScript::sendBytes(const std::string &bytes) {
         }
         done += static_cast<size_t>(sent);
     }
-}
-
-std::optional<WireMessage> HubScript::read() {
-    WireMessage result;
-    if (!readAll(fd_, &result.header, sizeof result.header)) {
-        return std::nullopt;
-    }
-    result.payload.resize(result.header.dataLength);
-    if (!readAll(fd_, result.payload.data(), result.payload.size())) {
-        return std::nullopt;
-    }
-    return result;
 }
 
 bool HubScript::hasData() const {

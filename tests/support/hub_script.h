@@ -23,6 +23,9 @@ struct WireMessage {
 WireMessage message(uint32_t type, uint32_t src, uint32_t dst, uint16_t flags = 0, uint32_t wordData = 0,
                     const std::string &payload = {});
 
+/** The next message on a socket; nothing at its end and when nothing comes. */
+std::optional<WireMessage> readMessage(int fd);
+
 class HubScript {
   public:
     /** Listens on the fixed path. */
@@ -44,7 +47,7 @@ class HubScript {
     void send(const WireMessage &message) { sendBytes(message.bytes()); }
     void sendBytes(const std::string &bytes);
     /** The next message from the process; empty at end of file or when nothing comes. */
-    std::optional<WireMessage> read();
+    std::optional<WireMessage> read() { return readMessage(fd_); }
     /** Whether bytes of the process wait unread. */
     bool hasData() const;
     /** Closes the connection, as a dying hub does. */

@@ -9,16 +9,10 @@
 #include <string>
 #include <vector>
 
+#include "support/heap.h"
 #include "support/shrink.h"
-#include "vos/mem.h"
 
 namespace vostest {
-
-inline uint32_t heapBytes() {
-    VosMemStats stats;
-    vosMem_getStats(&stats);
-    return stats.heapBytesInUse;
-}
 
 struct Op {
     unsigned kind;

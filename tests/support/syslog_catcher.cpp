@@ -1,7 +1,6 @@
 #include "support/syslog_catcher.h"
 
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -11,6 +10,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "support/unix_address.h"
 #include "vos/dbg.h"
 
 namespace vostest {
@@ -22,12 +22,7 @@ constexpr const char *kEnd =
     "\x01"
     "end";
 
-sockaddr_un logAddress() {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    strcpy(address.sun_path, "/dev/log");
-    return address;
-}
+const UnixAddress kLog{"/dev/log"};
 
 // "<PRI>Mon DD HH:MM:SS ident: text" as the C libraries write it; musl leaves the ident empty.
 SyslogLine parse(const std::string &datagram) {
@@ -51,8 +46,7 @@ SyslogLine parse(const std::string &datagram) {
 
 void sendRaw(const char *text) {
     const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    const sockaddr_un address = logAddress();
-    sendto(fd, text, strlen(text), 0, reinterpret_cast<const sockaddr *>(&address), sizeof address);
+    sendto(fd, text, strlen(text), 0, kLog.get(), kLog.size());
     close(fd);
 }
 
@@ -74,8 +68,7 @@ std::string SyslogLine::body() const {
 
 SyslogCatcher::SyslogCatcher() : fd_{socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)} {
     unlink("/dev/log");
-    const sockaddr_un address = logAddress();
-    if (fd_ < 0 || bind(fd_, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
+    if (fd_ < 0 || bind(fd_, kLog.get(), kLog.size()) != 0) {
         throw std::runtime_error{"cannot bind /dev/log"};
     }
     thread_ = std::thread{[this] { collect(); }};
