@@ -9,7 +9,7 @@
 
 #include "clock.h"
 #include "internal/bytes.h"
-#include "log.h"
+#include "report.h"
 
 namespace hubd {
 
