@@ -1,6 +1,5 @@
 // Cuts a stream of pieces into the 64-byte blocks that MD5 and SHA-256 work on.
-#ifndef VOS_INTERNAL_BLOCK_BUFFER_H
-#define VOS_INTERNAL_BLOCK_BUFFER_H
+#pragma once
 
 #include <algorithm>
 #include <cstddef>
@@ -65,5 +64,3 @@ void storeBig(uint8_t *out, T value) {
 }
 
 }  // namespace vos
-
-#endif

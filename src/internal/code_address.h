@@ -1,6 +1,5 @@
 // Whether an address out of a message may be called.
-#ifndef VOS_INTERNAL_CODE_ADDRESS_H
-#define VOS_INTERNAL_CODE_ADDRESS_H
+#pragma once
 
 #include <link.h>
 
@@ -28,5 +27,3 @@ inline bool isCode(uintptr_t address) {
 }
 
 }  // namespace vos
-
-#endif

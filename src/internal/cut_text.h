@@ -1,6 +1,5 @@
 // Builds a text in a buffer of fixed size without printf; what does not fit is cut.
-#ifndef VOS_INTERNAL_CUT_TEXT_H
-#define VOS_INTERNAL_CUT_TEXT_H
+#pragma once
 
 #include <algorithm>
 #include <cstdarg>
@@ -68,5 +67,3 @@ class CutText {
 };
 
 }  // namespace vos
-
-#endif

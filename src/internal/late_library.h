@@ -1,6 +1,5 @@
 // A shared library that is opened when it is first needed: a process that never needs it has none of its pages.
-#ifndef VOS_INTERNAL_LATE_LIBRARY_H
-#define VOS_INTERNAL_LATE_LIBRARY_H
+#pragma once
 
 #include <dlfcn.h>
 #include <pthread.h>
@@ -62,5 +61,3 @@ class LateLibrary {
 };
 
 }  // namespace vos
-
-#endif

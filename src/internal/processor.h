@@ -1,6 +1,5 @@
 // What the processor offers beyond its architecture's base, found out once for each process.
-#ifndef VOS_INTERNAL_PROCESSOR_H
-#define VOS_INTERNAL_PROCESSOR_H
+#pragma once
 
 namespace vos {
 
@@ -14,5 +13,3 @@ enum class Feature : unsigned {
 bool processorHas(Feature feature);
 
 }  // namespace vos
-
-#endif

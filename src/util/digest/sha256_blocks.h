@@ -1,6 +1,5 @@
 // The block function of SHA-256, once portable and once with the processor's own instructions.
-#ifndef VOS_UTIL_SHA256_BLOCKS_H
-#define VOS_UTIL_SHA256_BLOCKS_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -17,5 +16,3 @@ void sha256BlocksPortable(uint32_t state[8], const uint8_t *data, size_t blocks)
 void sha256BlocksAccelerated(uint32_t state[8], const uint8_t *data, size_t blocks);
 
 }  // namespace vos
-
-#endif

@@ -1,6 +1,5 @@
 // What both list families do alike: linking, walking, unlinking.
-#ifndef VOS_UTIL_LIST_CORE_H
-#define VOS_UTIL_LIST_CORE_H
+#pragma once
 
 #include <type_traits>
 
@@ -110,5 +109,3 @@ auto takeTail(List *list) -> decltype(list->head) {
 }
 
 }  // namespace vos::listcore
-
-#endif

@@ -1,6 +1,5 @@
 // What the functions over OpenSSL share. They call libcrypto through a table, which libvos.so fills in at first use.
-#ifndef VOS_UTIL_SECURITY_OSSL_H
-#define VOS_UTIL_SECURITY_OSSL_H
+#pragma once
 
 #include <openssl/bio.h>
 #include <openssl/crypto.h>
@@ -124,5 +123,3 @@ class SecretBuffer {
 };
 
 }  // namespace vos
-
-#endif
