@@ -12,7 +12,7 @@ constexpr size_t kDigestBlockSize = 64;
 constexpr size_t kDigestLengthSize = 8;  // the message length in bits that ends the padding
 
 /** Adds `len` bytes to a buffer that holds `fill` of them and hands every whole block to `transform(data, blocks)`,
- * those inside `data` in one run. Returns the new fill. */
+ *  those inside `data` in one run. Returns the new fill. */
 template <typename Transform>
 size_t feedBlocks(uint8_t *buffer, size_t fill, const uint8_t *data, size_t len, Transform transform) {
     if (fill != 0) {

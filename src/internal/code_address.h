@@ -9,7 +9,7 @@
 namespace vos {
 
 /** Whether an address lies in a code segment of the program or of one of its libraries. Senders are other processes:
- * one that was restarted or built anew must not send this one into the void.
+ *  one that was restarted or built anew must not send this one into the void.
  */
 inline bool isCode(uintptr_t address) {
     const auto holdsIt = [](dl_phdr_info *object, size_t, void *data) {

@@ -20,7 +20,7 @@ class CutText {
     CutText &operator=(const CutText &) = delete;
     ~CutText() { *next_ = '\0'; }
 
-    // Copied while the end is looked for: names are short, and callers count nanoseconds.
+    // Copied while the end is looked for: names are short, and the call takes nanoseconds.
     CutText &text(const char *part) {
         while (*part != '\0' && next_ != last_) {
             *next_++ = *part++;

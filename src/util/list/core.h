@@ -102,7 +102,7 @@ auto takeTail(List *list) -> decltype(list->head) {
     if (holdsOne(*list)) {
         *list = {};
     } else if (place.node != nullptr) {
-        // Callers count on the new tail keeping its link; they clear it themselves.
+        // Contract: the new tail keeps its link; callers clear it themselves.
         list->tail = place.previous;
     }
     return place.node;

@@ -86,7 +86,7 @@ extern OpenSsl openSsl;
 bool bindOpenSsl();
 
 /** The use of libcrypto by one exported function; false where it cannot be opened. Takes the errors that the function
- * adds to OpenSSL's queue away again at its end; older ones stay. One at a time: OpenSSL 1.1 has a single mark. */
+ *  adds to OpenSSL's queue away again at its end; older ones stay. One at a time: OpenSSL 1.1 has a single mark. */
 class OpenSslUse {
   public:
     OpenSslUse() {
