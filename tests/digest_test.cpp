@@ -106,7 +106,7 @@ TYPED_TEST(DigestTest, IgnoresNullAndClearsTheContextAtTheEnd) {
 
 // What the exported functions run elsewhere; here they run the other path.
 TEST(Sha256Blocks, PortablePathEqualsTheProcessorsInstructions) {
-    if (!vos::processorHas(vos::Feature::sha256)) {
+    if (!vos::processorHas(vos::Feature::kSha256)) {
         GTEST_SKIP() << "this processor has no SHA instructions";
     }
     std::mt19937 random{180};

@@ -391,8 +391,8 @@ TEST(HubObservers, GetACopyOfWhatIsRoutedAndALineOfTrace) {
     const auto copies = monitor.drain();
     ASSERT_GE(copies.size(), 2U);
     for (const auto &[copy, original, verdict] :
-         {std::tuple{copies[0], msg, hubproto::Verdict::delivered},
-          {copies[1], message(VOS_MSG_HEARTBEAT, 100, 999, kEvent), hubproto::Verdict::noDestination}}) {
+         {std::tuple{copies[0], msg, hubproto::Verdict::kDelivered},
+          {copies[1], message(VOS_MSG_HEARTBEAT, 100, 999, kEvent), hubproto::Verdict::kNoDestination}}) {
         EXPECT_EQ(copy.header.type, uint32_t{hubproto::kMonitorCopy});
         hubproto::MonitorRecord record;
         ASSERT_GE(copy.payload.size(), sizeof record);

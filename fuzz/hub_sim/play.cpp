@@ -193,11 +193,11 @@ void Play::useInterest(Client &client) {
     const size_t topic = random_.below(kTopics);
     Interest &interest = client.interests[topic];
     const auto type = static_cast<uint32_t>(kTopic + topic);
-    if (interest == Interest::none) {
-        interest = Interest::asked;
+    if (interest == Interest::kNone) {
+        interest = Interest::kAsked;
         askHub(client, VOS_MSG_REGISTER_EVENT_INTEREST, type);
-    } else if (interest == Interest::held && random_.once(4)) {
-        interest = Interest::given_up;
+    } else if (interest == Interest::kHeld && random_.once(4)) {
+        interest = Interest::kGivenUp;
         askHub(client, VOS_MSG_UNREGISTER_EVENT_INTEREST, type);
     }
 }
@@ -350,7 +350,7 @@ void Play::gotResend(Client &client, const VosMsgHeader &header) {
 
 void Play::gotCopy(Client &client, const VosMsgHeader &header, std::span<const std::byte> payload) {
     const size_t topic = header.type - kTopic;
-    if (client.interests[topic] == Interest::none || client.interests[topic] == Interest::asked) {
+    if (client.interests[topic] == Interest::kNone || client.interests[topic] == Interest::kAsked) {
         finding("client %zu gets a copy of topic %zu, for which it is not registered", client.slot, topic);
     }
     const uint32_t serial = checkedSerial(client, header, payload);
@@ -420,7 +420,7 @@ void Play::gotInterestReply(Client &client, const HubAsked &asked, uint32_t resu
     const size_t topic = asked.word - kTopic;
     const bool registers = asked.type == VOS_MSG_REGISTER_EVENT_INTEREST;
     const bool holds = registers == (result == VOS_RET_OK);
-    client.interests[topic] = holds ? Interest::held : Interest::none;
+    client.interests[topic] = holds ? Interest::kHeld : Interest::kNone;
     if (!registers || !holds) {
         return;
     }
@@ -670,7 +670,7 @@ void Play::checkTopics(const Client &publisher, const Client &subscriber) const 
     for (size_t topic = 0; topic < kTopics; topic++) {
         const Progress &copies = subscriber.copies[publisher.slot][topic];
         const Progress &since = subscriber.since[publisher.slot][topic];
-        if (subscriber.interests[topic] != Interest::held) {
+        if (subscriber.interests[topic] != Interest::kHeld) {
             continue;
         }
         uint32_t expected = copies.next;
@@ -739,7 +739,7 @@ size_t Play::wait(std::span<epoll_event> events, int64_t timeoutNs, bool *over) 
     }
     size_t count = 0;
     steps_++;
-    if (phase_ == Phase::acts) {
+    if (phase_ == Phase::kActs) {
         const size_t most = 1 + random_.below(8);
         for (size_t i = 0; i < most; i++) {
             act();
@@ -753,14 +753,14 @@ size_t Play::wait(std::span<epoll_event> events, int64_t timeoutNs, bool *over) 
         count = world_.ready(events);
         checkTurns(count, timeoutNs);
         if (steps_ >= cycleEnd_) {
-            phase_ = Phase::settles;
+            phase_ = Phase::kSettles;
             quietNs_ = 0;
             settleTurns_ = 0;
         }
         return count;
     }
     failAllocation(0);
-    if (phase_ == Phase::leaves) {
+    if (phase_ == Phase::kLeaves) {
         leaveStep(over);
         return *over ? 0 : world_.ready(events);
     }
@@ -779,13 +779,13 @@ size_t Play::wait(std::span<epoll_event> events, int64_t timeoutNs, bool *over) 
     quietNs_ += ns;
     if (quietNs_ > kQuietNs) {
         checkSettled();
-        phase_ = Phase::acts;
+        phase_ = Phase::kActs;
         cycleEnd_ = steps_ + 200 + random_.below(8000);
         if (random_.once(4)) {
             world_.pass(3'700'000 * kMs);
         }
         if (cycle_++ == cycles_) {
-            phase_ = Phase::leaves;
+            phase_ = Phase::kLeaves;
             settleTurns_ = 0;
             for (size_t slot = 0; slot < kSlots; slot++) {
                 if (clients_[slot]) {

@@ -40,7 +40,7 @@ struct Progress {
     uint32_t next = 0;
 };
 
-enum class Interest { none, asked, held, given_up };
+enum class Interest { kNone, kAsked, kHeld, kGivenUp };
 
 struct Delayed {
     uint32_t word;
@@ -109,7 +109,7 @@ class Play final : public Scene {
     uint64_t steps() const override { return steps_; }
 
   private:
-    enum class Phase { acts, settles, leaves };
+    enum class Phase { kActs, kSettles, kLeaves };
 
     void act();
     void actOf(Client &client);
@@ -154,7 +154,7 @@ class Play final : public Scene {
     Random &random_;
     World &world_;
     const Plan plan_;
-    Phase phase_ = Phase::acts;
+    Phase phase_ = Phase::kActs;
     std::array<std::unique_ptr<Client>, kSlots> clients_;
     std::array<std::shared_ptr<Connection>, kSlots> last_;  // connections of those who died
     std::array<VosEntityId, kSlots> eids_{};

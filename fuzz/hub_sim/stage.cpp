@@ -12,7 +12,7 @@
 #include "finding.h"
 #include "heap.h"
 #include "hub.h"
-#include "log.h"
+#include "report.h"
 
 namespace hubsim {
 

@@ -22,7 +22,7 @@ enum {
 VOS_BEGIN_DECLS
 
 /** Whether @p str is four decimal numbers up to 255 between dots, 7 to 15 characters in all. Runs of dots count as one
- *  and dots at either end are ignored, as callers know it; a number may follow white space or a '+'. */
+ *  and dots at either end are ignored; a number may follow white space or a '+'. */
 bool util_isValidIpv4Address(const char *str);
 
 /** Stores the four numbers of an IPv4 text; true once the fourth is stored, whatever follows it.
@@ -47,7 +47,7 @@ VosRet util_parsePrefixAddress(const char *prefixAddr, char *addr, uint32_t addr
 /** Clears the bits of an IPv6 address behind its prefix.
  *
  *  A length that is no multiple of 16 is applied to the two bytes of its group in exchanged order:
- *  2001:db8:abcd:1234:: with 52 gives 2001:db8:abcd:30::. Callers rely on it.
+ *  2001:db8:abcd:1234:: with 52 gives 2001:db8:abcd:30::.
  *
  *  @param plen  0 to 128; with 128 the text is copied as it stands
  *  @param out   at least VOS_ADDR_TEXT_SIZE bytes
@@ -91,7 +91,7 @@ bool util_isZeroIpvxAddress(uint32_t familyFlags, const char *str);
 VosRet util_parseDNS(const char *servers, char *primary, uint32_t pLen, char *secondary, uint32_t sLen, uint8_t isIPv4);
 
 /** Joins two servers with a comma. NULL and empty servers are left out, and so is an all-zero @p dns2 behind a
- *  @p dns1; without a @p dns1 an all-zero @p dns2 is kept, which callers rely on.
+ *  @p dns1; without a @p dns1 an all-zero @p dns2 is kept.
  *
  *  @param list    receives the list; empty when nothing fits
  *  @param bufLen  its bytes

@@ -42,7 +42,7 @@ VOS_BEGIN_DECLS
 VosRet UTIL_cliHandleCmd(VosMsgHandle *msgHandle, VosMsgHeader *msg);
 
 /** Runs a command for a received request and replies. The address in the payload is ignored. A request without a
- * payload runs the command without arguments, whatever its wordData.
+ *  payload runs the command without arguments, whatever its wordData.
  *
  *  An old result file is removed first; the new one is created, never followed to another file.
  *

@@ -27,7 +27,7 @@ char *UTIL_base64Encode(const uint8_t *in, uint32_t len);
 /** Decodes groups of four characters.
  *
  *  Each group is '=' free, or ends at a '=' in its third or fourth place; groups may follow a padded one. When the
- * third is '=', the fourth may be any character of the alphabet.
+ *  third is '=', the fourth may be any character of the alphabet.
  *
  *  @param text  NULL gives NULL
  *  @param len   receives the number of bytes; 0 when a character is invalid (white space too) or the length is no

@@ -49,8 +49,7 @@ VOS_BEGIN_DECLS
  *  @param hostIp     holds an empty text; every address found is appended with a tab behind it
  *  @param hostIpLen  its bytes
  *  @return VOS_RET_OK when an address was found; VOS_RET_BAD_ARG for a NULL argument or no room; else VOS_RET_ERROR,
- * and
- *          @p hostIp may hold what was decoded
+ *          and @p hostIp may hold what was decoded
  */
 VosRet UTIL_dnsDoQuery(const char *hostName, const char *ifName, const char *dnsIp, char *hostIp, uint32_t hostIpLen);
 
@@ -62,10 +61,10 @@ VosRet UTIL_dnsDoIpv6Query(const char *hostName, const char *ifName, const char 
                            uint32_t hostIpLen, uint8_t queryType);
 
 /** Appends the addresses of a received message's first five answers that have the first question's type, each with a
- * tab behind it. For a PTR question the answer's name, or without one the question's, replaces the text.
+ *  tab behind it. For a PTR question the answer's name, or without one the question's, replaces the text.
  *
- *  With more than five questions the answers are looked for behind the fifth, as callers know it. A record that runs
- *  past the message ends the decoding; what was decoded before it is used.
+ *  With more than five questions the answers are looked for behind the fifth. A record that runs past the message
+ *  ends the decoding; what was decoded before it is used.
  *
  *  @param message    VOS_DNS_MESSAGE_SIZE bytes, zero behind what was received
  *  @param hostIp     holds a text
@@ -80,8 +79,7 @@ void util_dnsDecodeResponse(const uint8_t *message, char *hostIp, uint32_t hostI
  */
 void util_dnsDecodeRR(DnsResourceRecord *record, const uint8_t **cursor, int isQuestion, const uint8_t *messageStart);
 
-/** Decodes the name at *@p cursor, which moves behind it. Only the low byte of a compression pointer counts, which
- *  callers rely on.
+/** Decodes the name at *@p cursor, which moves behind it. Only the low byte of a compression pointer counts.
  *
  *  @param out           VOS_DNS_NAME_SIZE bytes
  *  @param messageStart  the message, VOS_DNS_MESSAGE_SIZE bytes

@@ -41,8 +41,8 @@ char *String_Copy(const char *text, int32_t len);
 char *EncodeToUTF8(const char *gb);
 
 /** A UTF-8 text as GB18030, up to the first character that cannot be converted. The length of the whole text is the
- *  room of every single character, so a text of three bytes cannot become a four-byte code; callers rely on it.
- *  Otherwise as EncodeToUTF8(). */
+ *  room of every single character, so a text of three bytes cannot become a four-byte code. Otherwise as
+ *  EncodeToUTF8(). */
 char *DecodeFromUTF8(const char *utf8);
 
 /** A copy of a text that UTIL_strIsUTF8(), else EncodeToUTF8(). */

@@ -61,7 +61,7 @@ VosRet hashmap_delete(HashMap *map, const char *key, void (*freeValue)(void *));
 /** Appends the keys of the first @p bucketsToScan buckets to the text in @p buf, cut to what fits.
  *
  *  A comma goes in front of every key but those of bucket 0: these run together, and the list begins with a comma when
- *  bucket 0 is empty, as callers know it.
+ *  bucket 0 is empty.
  *
  *  @param buf            a terminated text
  *  @param bucketsToScan  more than the map has count as all

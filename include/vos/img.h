@@ -1,6 +1,6 @@
 /** @file
  *  The state of the firmware image: whether a daemon of it runs, and calls that other platforms answer from their
- * flash. On this one they have a fixed answer and are kept for the daemons that call them.
+ *  flash. On this one they have a fixed answer and are kept for the daemons that call them.
  */
 #ifndef VOS_IMG_H
 #define VOS_IMG_H

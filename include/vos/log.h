@@ -15,13 +15,13 @@
  *  each name: threads that log at once may overwrite each other's slots, never anything else.
  *
  *  The segment is open to every user (mode 0666), and whoever may write to it can run commands as the daemon: he
- * chooses destination VOS_LOG_DEST_CONSOLE, whose shell runs what stands in the next entry. A library built with
+ *  chooses destination VOS_LOG_DEST_CONSOLE, whose shell runs what stands in the next entry. A library built with
  *  -DVOS_WITH_CONSOLE_LOG=OFF writes the file only there. Nothing else that is written into the segment does more than
  *  silence the log, fill it or send it elsewhere.
  *
  *  Key file, log file and older generation lie where others may put something first. They are opened and made without
  *  following a link, without waiting for a pipe's other end, and only as regular files; a log file with a second name
- * is refused too. What is refused counts as a file that cannot be opened.
+ *  is refused too. What is refused counts as a file that cannot be opened.
  */
 #ifndef VOS_LOG_H
 #define VOS_LOG_H
@@ -154,9 +154,9 @@ void vosLog_vprintf(uint32_t level, uint32_t destination, bool appendNewline, co
  *
  *  The file is rotated first when its position has reached the maximum size, so that it may exceed it by one entry:
  *  what stands under "%u.log.0" is removed, the file is copied there and truncated. Processes that share one file each
- * go by their own position. Terminals get a line feed in any case. Syslog and the Android log know the text as a
- * format, of which only what needs no arguments is read: "%%" becomes "%" and "%m" the text of errno, every other '%'
- * stands for itself.
+ *  go by their own position. Terminals get a line feed in any case. Syslog and the Android log know the text as a
+ *  format, of which only what needs no arguments is read: "%%" becomes "%" and "%m" the text of errno, every other '%'
+ *  stands for itself.
  *
  *  @param level  priority for syslog and the Android log; not compared with anything
  *  @param text   NULL writes nothing
@@ -170,8 +170,8 @@ void vosLog_cache(const char *func, uint32_t line);
  *  @{ */
 
 /** Reads or writes one setting, in the shared segment; while none is attached a setter does nothing and a getter gives
- * 3, 1 and 32 (a maximum size of 32 here and 32768 after vosLog_init(), as callers know it). The header mask is the
- * process's own and always works. No value is checked. */
+ *  3, 1 and 32 (a maximum size of 32 here and 32768 after vosLog_init()). The header mask is the process's own and
+ *  always works. No value is checked. */
 void vosLog_setLevel(uint32_t level);
 uint32_t vosLog_getLevel(void);
 void vosLog_setDestination(uint32_t destination);
@@ -191,7 +191,7 @@ void vosLog_show(VosEntityId eid);
 void vosLog_clear(VosEntityId eid);
 
 /** Writes a hexadecimal dump of @p len bytes as debug entries, each cell through vosLog_vprintf() of its own; nothing
- *  for NULL, for 0 and without a configuration. Bytes from 0x20 to 0x80 count as printable, as callers know it. */
+ *  for NULL, for 0 and without a configuration. Bytes from 0x20 to 0x80 count as printable. */
 void vosLog_hexDump(const uint8_t *buf, uint32_t len);
 
 /** Writes "000000 " and the message to syslog with priority LOG_INFO, whatever is configured. The text is then read as
@@ -218,7 +218,7 @@ VosRet vosLog_stdRevert(void);
 VosRet vosLog_saveLastPty(const char *ttyName);
 
 /** vosLog_stdRedirect() to the terminal of the last login; VOS_RET_NO_RESOURCE also when what stands in the link's
- * place belongs neither to root nor to the caller's user. */
+ *  place belongs neither to root nor to the caller's user. */
 VosRet vosLog_stdToLastPty(void);
 
 void oalLog_init(void);    /**< opens syslog without an identity, facility LOG_DAEMON */

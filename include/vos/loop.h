@@ -26,9 +26,9 @@
  *
  *  Records (timers, handlers, watches, calls) are the caller's memory, which the loop links and never allocates. One
  *  must stay until it is cancelled, removed or, for what comes once, run; and must not be given to the loop a second
- * time before. Callbacks run one after another in vosLoop_turn(). They may set, cancel and remove anything, send
- * blocking requests and run further turns; in C++ they must not throw. A loop belongs to one thread, as its handle
- * does.
+ *  time before. Callbacks run one after another in vosLoop_turn(). They may set, cancel and remove anything, send
+ *  blocking requests and run further turns; in C++ they must not throw. A loop belongs to one thread, as its handle
+ *  does.
  *
  *  Needs the names of POSIX: -std=gnu11, or -D_GNU_SOURCE with -std=c11.
  */
@@ -58,7 +58,7 @@ typedef void (*VosLoopTimerFunc)(VosLoop *loop, void *ctx);
 typedef void (*VosLoopFdFunc)(VosLoop *loop, uint32_t events, void *ctx);
 /** Called with the end of a request: VOS_RET_OK and its reply, which stays the loop's; or NULL and the code in a reply
  *  that says no, VOS_RET_TIMEOUT, VOS_RET_PEER_GONE (nobody holds the id, or the hub is gone), VOS_RET_ERROR (asked
- * again 16 times). The record is the caller's again. */
+ *  again 16 times). The record is the caller's again. */
 typedef void (*VosLoopDoneFunc)(VosLoop *loop, VosRet ret, const VosMsgHeader *reply, void *ctx);
 
 /** @name Records
@@ -202,7 +202,7 @@ static inline void vosLoop_cleanup(VosLoop *loop) {
 }
 
 /** Makes a loop on an open handle. SIGTERM and SIGINT end vosLoop_run() from now on; they are blocked in this thread
- * until vosLoop_cleanup().
+ *  until vosLoop_cleanup().
  *
  *  @return VOS_RET_OK; VOS_RET_BAD_ARG for NULL; VOS_RET_NO_RESOURCE, the loop needs no cleanup then
  */
@@ -249,7 +249,7 @@ static inline void vosLoop_stop(VosLoop *loop, int status) {
  *  @{ */
 
 /** A message with type, source, destination, flags, word and payload, freed by the caller with VOS_FREE; NULL when
- * memory is short. A procedure's request is filled up to its 8 bytes with zeroes. */
+ *  memory is short. A procedure's request is filled up to its 8 bytes with zeroes. */
 static inline VosMsgHeader *vosLoop_build(const VosLoop *loop, VosEntityId dst, uint32_t type, unsigned flags,
                                           uint32_t word, const void *data, uint32_t dataLen) {
     const unsigned procedure = VOS_MSG_FLAG_SRPC | VOS_MSG_FLAG_REQUEST;
@@ -418,8 +418,8 @@ static inline void vosLoop_every(VosLoop *loop, VosLoopTimer *timer, uint32_t ms
 /** @} */
 /** @name Requests without waiting
  *  A reply belongs to the oldest request of its type to its source; for a procedure, of its number too. A reply that
- * comes too late is dropped and counted, and is not taken for that of the next request. A request to a peer that comes
- * back is sent to it again.
+ *  comes too late is dropped and counted, and is not taken for that of the next request. A request to a peer that comes
+ *  back is sent to it again.
  *  @{ */
 
 /** Sends a request; @p done is called with its end, never before this returns.
@@ -459,7 +459,7 @@ static inline bool vosLoop_unlinkCall(VosLoop *loop, VosLoopCall *call) {
     return false;
 }
 /** A peer that dropped a request altogether would be a reply behind for ever, so a request during which a reply was
- * taken for a late one leaves no mark. */
+ *  taken for a late one leaves no mark. */
 static inline void vosLoop_mark(VosLoop *loop, const VosLoopCall *call) {
     size_t oldest = 0;
     if (call->late || call->failed != VOS_RET_OK) {

@@ -107,7 +107,7 @@ char *vosMem_strndupFlags(const char *s, uint32_t maxLen, uint32_t flags, const 
 uint32_t vosMem_strnlen(const char *s, uint32_t maxLen, bool *terminated);
 
 /** Whether @p buf looks like a block of this manager: sound header and flags below 3. A block made with both flags
- *  counts as foreign; callers rely on that. @p buf is NULL or has 12 readable bytes in front of it. */
+ *  counts as foreign. @p buf is NULL or has 12 readable bytes in front of it. */
 bool vosMem_isAllocedMem(const void *buf);
 
 /** Creates the shared pool in a freshly attached region. Called by the first process.

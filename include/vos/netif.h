@@ -4,7 +4,7 @@
  *
  *  Nothing is kept between calls; every call opens and closes what it needs, and any thread may call. Texts are
  *  terminated and cut to the buffer. A NULL output or a size of 0 writes nothing and gives the function's failure
- *  result. Mind the three conventions of success, each as callers know it.
+ *  result. Mind the three conventions of success.
  */
 #ifndef VOS_NETIF_H
 #define VOS_NETIF_H
@@ -30,7 +30,7 @@ int UTIL_getIfSubnet(const char *ifName, char *buf, uint32_t size); /**< network
 /** @} */
 
 /** Writes the mask of a prefix length, lowest byte first: 24 gives "0.255.255.255", 0 and 32 give "255.255.255.255".
- *  Callers rely on this order. Always 0. */
+ *  Always 0. */
 int UTIL_subnetLenToSubnetMask(uint32_t len, char *buf, uint32_t size);
 
 /** 1 when the interface exists, else 0. */
@@ -53,13 +53,12 @@ VosRet UTIL_checkInterfaceUp(const char *ifName, uint8_t *isUp);
 /** Reads the hardware address.
  *
  *  @param mac6  receives 6 bytes on success
- *  @return 0 on success, 255 when the kernel knows none; callers rely on 0 for NULL arguments and without a socket
- *          too, with @p mac6 untouched
+ *  @return 0 on success, 255 when the kernel knows none; 0 for NULL arguments and without a socket too, with @p mac6
+ *          untouched
  */
 int UTIL_getIfMacAddr(const char *ifName, uint8_t *mac6);
 
-/** 1 when an IPv4 text lies in br0's subnet, else 0; 0 for IPv6. The alias br0:0 does not widen the answer, which
- *  callers rely on. */
+/** 1 when an IPv4 text lies in br0's subnet, else 0; 0 for IPv6. The alias br0:0 does not widen the answer. */
 int UTIL_isAddressOnLanSide(const char *ipText);
 
 /** Finds the bridge port behind a MAC address in br0's forwarding table.

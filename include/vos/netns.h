@@ -16,7 +16,7 @@ VOS_BEGIN_DECLS
  *  mounted over those in "/etc". Needs CAP_SYS_ADMIN.
  *
  *  @return 0; -1 at the first step that fails, with what was done before left in force. A configuration file that
- * cannot be mounted is reported and passed over.
+ *  cannot be mounted is reported and passed over.
  */
 int netns_switch(const char *name);
 

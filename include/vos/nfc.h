@@ -1,7 +1,7 @@
 /** @file
  *  Contents of the gateway's NFC tag: NFC Forum Type 4 Tag application data, a message length and one short NDEF
- * record, either a Wi-Fi credential (MIME type "application/vnd.wfa.wsc", Wi-Fi Simple Configuration attributes) or a
- * URI (NFC Forum URI record type definition).
+ *  record, either a Wi-Fi credential (MIME type "application/vnd.wfa.wsc", Wi-Fi Simple Configuration attributes) or a
+ *  URI (NFC Forum URI record type definition).
  *
  *  The message length and the Wi-Fi attributes carry their 16-bit values in the machine's own byte order, unlike the
  *  published encodings; readers of these tags rely on it. Every function may be called from any thread.
@@ -43,7 +43,7 @@ void UTIL_nfcGenUrlNdefData(const char *url, uint8_t **bufferOut, uint32_t *leng
 int util_nfcGetWifiPayloadLen(const char *ssid, const char *key);
 
 /** Reads type and payload of a record with a type of one character. For a longer type the payload still begins at
- * offset 32; callers rely on that.
+ *  offset 32.
  *
  *  @param buffer      at least 32 bytes and as many as its two length bytes (offsets 29 and 30) say
  *  @param payloadOut  room for 255 bytes

@@ -15,7 +15,7 @@
 VOS_BEGIN_DECLS
 
 /** A salt of two characters for the traditional crypt(3). Made from time, process id and processor time: it differs
- * from call to call but is no secret. */
+ *  from call to call but is no secret. */
 char *util_cryptMakeSalt(void);
 
 /** Hashes a password with oalPass_crypt().
@@ -32,7 +32,7 @@ char *util_pwEncrypt(const char *password, const char *salt);
 char *oalPass_crypt(const char *key, const char *salt);
 
 /** A random identifier of letters and digits that begins with a small letter, drawn with rand(), which the caller
- * seeds; no secret. Where the lengths differ, each further character comes with a chance of one half.
+ *  seeds; no secret. Where the lengths differ, each further character comes with a chance of one half.
  *
  *  @param minLen  at least 1
  *  @param maxLen  at least @p minLen, at most UTIL_RAND_STRING_MAX

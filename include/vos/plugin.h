@@ -79,7 +79,7 @@ VOS_BEGIN_DECLS
 VosRet UTIL_pluginCustormerNameToBase(char **name);
 /** Customer @p customer. */
 VosRet UTIL_pluginSetPluginNameByCustomer(char **name, const char *customer);
-/** An empty customer: "com.operator..smartgateway.BASE" with its doubled dot, as callers know it. */
+/** An empty customer: "com.operator..smartgateway.BASE" with its doubled dot. */
 VosRet UTIL_replacePluginGetNamebase(char **name);
 
 /** Gives the customer of an operator name.

@@ -2,8 +2,8 @@
  *  The description file of an operator plug-in, "Info.plugin" one directory above the working directory.
  *
  *  Lines of a key, a colon and a value. A key matches a line that begins with it; the first matching line wins. The
- * value is what follows the first colon behind the key, without white space around it. The file is read anew at every
- * call; every function may be called from any thread.
+ *  value is what follows the first colon behind the key, without white space around it. The file is read anew at every
+ *  call; every function may be called from any thread.
  */
 #ifndef VOS_PLUGIN_INFO_H
 #define VOS_PLUGIN_INFO_H

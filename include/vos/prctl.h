@@ -12,10 +12,10 @@
  *  a pseudo-terminal, with a program name without a path, with a limit above the present one, and in builds with
  *  sanitizers. pthread_atfork() handlers run for those only.
  *
- *  @warning Two child-side failures return VOS_RET_ERROR to the caller's code in the child process, as callers know
- *  it: a program name without a path and a refused resource limit. A caller that gets VOS_RET_ERROR from
- *  prctl_spawnProcess() compares its process id before it goes on. A limit that is not above the present one and is
- *  refused all the same, by a security module, ends the child with status 255.
+ *  @warning Two child-side failures return VOS_RET_ERROR to the caller's code in the child process: a program name
+ *  without a path and a refused resource limit. A caller that gets VOS_RET_ERROR from prctl_spawnProcess() compares its
+ *  process id before it goes on. A limit that is not above the present one and is refused all the same, by a security
+ *  module, ends the child with status 255.
  */
 #ifndef VOS_PRCTL_H
 #define VOS_PRCTL_H
@@ -124,7 +124,7 @@ VOS_STATIC_ASSERT(sizeof(PrctlCollectRequest) == 12, "three 32-bit words");
 VOS_BEGIN_DECLS
 
 /** Starts a program. With PRCTL_SPAWN_AND_WAIT a child that outlives timeoutMs is killed and collected within 40 ms;
- * the result then shows signal 9. After a wait a pseudo-terminal is closed already.
+ *  the result then shows signal 9. After a wait a pseudo-terminal is closed already.
  *
  *  The time counts from the exec. In the child, in this order: standard descriptors, descriptor 3, closing up to maxFd,
  *  default signal dispositions, working directory, library path, user, limits, session, namespace, exec. A failing exec

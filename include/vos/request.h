@@ -76,7 +76,7 @@ VosRet UTIL_sendEventToGuardd(VosMsgHandle *handle, uint32_t msgType, uint32_t w
 
 /** @} */
 /** @name Events that are called requests
- *  These three send an event and do not wait, whatever their names say; their callers rely on it.
+ *  These three send an event and do not wait, whatever their names say.
  *  @{ */
 
 /** Event to entity 42048. */

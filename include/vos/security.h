@@ -28,8 +28,8 @@ struct evp_pkey_st; /* OpenSSL's EVP_PKEY */
  *
  *  Files of both generations are read: AES with PBKDF2 as well as RC2 or triple DES. With OpenSSL 3 the older ciphers
  *  come from its legacy provider, which is loaded apart from the process's own providers; where it is not installed
- * such a file counts as unreadable. So does a file without integrity protection, or with more than ten million
- * iterations in it, which would take minutes to check.
+ *  such a file counts as unreadable. So does a file without integrity protection, or with more than ten million
+ *  iterations in it, which would take minutes to check.
  *
  *  @param file        path; NULL gives NULL
  *  @param passPhrase  terminated text; NULL stands for a file without a pass phrase
@@ -41,7 +41,7 @@ struct evp_pkey_st *readKeyPairFromPfx(const char *file, const char *passPhrase)
 /** Decrypts with the private key of a PKCS#12 file, RSA with PKCS#1 v1.5 padding (RFC 8017, 7.2.2).
  *
  *  Some releases of OpenSSL answer a cipher text with broken padding with random bytes instead of a failure, so a
- * result proves nothing about who sent it.
+ *  result proves nothing about who sent it.
  *
  *  @param in          cipher text, @p inLen bytes
  *  @param out         receives the plain text; has room for as many bytes as the key's modulus has
@@ -84,9 +84,9 @@ VosRet UTIL_sha1FromStream(int32_t fd, uint8_t digest[UTIL_SHA1_DIGEST_SIZE]);
  *  @param out     has room for @p inLen + 16 bytes
  *  @param outLen  receives the length of the result
  *  @param enc     1 encrypts, 0 decrypts
- *  @return VOS_RET_OK; VOS_RET_ERROR for NULL pointers, a result of more than 2^32 - 1 bytes, and when OpenSSL cannot be
- *          opened or fails, above all when the padding is wrong after a decryption; @p outLen is untouched then, and @p out
- *          may hold a part of the result
+ *  @return VOS_RET_OK; VOS_RET_ERROR for NULL pointers, a result of more than 2^32 - 1 bytes, and when OpenSSL cannot
+ *          be opened or fails, above all when the padding is wrong after a decryption; @p outLen is untouched then, and
+ *          @p out may hold a part of the result
  */
 VosRet UTIL_aes128CbcBufferEncrypt(const uint8_t key[UTIL_AES128_SIZE], const uint8_t iv[UTIL_AES128_SIZE],
                                    const uint8_t *in, uint32_t inLen, uint8_t *out, uint32_t *outLen, int enc);

@@ -3,7 +3,7 @@
  *  option lists and run-time paths.
  *
  *  No state is kept: every function may be called from any thread, and no parser changes the caller's text. Texts end
- * in NUL. Results that are new allocations are freed by the caller with vosMem_free.
+ *  in NUL. Results that are new allocations are freed by the caller with vosMem_free.
  */
 #ifndef VOS_TEXT_H
 #define VOS_TEXT_H
@@ -17,7 +17,7 @@ VOS_BEGIN_DECLS
  *  @{ */
 
 /** Copies @p src into @p dest of @p dlen bytes, cut to dlen - 1 characters; what is left of @p dest is zeroed. Nothing
- * is written for NULL or a @p dlen below 1. Returns @p dest. */
+ *  is written for NULL or a @p dlen below 1. Returns @p dest. */
 char *util_strncpy(const char *func, uint32_t line, char *dest, const char *src, int32_t dlen);
 
 /** Appends @p src to the text in @p dest of @p dlen bytes, cut to what fits. Nothing is written for NULL, for a @p dlen
@@ -58,7 +58,7 @@ void util_strToLower(char *s); /**< lower case in place, C locale bytes; NULL do
 /** A lower-case copy; NULL for NULL and when memory is short. */
 char *util_strDupLower(const char *s);
 
-/** Upper case of 'b' to 'y' only, in place: 'a' and 'z' stay, as callers know it. Stops after 256 characters. */
+/** Upper case of 'b' to 'y' only, in place: 'a' and 'z' stay. Stops after 256 characters. */
 void UTIL_str2Upper(char *s);
 
 void util_strTrimL(char *s); /**< removes white space (isspace(3) of the C locale) from the front; NULL does nothing */
@@ -130,7 +130,7 @@ VosRet util_atmVpiVciNumToStr(int32_t vpi, int32_t vci, char *buf, uint32_t len)
 bool util_isValidMacAddress(const char *s);
 
 /** Reads a MAC address into 6 bytes. Only ':' separates: an address with '-' passes util_isValidMacAddress() and
- *  converts wrongly here, as callers know it.
+ *  converts wrongly here.
  *
  *  @return VOS_RET_OK; VOS_RET_BAD_ARG for NULL; VOS_RET_BAD_VALUE; VOS_RET_NO_RESOURCE
  */
@@ -148,14 +148,14 @@ enum { UTIL_URL_HTTP = 0, UTIL_URL_HTTPS = 1, UTIL_URL_FTP = 2, UTIL_URL_TFTP = 
 
 /** Takes a URL "scheme://host[:port][/path]" apart; the host may be an IPv6 literal in brackets (RFC 3986).
  *
- *  A scheme of more than 16 characters ends the process (abort), as callers know it.
+ *  A scheme of more than 16 characters ends the process (abort).
  *
  *  @param proto  receives UTIL_URL_…
  *  @param host   receives a new allocation, without brackets; NULL on failure
  *  @param port   receives the port modulo 65536, 0 where the URL names none
  *  @param path   receives a new allocation, "/" where the URL names none; NULL on failure
  *  @return VOS_RET_OK; VOS_RET_BAD_ARG for NULL, a malformed URL, a host or path of 1024 characters or more and a port
- * of 16 digits or more; VOS_RET_NO_RESOURCE
+ *          of 16 digits or more; VOS_RET_NO_RESOURCE
  */
 VosRet util_parseUrl(const char *url, uint32_t *proto, char **host, uint16_t *port, char **path);
 

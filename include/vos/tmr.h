@@ -5,8 +5,8 @@
  *  which they are due, events of the same time in the order in which they were set. The list owns its events.
  *
  *  A list belongs to one thread; callbacks run in the thread that calls utilTmr_executeExpiredEvents() and must not
- * throw. A callback may set, replace, cancel and flush events of its own list, also the ones that are about to run, and
- * may run expired events itself or clean up the list.
+ *  throw. A callback may set, replace, cancel and flush events of its own list, also the ones that are about to run,
+ *  and may run expired events itself or clean up the list.
  *
  *  A NULL handle, callback or output pointer gives VOS_RET_BAD_ARG, 0 or false by the type of the result; calls without
  *  a result do nothing.
@@ -56,8 +56,8 @@ VOS_BEGIN_DECLS
  */
 VosRet utilTmr_init(void **tmrHandle);
 
-/** Frees every event and the list and sets *@p tmrHandle to NULL. A callback of the list may do so
- * too: no other runs then. */
+/** Frees every event and the list and sets *@p tmrHandle to NULL. A callback of the list may do so too: no other runs
+ *  then. */
 void utilTmr_cleanup(void **tmrHandle);
 
 /** Frees every event without running it. */
@@ -84,7 +84,7 @@ void utilTmr_cancel(void *tmrHandle, UtilTmrFunc func, void *ctxData);
 VosRet utilTmr_replaceIfSooner(void *tmrHandle, UtilTmrFunc func, void *ctxData, uint32_t ms, const char *name);
 
 /** Whole milliseconds until the soonest event is due, cut, 0 when less than one is left: one more is the time-out for
- * the caller's poll, which would spin through the last fraction otherwise.
+ *  the caller's poll, which would spin through the last fraction otherwise.
  *
  *  @return VOS_RET_OK; VOS_RET_NOTHING_FOUND for an empty list, *@p ms is 0xFFFFFFFF then
  */

@@ -33,8 +33,8 @@ int utf8_mbstowcs(uint32_t *units, const uint8_t *text, int32_t count);
  */
 int utf8_wctomb(uint8_t *out, uint32_t unit, int32_t room);
 
-/** Encodes units up to a 0. Units below 0x80 take no room, which callers rely on: @p out holds one byte for each of
- * them beside @p room bytes for the others. A unit that does not fit is skipped and takes one byte of the room.
+/** Encodes units up to a 0. Units below 0x80 take no room: @p out holds one byte for each of them beside @p room bytes
+ *  for the others. A unit that does not fit is skipped and takes one byte of the room.
  *
  *  @return bytes written; no terminator is written
  */

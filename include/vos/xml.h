@@ -22,7 +22,7 @@
 typedef struct XmlContext XmlContext;
 
 /** What the tokenizer reports; NULL callbacks are skipped, none may throw. Texts are not terminated and live until the
- * callback returns. */
+ *  callback returns. */
 typedef struct {
     void (*tagBegin)(XmlContext *ctx, const char *name, uint32_t len);               /**< start tag */
     void (*attrName)(XmlContext *ctx, const char *name, uint32_t len);               /**< attribute */
@@ -58,7 +58,7 @@ VOS_STATIC_ASSERT(offsetof(XmlNamespace, uri) == 16, "callers lay out the tables
 #define XML_ANY_NAMESPACE ((const XmlNamespace *)UINTPTR_MAX)
 
 /** An element or attribute; a table ends with a NULL name, and the first row that matches counts. A prefixed name
- *  matches a row with a namespace when that namespace has been bound, whatever the prefix; callers rely on it. */
+ *  matches a row with a namespace when that namespace has been bound, whatever the prefix. */
 typedef struct XmlNode {
     const XmlNamespace *ns; /**< namespace that a prefixed name must have; NULL or XML_ANY_NAMESPACE: any */
     const char *name;       /**< local name */
@@ -98,7 +98,7 @@ void xmlClose(XmlContext *ctx);
  *
  *  The result tells whether the root element was closed, nothing else: unknown names are skipped and handlers' errors
  *  change nothing. A file is read in chunks of 4096 bytes of which each must close the root element, so its root
- *  element ends within the first 4096 bytes; callers rely on the limit.
+ *  element ends within the first 4096 bytes.
  *
  *  @return 0; 1 for a document that does not end or nests too deep, an unreadable file, missing tables, and when both
  *          or none of @p path and @p data are given

@@ -1,6 +1,5 @@
 // Cuts a stream of pieces into the 64-byte blocks that MD5 and SHA-256 work on.
-#ifndef VOS_INTERNAL_BLOCK_BUFFER_H
-#define VOS_INTERNAL_BLOCK_BUFFER_H
+#pragma once
 
 #include <algorithm>
 #include <cstddef>
@@ -13,7 +12,7 @@ constexpr size_t kDigestBlockSize = 64;
 constexpr size_t kDigestLengthSize = 8;  // the message length in bits that ends the padding
 
 /** Adds `len` bytes to a buffer that holds `fill` of them and hands every whole block to `transform(data, blocks)`,
- * those inside `data` in one run. Returns the new fill. */
+ *  those inside `data` in one run. Returns the new fill. */
 template <typename Transform>
 size_t feedBlocks(uint8_t *buffer, size_t fill, const uint8_t *data, size_t len, Transform transform) {
     if (fill != 0) {
@@ -65,5 +64,3 @@ void storeBig(uint8_t *out, T value) {
 }
 
 }  // namespace vos
-
-#endif

@@ -1,6 +1,5 @@
 // Bounded reading and building of byte strings. Every byte that comes from outside passes through ByteReader.
-#ifndef VOS_INTERNAL_BYTES_H
-#define VOS_INTERNAL_BYTES_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -139,5 +138,3 @@ class ByteWriter {
 };
 
 }  // namespace vos
-
-#endif

@@ -1,7 +1,6 @@
 // Error texts of code that runs between fork and exec: straight to standard error, without allocation and without the
 // stream's lock, which another thread of the parent may hold.
-#ifndef VOS_INTERNAL_CHILD_ERROR_H
-#define VOS_INTERNAL_CHILD_ERROR_H
+#pragma once
 
 #include <unistd.h>
 #include <algorithm>
@@ -40,5 +39,3 @@ inline const char *errorText(int error) {
 }
 
 }  // namespace vos
-
-#endif

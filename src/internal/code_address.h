@@ -1,6 +1,5 @@
 // Whether an address out of a message may be called.
-#ifndef VOS_INTERNAL_CODE_ADDRESS_H
-#define VOS_INTERNAL_CODE_ADDRESS_H
+#pragma once
 
 #include <link.h>
 
@@ -10,7 +9,7 @@
 namespace vos {
 
 /** Whether an address lies in a code segment of the program or of one of its libraries. Senders are other processes:
- * one that was restarted or built anew must not send this one into the void.
+ *  one that was restarted or built anew must not send this one into the void.
  */
 inline bool isCode(uintptr_t address) {
     const auto holdsIt = [](dl_phdr_info *object, size_t, void *data) {
@@ -28,5 +27,3 @@ inline bool isCode(uintptr_t address) {
 }
 
 }  // namespace vos
-
-#endif

@@ -1,6 +1,5 @@
 // Builds a text in a buffer of fixed size without printf; what does not fit is cut.
-#ifndef VOS_INTERNAL_CUT_TEXT_H
-#define VOS_INTERNAL_CUT_TEXT_H
+#pragma once
 
 #include <algorithm>
 #include <cstdarg>
@@ -21,7 +20,7 @@ class CutText {
     CutText &operator=(const CutText &) = delete;
     ~CutText() { *next_ = '\0'; }
 
-    // Copied while the end is looked for: names are short, and callers count nanoseconds.
+    // Copied while the end is looked for: names are short, and the call takes nanoseconds.
     CutText &text(const char *part) {
         while (*part != '\0' && next_ != last_) {
             *next_++ = *part++;
@@ -68,5 +67,3 @@ class CutText {
 };
 
 }  // namespace vos
-
-#endif

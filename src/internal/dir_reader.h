@@ -1,6 +1,5 @@
 // Names in a directory, read with a buffer on the stack: no allocation, so it also serves between fork and exec.
-#ifndef VOS_INTERNAL_DIR_READER_H
-#define VOS_INTERNAL_DIR_READER_H
+#pragma once
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -63,5 +62,3 @@ class DirReader {
 };
 
 }  // namespace vos
-
-#endif

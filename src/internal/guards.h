@@ -1,6 +1,5 @@
 // Resource guards of the library: descriptors, streams, memory-manager blocks and a general one for everything else.
-#ifndef VOS_INTERNAL_GUARDS_H
-#define VOS_INTERNAL_GUARDS_H
+#pragma once
 
 #include <unistd.h>
 #include <cerrno>
@@ -133,5 +132,3 @@ class Scope {
 };
 
 }  // namespace vos
-
-#endif

@@ -1,6 +1,5 @@
 // A shared library that is opened when it is first needed: a process that never needs it has none of its pages.
-#ifndef VOS_INTERNAL_LATE_LIBRARY_H
-#define VOS_INTERNAL_LATE_LIBRARY_H
+#pragma once
 
 #include <dlfcn.h>
 #include <pthread.h>
@@ -15,11 +14,11 @@ namespace vos {
 class LateLibrary {
   public:
     /** Opens the library and writes the addresses of its functions, one behind the other, to `table`; does nothing when
-     * that was done before. `names` holds the functions' names, each with its NUL, and an empty one at the end: a table
-     * of pointers to them would have to be relocated at load.
+     *  that was done before. `names` holds the functions' names, each with its NUL, and an empty one at the end: a
+     *  table of pointers to them would have to be relocated at load.
      *
-     * A failure is reported and tried again at the next call, because descriptors or memory may have been short. The
-     * library is never closed: it may have handlers that run at exit, and others in the process may use it. */
+     *  A failure is reported and tried again at the next call, because descriptors or memory may have been short. The
+     *  library is never closed: it may have handlers that run at exit, and others in the process may use it. */
     template <typename Table>
     bool bind(const char *soname, const char *names, Table &table) {
         if (bound_.load(std::memory_order_acquire)) {
@@ -62,5 +61,3 @@ class LateLibrary {
 };
 
 }  // namespace vos
-
-#endif

@@ -1,6 +1,5 @@
 // The one way to make a message.
-#ifndef VOS_INTERNAL_MESSAGE_H
-#define VOS_INTERNAL_MESSAGE_H
+#pragma once
 
 #include <cstring>
 #include <span>
@@ -44,5 +43,3 @@ inline MemPtr<VosMsgHeader> makeMessage(const VosMsgHeader &header, std::span<co
 }
 
 }  // namespace vos
-
-#endif

@@ -1,7 +1,6 @@
 // What the library calls inside instead of its own exported names that carry no prefix of ours: in a program that is
 // linked with libvos.a and has a parseArgs or a hashmap_create itself, those names are the program's.
-#ifndef VOS_INTERNAL_OWN_NAMES_H
-#define VOS_INTERNAL_OWN_NAMES_H
+#pragma once
 
 #include "vos/hashmap.h"
 #include "vos/list.h"
@@ -45,5 +44,3 @@ char *String_Copy(const char *text, int32_t len);
 char *EncodeToUTF8(const char *gb);
 
 }  // namespace vos::own
-
-#endif

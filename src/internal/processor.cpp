@@ -31,15 +31,15 @@ unsigned ask() {
     const unsigned basic = ecx;
     const bool hasLeaf7 = __get_cpuid_count(7, 0, &eax, &ebx, &ecx, &edx) != 0;
     constexpr unsigned kForSha = bit_SSSE3 | bit_SSE4_1;
-    return kAsked | maskIf((basic & bit_SSSE3) != 0, Feature::byteShuffle) |
-           maskIf((basic & bit_PCLMUL) != 0, Feature::carrylessProduct) |
-           maskIf((basic & kForSha) == kForSha && hasLeaf7 && (ebx & bit_SHA) != 0, Feature::sha256);
+    return kAsked | maskIf((basic & bit_SSSE3) != 0, Feature::kByteShuffle) |
+           maskIf((basic & bit_PCLMUL) != 0, Feature::kCarrylessProduct) |
+           maskIf((basic & kForSha) == kForSha && hasLeaf7 && (ebx & bit_SHA) != 0, Feature::kSha256);
 #elif defined(__aarch64__)
     constexpr unsigned long kHwcapSha2 = 1UL << 6;
     constexpr unsigned long kHwcapCrc32 = 1UL << 7;
     const unsigned long offered = getauxval(AT_HWCAP);
-    return kAsked | maskIf((offered & kHwcapCrc32) != 0, Feature::crc32) |
-           maskIf((offered & kHwcapSha2) != 0, Feature::sha256);
+    return kAsked | maskIf((offered & kHwcapCrc32) != 0, Feature::kCrc32) |
+           maskIf((offered & kHwcapSha2) != 0, Feature::kSha256);
 #else
     return kAsked;
 #endif

@@ -1,18 +1,15 @@
 // What the processor offers beyond its architecture's base, found out once for each process.
-#ifndef VOS_INTERNAL_PROCESSOR_H
-#define VOS_INTERNAL_PROCESSOR_H
+#pragma once
 
 namespace vos {
 
 enum class Feature : unsigned {
-    byteShuffle = 1,       // x86: SSSE3
-    carrylessProduct = 2,  // x86: PCLMULQDQ
-    crc32 = 4,             // 64-bit Arm: CRC32
-    sha256 = 8             // x86: SHA with SSSE3 and SSE4.1; 64-bit Arm: SHA2
+    kByteShuffle = 1,       // x86: SSSE3
+    kCarrylessProduct = 2,  // x86: PCLMULQDQ
+    kCrc32 = 4,             // 64-bit Arm: CRC32
+    kSha256 = 8             // x86: SHA with SSSE3 and SSE4.1; 64-bit Arm: SHA2
 };
 
 bool processorHas(Feature feature);
 
 }  // namespace vos
-
-#endif

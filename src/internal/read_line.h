@@ -1,6 +1,5 @@
 // Lines of a file through a buffer of fixed size.
-#ifndef VOS_INTERNAL_READ_LINE_H
-#define VOS_INTERNAL_READ_LINE_H
+#pragma once
 
 #include <cstdio>
 #include <cstring>
@@ -36,5 +35,3 @@ inline Line readLine(FILE *file, char *line, size_t size) {
 }
 
 }  // namespace vos
-
-#endif

@@ -1,7 +1,6 @@
 // Regular files below directories that others may write to: what a neighbour puts in their place is never followed,
 // waited for or written to.
-#ifndef VOS_INTERNAL_REGULAR_FILE_H
-#define VOS_INTERNAL_REGULAR_FILE_H
+#pragma once
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -36,5 +35,3 @@ inline UniqueFd openOrMakeRegular(int directory, const char *name, int flags) {
 }
 
 }  // namespace vos
-
-#endif

@@ -1,6 +1,5 @@
 // A part of a text. std::string_view::substr() checks its position by throwing, which would need the C++ runtime.
-#ifndef VOS_INTERNAL_SLICE_H
-#define VOS_INTERNAL_SLICE_H
+#pragma once
 
 #include <algorithm>
 #include <string_view>
@@ -19,5 +18,3 @@ constexpr bool startsWith(std::string_view text, std::string_view prefix) {
 }
 
 }  // namespace vos
-
-#endif

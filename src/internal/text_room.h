@@ -1,6 +1,5 @@
 // Sizes of callers' text buffers, which travel as unsigned words, for the copies that take signed ones.
-#ifndef VOS_INTERNAL_TEXT_ROOM_H
-#define VOS_INTERNAL_TEXT_ROOM_H
+#pragma once
 
 #include <cstdint>
 
@@ -12,5 +11,3 @@ constexpr int32_t textRoom(uint32_t size) {
 }
 
 }  // namespace vos
-
-#endif

@@ -180,7 +180,7 @@ VOS_OPEN_NAME VosRet hashmap_getAllKey(const HashMap *map, char *buf, uint32_t b
     const uint32_t buckets = std::min(bucketsToScan, map->bucketCount);
     for (uint32_t bucket = 0; bucket < buckets; bucket++) {
         for (const ListEntry *entry = map->keyChains[bucket]; entry != nullptr; entry = entry->next) {
-            // Callers know the list by its missing commas between the keys of the first bucket.
+            // Contract: no comma stands between the keys of the first bucket.
             if (bucket != 0) {
                 util_strncat(__func__, __LINE__, buf, ",", room);
             }

@@ -85,7 +85,7 @@ uint32_t UTIL_calCpuOccupy(const UtilCpuOccupy *older, const UtilCpuOccupy *newe
         return 0;
     }
     const uint64_t busy = total - (newer->idle - older->idle);
-    // Callers know the product as a signed 32-bit number; the percentage of very long intervals is off by that.
+    // Contract: the product is a signed 32-bit number; the percentage of very long intervals is off by that.
     const auto product = static_cast<int32_t>(100 * busy);
     return static_cast<uint32_t>(product / static_cast<int64_t>(total));
 }

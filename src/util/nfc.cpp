@@ -175,7 +175,7 @@ void UTIL_nfcGetNdefPayload(const uint8_t *buffer, uint8_t *payloadOut, uint32_t
     *payloadLen = buffer[kPayloadLengthOffset];
     memcpy(typeOut, buffer + kTypeOffset, *typeLen);
     typeOut[*typeLen] = '\0';
-    // Callers rely on the fixed offset, which is right for one-character types only.
+    // Contract: the offset is fixed, which is right for one-character types only.
     memcpy(payloadOut, buffer + kUriPayloadOffset, *payloadLen);
 }
 

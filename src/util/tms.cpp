@@ -64,7 +64,7 @@ VosRet utilTms_getDaysHoursMinutesSeconds(uint32_t seconds, char *buf, uint32_t 
         return VOS_RET_NO_RESOURCE;
     }
     memset(buf, 0, len);
-    // Callers rely on the last byte of the buffer staying zero, whatever that costs the text.
+    // Contract: the last byte of the buffer stays zero, whatever that costs the text.
     const int length = snprintf(buf, len - 1, "%uD %uH %uM %uS", seconds / 86400, seconds % 86400 / 3600,
                                 seconds % 3600 / 60, seconds % 60);
     return static_cast<uint32_t>(length) < len ? VOS_RET_OK : VOS_RET_NO_RESOURCE;

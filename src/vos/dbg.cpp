@@ -5,6 +5,6 @@ void utilAst_assertFunc(const char *file, int line, const char *exprText, int co
     if (condition != 0 || access(VOS_DBG_GATE_FILE, F_OK) != 0) {
         return;
     }
-    // Log scanners of callers rely on this fixed location, not on the line of this call.
+    // Contract: log scanners look for this fixed location, not for that of this call.
     syslog(LOG_ERR, "[%s:%d]: assertion \"%s\" failed at %s:%d", "utilAst_assertFunc", 9, exprText, file, line);
 }

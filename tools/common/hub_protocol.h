@@ -27,10 +27,10 @@ enum : uint32_t {
 
 /** What happened to the copied message. */
 enum class Verdict : uint32_t {
-    delivered,     // queued for its destination
-    toHub,         // a request or event for the hub itself
-    fromHub,       // built by the hub
-    noDestination  // nobody holds the id: answered with VOS_RET_PEER_GONE or dropped
+    kDelivered,     // queued for its destination
+    kToHub,         // a request or event for the hub itself
+    kFromHub,       // built by the hub
+    kNoDestination  // nobody holds the id: answered with VOS_RET_PEER_GONE or dropped
 };
 
 struct MonitorRecord {

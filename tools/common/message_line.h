@@ -20,7 +20,7 @@ std::string printable(std::string_view text);
 std::string printable(std::span<const std::byte> bytes);
 
 /** "12:34:56.789012 VOS_MSG_REBOOT snmpd(4) -> hubd(20) request word=0 len=5 [to hub] 68 65 6c 6c 6f |hello|", without
- * a line feed. The first 16 payload bytes are shown; an empty name leaves the number. */
+ *  a line feed. The first 16 payload bytes are shown; an empty name leaves the number. */
 std::string messageLine(uint64_t realtimeNs, const VosMsgHeader &header, std::span<const std::byte> payload,
                         hubproto::Verdict verdict, std::string_view srcName, std::string_view dstName);
 

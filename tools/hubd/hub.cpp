@@ -8,7 +8,7 @@
 #include <new>
 
 #include "clock.h"
-#include "log.h"
+#include "report.h"
 
 namespace hubd {
 

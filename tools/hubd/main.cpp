@@ -11,8 +11,8 @@
 #include "common/standard_descriptors.h"
 #include "hub.h"
 #include "listener.h"
-#include "log.h"
 #include "readiness.h"
+#include "report.h"
 
 namespace {
 

@@ -13,7 +13,7 @@
 #include <string_view>
 
 #include "internal/guards.h"
-#include "log.h"
+#include "report.h"
 
 namespace hubd {
 

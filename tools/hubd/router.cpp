@@ -61,7 +61,7 @@ bool Router::route(Client &from, const Frame &frame) {
     }
     if (observers_.active()) [[unlikely]] {
         Payload payload{frame.payload(), frame.block};
-        observers_.observe(header, payload, hubproto::Verdict::delivered);
+        observers_.observe(header, payload, hubproto::Verdict::kDelivered);
     }
     follow(from, *to, header);
     if (joins) {
@@ -108,7 +108,7 @@ void Router::runFailed() {
 void Router::undeliverable(Client &from, const Frame &frame) {
     if (observers_.active()) {
         Payload payload{frame.payload(), frame.block};
-        observers_.observe(frame.header, payload, hubproto::Verdict::noDestination);
+        observers_.observe(frame.header, payload, hubproto::Verdict::kNoDestination);
     }
     if (isRequest(frame.header.flags)) {
         counters_.peerGoneReplies++;
@@ -122,7 +122,7 @@ void Router::sendOwn(Client &to, VosMsgHeader header, Payload &payload) {
     work_ += 1 + unitsOf(payload.bytes().size() < kLongPayload ? payload.bytes().size() : 0);
     header.dataLength = static_cast<uint32_t>(payload.bytes().size());
     if (observers_.active()) {
-        observers_.observe(header, payload, hubproto::Verdict::fromHub);
+        observers_.observe(header, payload, hubproto::Verdict::kFromHub);
     }
     outbox_.deliver(to, std::as_bytes(std::span{&header, 1}), payload);
 }

@@ -9,7 +9,7 @@
 
 #include "clock.h"
 #include "internal/bytes.h"
-#include "log.h"
+#include "report.h"
 
 namespace hubd {
 
@@ -106,7 +106,7 @@ void Services::handle(Client &from, const Frame &frame) {
     router_.flush();
     if (observers_.active()) {
         Payload payload{frame.payload(), frame.block};
-        observers_.observe(frame.header, payload, hubproto::Verdict::toHub);
+        observers_.observe(frame.header, payload, hubproto::Verdict::kToHub);
     }
     const uint16_t flags = frame.header.flags;
     if ((flags & VOS_MSG_FLAG_RESPONSE) != 0) {

@@ -12,7 +12,7 @@
 #include <cstring>
 
 #include "clock.h"
-#include "log.h"
+#include "report.h"
 
 namespace hubd {
 

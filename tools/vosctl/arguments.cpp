@@ -30,7 +30,7 @@ Bytes parseHex(const std::string &text) {
         uint8_t value = 0;
         const auto [end, error] = std::from_chars(pair.data(), pair.data() + pair.size(), value, 16);
         if (error != std::errc{} || end != pair.data() + 2) {
-            throw Failure{"--hex needs pairs of hexadecimal digits, not '" + text + "'", Exit::usage};
+            throw Failure{"--hex needs pairs of hexadecimal digits, not '" + text + "'", Exit::kUsage};
         }
         bytes.push_back(std::byte{value});
     }
@@ -73,7 +73,7 @@ uint32_t parseType(const std::string &text) {
     if (const auto type = msgnames::typeByName(text)) {
         return *type;
     }
-    throw Failure{"unknown message type '" + text + "'; give a number or a VOS_MSG_ name", Exit::usage};
+    throw Failure{"unknown message type '" + text + "'; give a number or a VOS_MSG_ name", Exit::kUsage};
 }
 
 CLI::Option *addEntity(CLI::App &app, const std::string &name, std::string &value) {

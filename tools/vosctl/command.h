@@ -16,12 +16,12 @@
 namespace vosctl {
 
 /** Exit statuses: 0 success, 1 the work failed, 2 the command line is wrong. */
-enum class Exit { failed = 1, usage = 2 };
+enum class Exit { kFailed = 1, kUsage = 2 };
 
 /** Ends the command with one line on standard error that says what to do. */
 struct Failure {
     std::string text;
-    Exit status = Exit::failed;
+    Exit status = Exit::kFailed;
 };
 
 struct Command {

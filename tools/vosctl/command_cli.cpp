@@ -60,7 +60,7 @@ void printOutput(const std::string &daemon) {
 void run(const Options &options) {
     if (options.words.size() > UTIL_CLI_MAX_ARGS) {
         throw vosctl::Failure{"a command line has " + std::to_string(UTIL_CLI_MAX_ARGS) + " words at most",
-                              vosctl::Exit::usage};
+                              vosctl::Exit::kUsage};
     }
     vosctl::Hub hub{options.timeoutMs};
     const vosctl::Entity daemon = hub.find(options.entity);

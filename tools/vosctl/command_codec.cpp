@@ -317,7 +317,7 @@ struct Options {
 
 void run(const Codec &codec, const Options &options) {
     if (options.decode && codec.decode == nullptr) {
-        throw Failure{std::string{codec.name} + " cannot be decoded", vosctl::Exit::usage};
+        throw Failure{std::string{codec.name} + " cannot be decoded", vosctl::Exit::kUsage};
     }
     Input input{options.file};
     (options.decode ? codec.decode : codec.encode)(input);

@@ -63,7 +63,7 @@ std::optional<uint32_t> valueOf(std::span<const Named> names, const char *what, 
     if (const auto number = vosctl::parseNumber(text)) {
         return number;
     }
-    throw Failure{std::string{"unknown "} + what + " '" + text + "'; give " + choice + " or a number", Exit::usage};
+    throw Failure{std::string{"unknown "} + what + " '" + text + "'; give " + choice + " or a number", Exit::kUsage};
 }
 
 /** The entity id behind the name of a log: from the name itself, the entity table or the hub; 0 for an unknown one. */
@@ -174,7 +174,7 @@ void run(const Options &options) {
         return showAll();
     }
     if (options.app.empty()) {
-        throw Failure{"give the name or number of a daemon, or --all", Exit::usage};
+        throw Failure{"give the name or number of a daemon, or --all", Exit::kUsage};
     }
     const vosctl::LogChange change{.level = valueOf(kLevels, "level", options.level),
                                    .destination = valueOf(kDestinations, "destination", options.destination),

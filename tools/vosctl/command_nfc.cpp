@@ -57,11 +57,11 @@ void setUpWifi(CLI::App &app, const std::shared_ptr<Options> &options) {
         if (options->ssid.size() > kMaxSsid) {
             throw vosctl::Failure{
                 "a network name has at most 32 bytes; this one has " + std::to_string(options->ssid.size()),
-                vosctl::Exit::usage};
+                vosctl::Exit::kUsage};
         }
         if (options->ssid.size() + options->key.size() > kMaxTexts) {
             throw vosctl::Failure{"name and key are longer than a tag holds; give at most 221 characters in all",
-                                  vosctl::Exit::usage};
+                                  vosctl::Exit::kUsage};
         }
         uint8_t *buffer = nullptr;
         uint32_t length = 0;
@@ -78,7 +78,7 @@ void setUpUrl(CLI::App &app, const std::shared_ptr<Options> &options) {
         constexpr size_t kMaxUrl = 254;  // a short record's 255 bytes without the code in front of the address
         if (options->url.size() > kMaxUrl) {
             throw vosctl::Failure{"the address is longer than a tag holds; give at most 254 characters",
-                                  vosctl::Exit::usage};
+                                  vosctl::Exit::kUsage};
         }
         uint8_t *buffer = nullptr;
         uint32_t length = 0;

@@ -22,8 +22,8 @@ uint64_t realtimeNs() {
 }
 
 void print(const VosMsgHeader &event) {
-    const std::string line =
-        msgline::messageLine(realtimeNs(), event, vosctl::payloadOf(event), hubproto::Verdict::delivered, "", "vosctl");
+    const std::string line = msgline::messageLine(realtimeNs(), event, vosctl::payloadOf(event),
+                                                  hubproto::Verdict::kDelivered, "", "vosctl");
     printf("%s\n", line.c_str());
     vosctl::flushOutput();
 }

@@ -27,7 +27,7 @@ vosctl::MessagePtr build(const Options &options, uint16_t flags, std::unique_ptr
     const vosctl::Bytes payload = options.payload.read();
     if (options.srpc && payload.size() < kSrpcHead) {
         throw vosctl::Failure{"--srpc needs at least " + std::to_string(kSrpcHead) + " bytes of payload",
-                              vosctl::Exit::usage};
+                              vosctl::Exit::kUsage};
     }
     hub = std::make_unique<vosctl::Hub>(options.timeoutMs);
     peer = hub->find(options.entity);

@@ -40,11 +40,11 @@ void run(const Options &options) {
     if (!util_isValidIpAddress(overIpv6 ? AF_INET6 : AF_INET, server.c_str()) ||
         server.find('/') != std::string::npos) {
         throw vosctl::Failure{"'" + server + "' is no IP address; give the server's address with --server",
-                              vosctl::Exit::usage};
+                              vosctl::Exit::kUsage};
     }
     if (options.ipv6 && !overIpv6) {
         throw vosctl::Failure{"IPv6 addresses are asked for over IPv6 only; give an IPv6 server with --server",
-                              vosctl::Exit::usage};
+                              vosctl::Exit::kUsage};
     }
     if (!options.interface.empty() && if_nametoindex(options.interface.c_str()) == 0) {
         throw vosctl::Failure{"there is no interface '" + options.interface + "'; 'vosctl if' lists them"};

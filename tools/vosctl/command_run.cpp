@@ -66,7 +66,7 @@ std::string joined(const std::vector<std::string> &words) {
         if (word.empty() || word.find_first_of(" \t") != std::string::npos) {
             throw vosctl::Failure{
                 "'" + word + "' cannot be handed on: arguments are split at blanks; put it in a script",
-                vosctl::Exit::usage};
+                vosctl::Exit::kUsage};
         }
         text += (text.empty() ? "" : " ") + word;
     }

@@ -24,7 +24,7 @@ std::string commandPath(const CLI::App &app) {
 }
 
 int fail(const CLI::App &app, const std::string &text, vosctl::Exit status) {
-    const std::string advice = status == vosctl::Exit::usage ? "; see '" + commandPath(app) + " --help'" : "";
+    const std::string advice = status == vosctl::Exit::kUsage ? "; see '" + commandPath(app) + " --help'" : "";
     fprintf(stderr, "vosctl: %s%s\n", text.c_str(), advice.c_str());
     return static_cast<int>(status);
 }
@@ -60,13 +60,13 @@ int main(int argc, char **argv) {
     } catch (const CLI::ParseError &error) {
         const bool unknown = app.get_subcommands().empty() && app.remaining_size() > 0;
         return fail(app, unknown ? "unknown command or option '" + app.remaining().front() + "'" : error.what(),
-                    vosctl::Exit::usage);
+                    vosctl::Exit::kUsage);
     } catch (const vosctl::Failure &failure) {
         return fail(app, failure.text, failure.status);
     } catch (const std::bad_alloc &) {
-        return fail(app, "out of memory", vosctl::Exit::failed);
+        return fail(app, "out of memory", vosctl::Exit::kFailed);
     } catch (const std::exception &error) {
-        return fail(app, error.what(), vosctl::Exit::failed);
+        return fail(app, error.what(), vosctl::Exit::kFailed);
     }
     return 0;
 }

@@ -27,9 +27,9 @@ inline Clock::time_point after(std::chrono::nanoseconds wait) {
 /** The requests of one loop that have no reply yet.
  *
  *  Nothing on the wire tells the late reply to one request from the reply to the next one of its kind. A peer answers
- * in order, so a request that ended without its reply leaves a mark, and the next reply of its kind is taken for the
- * late one. A peer that dropped a request altogether would be a reply behind for ever; so a request that runs out of
- * time although a reply was taken for a late one meanwhile leaves no mark. A peer that came back leaves none either.
+ *  in order, so a request that ended without its reply leaves a mark, and the next reply of its kind is taken for the
+ *  late one. A peer that dropped a request altogether would be a reply behind for ever; so a request that runs out of
+ *  time although a reply was taken for a late one meanwhile leaves no mark. A peer that came back leaves none either.
  */
 class Calls {
   public:

@@ -14,7 +14,7 @@ namespace vos {
  *
  *  It begins with start() or detach(). An exception that it does not catch comes out of these or, later, out of the
  *  loop's turn. Going away ends it where it waits and cancels the request; a detached one owns itself, to its end or
- * its loop's. What its parameters refer to must live as long.
+ *  its loop's. What its parameters refer to must live as long.
  */
 class [[nodiscard]] Flow {
   public:

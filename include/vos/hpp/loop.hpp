@@ -57,8 +57,8 @@ class Timer {
 /** What a daemon waits for, and what it does then.
  *
  *  Belongs to one thread, as its connection does, which must stay where it is. Handlers run one after another in
- * turn(); they may register, cancel and remove anything, themselves too, send blocking requests and run further turns.
- * What they throw comes out of turn() and run(), which may be called again.
+ *  turn(); they may register, cancel and remove anything, themselves too, send blocking requests and run further turns.
+ *  What they throw comes out of turn() and run(), which may be called again.
  */
 class Loop {
   public:
@@ -163,8 +163,8 @@ class Loop {
     /** @name Requests without waiting
      *  A reply belongs to the oldest request of its type to its source; with a procedure or matchWord, of its word too.
      *  The result is what Connection::ask() gives, with these differences: a peer that comes back is asked again and
-     * its answer is the result; VOS_RET_ERROR after 16 times; all end with VOS_RET_PEER_GONE when the hub is gone. The
-     * callback never runs before ask() has returned.
+     *  its answer is the result; VOS_RET_ERROR after 16 times; all end with VOS_RET_PEER_GONE when the hub is gone. The
+     *  callback never runs before ask() has returned.
      *  @{ */
     Call ask(const Ask &ask, Answered done) {
         Call call{calls_.start(hub_.handle(), hub_.build(ask), ask, std::move(done))};
@@ -192,7 +192,7 @@ class Loop {
         }
     }
     /** A delay that the hub keeps, as a message (VOS_MSG_REGISTER_DELAYED_MSG) to this process; one that it does not
-     * take on becomes an after(). */
+     *  take on becomes an after(). */
     void afterMessage(std::chrono::nanoseconds delay, Handler<void()> handler) {
         const uint32_t word = nextDelayed_++;
         put(delayed_, word, std::move(handler));

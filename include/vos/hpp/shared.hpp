@@ -81,7 +81,7 @@ class ProcessLock {
         std::optional<uint32_t> id_;
     };
     /** Takes the lock until the result goes away; waits for ever, or so long and then takes it by force as
-     * vosSem_lock() says.
+     *  vosSem_lock() says.
      *  @{ */
     Result<Held> hold() const { return held(vosSem_lock(id_, nullptr)); }
     Result<Held> hold(std::chrono::nanoseconds patience) const {

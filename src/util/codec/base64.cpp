@@ -66,7 +66,7 @@ uint8_t *UTILs_base64Decode(const char *text, uint32_t *len) {
     }
     size_t done = 0;
     size_t count = 0;
-    // Callers rely on padding inside the text: it ends its group only.
+    // Contract: padding inside the text ends its group only.
     while (done < size) {
         const size_t plain = decodeGroups(text + done, size - done, &bytes[count]);
         done += plain;

@@ -106,11 +106,11 @@ constexpr size_t kRegister = 16;
 }  // namespace
 
 size_t encodeBlocks(const uint8_t *in, size_t size, char *out) {
-    return size >= kRegister && processorHas(Feature::byteShuffle) ? encodeWithShuffle(in, size, out) : 0;
+    return size >= kRegister && processorHas(Feature::kByteShuffle) ? encodeWithShuffle(in, size, out) : 0;
 }
 
 size_t decodeBlocks(const char *text, size_t size, uint8_t *out) {
-    return size >= kRegister && processorHas(Feature::byteShuffle) ? decodeWithShuffle(text, size, out) : 0;
+    return size >= kRegister && processorHas(Feature::kByteShuffle) ? decodeWithShuffle(text, size, out) : 0;
 }
 
 #elif defined(__aarch64__)

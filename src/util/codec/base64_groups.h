@@ -1,6 +1,5 @@
 // The part of base64 that every codec shares: whole groups of three bytes and four characters.
-#ifndef VOS_UTIL_BASE64_GROUPS_H
-#define VOS_UTIL_BASE64_GROUPS_H
+#pragma once
 
 #include <array>
 #include <cstddef>
@@ -34,5 +33,3 @@ size_t decodeBlocks(const char *text, size_t size, uint8_t *out); /**< character
 /** @} */
 
 }  // namespace vos::base64
-
-#endif

@@ -125,8 +125,8 @@ inline __m128i loadBlock(const uint8_t *bytes) {
 }  // namespace
 
 uint32_t run(const uint8_t *bytes, size_t size, uint32_t crc) {
-    return size >= kStride && processorHas(Feature::carrylessProduct) ? withProducts(bytes, size, crc)
-                                                                      : withTables(bytes, size, crc);
+    return size >= kStride && processorHas(Feature::kCarrylessProduct) ? withProducts(bytes, size, crc)
+                                                                       : withTables(bytes, size, crc);
 }
 
 #elif defined(__aarch64__)
@@ -157,7 +157,7 @@ uint32_t withInstructions(const uint8_t *bytes, size_t size, uint32_t crc) {
 }  // namespace
 
 uint32_t run(const uint8_t *bytes, size_t size, uint32_t crc) {
-    return processorHas(Feature::crc32) ? withInstructions(bytes, size, crc) : withTables(bytes, size, crc);
+    return processorHas(Feature::kCrc32) ? withInstructions(bytes, size, crc) : withTables(bytes, size, crc);
 }
 
 #else

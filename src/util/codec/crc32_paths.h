@@ -1,6 +1,5 @@
 // The ways of running the CRC-32 register over bytes. All give the same result.
-#ifndef VOS_UTIL_CRC32_PATHS_H
-#define VOS_UTIL_CRC32_PATHS_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -24,5 +23,3 @@ uint32_t withTables(const uint8_t *bytes, size_t size, uint32_t crc);
 uint32_t run(const uint8_t *bytes, size_t size, uint32_t crc);
 
 }  // namespace vos::crc32
-
-#endif

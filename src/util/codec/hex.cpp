@@ -32,7 +32,7 @@ VosRet parsePair(const char *pair, uint8_t *byte) {
         *byte = static_cast<uint8_t>(high << 4 | low);
         return VOS_RET_OK;
     }
-    // Callers rely on what else a number may look like: a blank or a sign in front of one digit.
+    // Contract: a number may look otherwise too: a blank or a sign in front of one digit.
     const char text[] = {pair[0], pair[1], '\0'};
     uint32_t value = 0;
     const VosRet ret = util_strtoul(text, nullptr, 16, &value);

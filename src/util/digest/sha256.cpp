@@ -15,7 +15,7 @@ constexpr uint32_t kInitialState[8] = {0x6a09e667, 0xbb67ae85, 0x3c6ef372, 0xa54
                                        0x510e527f, 0x9b05688c, 0x1f83d9ab, 0x5be0cd19};
 
 void transformBlocks(Sha256Context *context, const uint8_t *data, size_t blocks) {
-    if (vos::processorHas(vos::Feature::sha256)) {
+    if (vos::processorHas(vos::Feature::kSha256)) {
         vos::sha256BlocksAccelerated(context->state, data, blocks);
     } else {
         vos::sha256BlocksPortable(context->state, data, blocks);

@@ -40,7 +40,7 @@ int decodeName(char *out, ByteReader *reader) {
     int jumps = 0;
     for (uint8_t count = source.u8(); source.ok() && count != 0; count = source.u8()) {
         if (count > kMaxLabel) {
-            // Callers rely on the pointer's low byte alone being the target.
+            // Contract: the pointer's low byte alone is the target.
             const uint8_t target = source.u8();
             if (jumps == 0) {
                 reader->seek(source.position());

@@ -35,8 +35,8 @@ struct Server {
     socklen_t size;
 };
 
-// The server's address; without a text the wildcard address and an ephemeral port. A text that is no address is
-// not noticed before sending fails, or goes to the unspecified IPv6 address; callers know it.
+// The server's address; without a text the wildcard address and an ephemeral port.
+// Contract: a text that is no address is not noticed before sending fails, or means the unspecified IPv6 address.
 Server endpoint(int family, const char *text) {
     Server server{};
     const uint16_t port = htons(text == nullptr ? 0 : kPort);

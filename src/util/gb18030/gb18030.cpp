@@ -379,7 +379,7 @@ VOS_OPEN_NAME char *DecodeFromUTF8(const char *utf8) {
         if (used < 1) {
             return 1;  // a byte that begins no sequence is skipped
         }
-        // Callers rely on the whole text's length being the room of each character.
+        // Contract: the whole text's length is the room of each character.
         const int written = encodeNext(unit, *out, room);
         *out += std::max(written, 0);
         return written < 1 ? 0 : used;

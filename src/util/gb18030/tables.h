@@ -1,6 +1,5 @@
 // Tables between GB18030 codes and Unicode, GB 18030-2005.
-#ifndef VOS_UTIL_GB18030_TABLES_H
-#define VOS_UTIL_GB18030_TABLES_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -22,5 +21,3 @@ extern const uint8_t __ucs_to_gb18030_tab1[kReverseCodes1][2];
 extern const uint8_t __ucs_to_gb18030_tab2[kReverseCodes2][2];
 
 }  // namespace vos
-
-#endif

@@ -1,6 +1,5 @@
 // What both list families do alike: linking, walking, unlinking.
-#ifndef VOS_UTIL_LIST_CORE_H
-#define VOS_UTIL_LIST_CORE_H
+#pragma once
 
 #include <type_traits>
 
@@ -103,12 +102,10 @@ auto takeTail(List *list) -> decltype(list->head) {
     if (holdsOne(*list)) {
         *list = {};
     } else if (place.node != nullptr) {
-        // Callers count on the new tail keeping its link; they clear it themselves.
+        // Contract: the new tail keeps its link; callers clear it themselves.
         list->tail = place.previous;
     }
     return place.node;
 }
 
 }  // namespace vos::listcore
-
-#endif

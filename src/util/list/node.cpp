@@ -57,7 +57,7 @@ VOS_OPEN_NAME ListNode *removeFront(NodeList *list) {
     if (list == nullptr || list->head == nullptr) {
         return nullptr;
     }
-    // Callers count on the tail being left alone; an empty list is known by its head.
+    // Contract: the tail is left alone; an empty list is known by its head.
     return std::exchange(list->head, list->head->next);
 }
 

@@ -38,7 +38,7 @@ VosRet UTIL_pluginSetPluginNameByCustomer(char **name, const char *customer) {
 }
 
 VosRet UTIL_replacePluginGetNamebase(char **name) {
-    // Callers rely on the doubled dot that the empty customer leaves.
+    // Contract: the empty customer leaves a doubled dot.
     return rewrite(name, "");
 }
 

@@ -76,7 +76,7 @@ void writeProduced(int fd, const uint8_t *data, bool ok, int produced) {
     }
 }
 
-// Callers rely on the input being read to its end whatever becomes of the output.
+// Contract: the input is read to its end whatever becomes of the output.
 void convertStream(EVP_CIPHER_CTX *context, bool ok, int inFd, int outFd) {
     vos::SecretBuffer<kReadSize> piece;
     vos::SecretBuffer<kCipherSize> cipher;
@@ -115,7 +115,7 @@ VosRet UTIL_aes128CbcBufferEncrypt(const uint8_t key[UTIL_AES128_SIZE], const ui
 
 VosRet UTIL_aes128CbcStreamEncrypt(const uint8_t key[UTIL_AES128_SIZE], const uint8_t iv[UTIL_AES128_SIZE],
                                    int32_t inFd, int32_t outFd, int enc) {
-    // Callers rely on success whatever becomes of the data.
+    // Contract: the result is success whatever becomes of the data.
     return withCipher(key, iv, enc,
                       [=](EVP_CIPHER_CTX *context, bool ready) { convertStream(context, ready, inFd, outFd); });
 }

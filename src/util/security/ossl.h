@@ -1,6 +1,5 @@
 // What the functions over OpenSSL share. They call libcrypto through a table, which libvos.so fills in at first use.
-#ifndef VOS_UTIL_SECURITY_OSSL_H
-#define VOS_UTIL_SECURITY_OSSL_H
+#pragma once
 
 #include <openssl/bio.h>
 #include <openssl/crypto.h>
@@ -87,7 +86,7 @@ extern OpenSsl openSsl;
 bool bindOpenSsl();
 
 /** The use of libcrypto by one exported function; false where it cannot be opened. Takes the errors that the function
- * adds to OpenSSL's queue away again at its end; older ones stay. One at a time: OpenSSL 1.1 has a single mark. */
+ *  adds to OpenSSL's queue away again at its end; older ones stay. One at a time: OpenSSL 1.1 has a single mark. */
 class OpenSslUse {
   public:
     OpenSslUse() {
@@ -124,5 +123,3 @@ class SecretBuffer {
 };
 
 }  // namespace vos
-
-#endif

@@ -88,7 +88,7 @@ EVP_PKEY *readKeyFile(const char *path, const char *passPhrase) {
 }
 
 EVP_PKEY *readRsaKey(const char *pfxPath, const char *passPhrase) {
-    // Callers rely on the default file being read with its own pass phrase, whatever they pass along.
+    // Contract: the default file is read with its own pass phrase, whatever is passed along.
     EVP_PKEY *key =
         pfxPath != nullptr ? readKeyFile(pfxPath, passPhrase) : readKeyFile(UTIL_DEFAULT_PFX_FILE, kDefaultPassPhrase);
     if (key != nullptr && openSsl.EVP_PKEY_base_id(key) != EVP_PKEY_RSA) {

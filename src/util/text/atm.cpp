@@ -23,7 +23,7 @@ int32_t leadingNumber(const char *text) {
 }  // namespace
 
 bool util_isValidVpiVci(int32_t vpi, int32_t vci) {
-    // Callers rely on the one-sided test: any vpi below the end passes.
+    // Contract: the test is one-sided: any vpi below the end passes.
     if (vpi < kVpiEnd && vci >= kVciMin && vci <= kVciMax) {
         return true;
     }

@@ -41,7 +41,7 @@ void UTIL_str2Upper(char *s) {
         return;
     }
     for (size_t i = 0; i < kStr2UpperLimit && s[i] != '\0'; i++) {
-        // Callers rely on 'a' and 'z' staying as they are.
+        // Contract: 'a' and 'z' stay as they are.
         if (s[i] >= 'b' && s[i] <= 'y') {
             s[i] = static_cast<char>(s[i] - 32);
         }

@@ -44,7 +44,7 @@ VosRet util_macStrToNum(const char *str, uint8_t *mac) {
         return VOS_RET_NO_RESOURCE;
     }
     memcpy(work.get(), str, kMacTextSize);
-    // Callers know that only ':' separates here: a '-' ends the first number and the other five are 0.
+    // Contract: only ':' separates here: a '-' ends the first number and the other five are 0.
     char *rest = work.get();
     for (size_t i = 0; i < kMacBytes; i++) {
         const char *group = strsep(&rest, ":");

@@ -28,7 +28,7 @@ bool parseScheme(const char *url, string_view *rest, uint32_t *proto) {
         return false;
     }
     if (colon > kMaxScheme) {
-        abort();  // callers know a longer scheme as a fatal error
+        abort();  // Contract: a longer scheme is a fatal error.
     }
     const string_view scheme = slice(*rest, 0, colon);
     rest->remove_prefix(colon + 1);

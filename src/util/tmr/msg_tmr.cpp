@@ -24,7 +24,7 @@ VosRet utilMsgTmr_set(VosMsgHandle *msgHandle, void *tmrHandle, UtilTmrFunc func
     ret = UTIL_sendRequestToHubd(msgHandle, VOS_MSG_REGISTER_DELAYED_MSG, wordOf(func, ctxData),
                                  reinterpret_cast<const uint8_t *>(&ms), sizeof ms);
     if (ret != VOS_RET_OK) {
-        // Daemons count on the event staying set: their own loop still runs it.
+        // Contract: the event stays set; the daemon's own loop still runs it.
         VOS_DBG_ERROR("Fail to send VOS_MSG_REGISTER_DELAYED_MSG(ret=%d)", static_cast<int>(ret));
     }
     return ret;

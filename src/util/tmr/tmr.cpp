@@ -202,7 +202,7 @@ VosRet utilTmr_replaceIfSooner(void *tmrHandle, UtilTmrFunc func, void *ctxData,
         if (!isEarlier(wanted, present->expireTms)) {
             return VOS_RET_OK;
         }
-        // Callers count on the NULL context: an event with another one stays, and the set below reports it.
+        // Contract: the context is NULL: an event with another one stays, and the set below reports it.
         utilTmr_cancel(tmrHandle, func, nullptr);
     }
     return utilTmr_set(tmrHandle, func, ctxData, ms, name);
@@ -257,6 +257,7 @@ void utilTmr_executeExpiredEvents(void *tmrHandle) {
     list->run = run.outer;
 }
 
+// Contract: the walk computes what each event has left and writes nothing; a debugger stops in it.
 void utilTmr_dumpEvents(const void *tmrHandle) {
     if (tmrHandle == nullptr) {
         return;

@@ -1,6 +1,5 @@
 // UTF-8 character by character, for the converters' inner loops.
-#ifndef VOS_UTIL_UTF8_ROW_H
-#define VOS_UTIL_UTF8_ROW_H
+#pragma once
 
 #include <array>
 #include <cstddef>
@@ -61,5 +60,3 @@ inline int encodeUtf8(uint8_t *out, uint32_t unit, size_t room) {
 }
 
 }  // namespace vos
-
-#endif

@@ -10,7 +10,7 @@
 namespace {
 
 constexpr uint8_t kTopBit = 0x80;
-constexpr size_t kMaxGuessed = 256;  // callers know the guess for host names
+constexpr size_t kMaxGuessed = 256;  // the guess is made for host names
 
 size_t countOf(int32_t count) {
     return static_cast<size_t>(std::max(count, 0));
@@ -94,7 +94,7 @@ VOS_OPEN_NAME int utf8_wcstombs(uint8_t *out, const uint32_t *units, int32_t roo
     uint8_t *next = out;
     for (size_t left = countOf(room); *units != 0 && left > 0; units++) {
         if (*units < 0x80) {
-            *next++ = static_cast<uint8_t>(*units);  // callers rely on ASCII taking no room
+            *next++ = static_cast<uint8_t>(*units);  // Contract: ASCII takes no room.
             continue;
         }
         const int written = vos::encodeUtf8(next, *units, left);
@@ -110,6 +110,6 @@ bool UTIL_strIsUTF8(const char *s) {
     }
     const auto *bytes = reinterpret_cast<const uint8_t *>(s);
     const size_t length = strnlen(s, kMaxGuessed);
-    // Callers rely on the scores being compared as bytes.
+    // Contract: the scores are compared as bytes.
     return static_cast<uint8_t>(gbScore(bytes, length)) < static_cast<uint8_t>(utf8Score(bytes, length));
 }

@@ -1,6 +1,5 @@
 // What tokenizer and table-driven parser keep about a document.
-#ifndef VOS_UTIL_XML_CONTEXT_H
-#define VOS_UTIL_XML_CONTEXT_H
+#pragma once
 
 #include <cstddef>
 
@@ -61,5 +60,3 @@ struct XmlContext {
     vos::XmlBuffer data;
     bool tooDeep;
 };
-
-#endif

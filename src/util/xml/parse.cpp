@@ -20,7 +20,8 @@ constexpr const char *kXmlnsPrefix = "xmlns:";
 // Trace events; begin, end and value have the handlers' numbers.
 constexpr int kTraceAttribute = 4;
 
-// A name with its terminator. A longer one than a name may be ends the process, as callers know it.
+// A name with its terminator.
+// Contract: a longer one than a name may be ends the process.
 struct Name {
     char text[vos::kXmlMaxName + 1];
 
@@ -33,13 +34,14 @@ struct Name {
     }
 };
 
+// Contract: nobody sets the flags; a debugger may, to see what is parsed.
 void trace(const XmlContext *ctx, int event, const char *text) {
     if ((ctx->traceFlags & vos::kXmlTraceOn) != 0 && ctx->trace != nullptr) {
         ctx->trace(event, text);
     }
 }
 
-// What the parser calls for unknown names and handlers' errors: silent in this configuration.
+// Contract: what the parser reports, unknown names and handlers' errors, is formatted nowhere and shown nowhere.
 [[gnu::format(printf, 1, 2)]] void parse_error(const char *format, ...) {
     if (strstr(format, "attribute") != nullptr) {
         return;
@@ -73,7 +75,7 @@ bool nameCmp(const XmlContext *ctx, const char *name, const XmlNode *row) {
         return strcmp(name, row->name) == 0;
     }
     if (row->ns != nullptr && row->ns != XML_ANY_NAMESPACE) {
-        // Callers rely on this test as it is: a bound prefix has no colon, so any prefix matches once one is bound.
+        // Contract: a bound prefix has no colon, so any prefix matches once one is bound.
         const auto length = static_cast<size_t>(colon - name) + 1;
         const char *prefix = boundPrefix(ctx, row->ns);
         if (prefix == nullptr || strncmp(name, prefix, length) == 0) {
@@ -196,7 +198,7 @@ bool readFile(XmlContext *ctx, const char *path) {
     bool first = true;
     do {
         got = fread(chunk, 1, sizeof chunk, file.get());
-        // Callers rely on every chunk having to close the root element.
+        // Contract: every chunk has to close the root element.
         if ((got > 0 || first) && vos::own::xmlWrite(ctx, chunk, static_cast<uint32_t>(got), nullptr) < 1) {
             VOS_DBG_ERROR("Parser:invalid xml config in file %s", path);
             return false;
@@ -268,7 +270,7 @@ void vos::own::xmlAttr(XmlContext *ctx, const char *name, uint32_t len) {
     trace(ctx, kTraceAttribute, attribute.text);
     const bool declares = xmlnsPrefix(attribute.text);
     if (!declares && (ctx->level < 1 || findRow(ctx, attribute.text) == nullptr)) {
-        // Callers rely on the attribute remembered before staying in place.
+        // Contract: the attribute remembered before stays in place.
         if (ctx->table != nullptr) {
             report(ctx, "Unknow attribute %s\n", attribute.text);
         }

@@ -183,7 +183,7 @@ VosRet vosEid_getBitMaskFromStringNames(const char *names, uint16_t *maskOut) {
 }
 
 VosRet vosEid_addDynamicEntityInfo(const char *appName) {
-    // Callers rely on adding to succeed although nothing is stored and deleting never finds it.
+    // Contract: adding succeeds although nothing is stored, and deleting never finds it.
     if (appName == nullptr) {
         VOS_DBG_ERROR("appName is NULL");
         return VOS_RET_OK;

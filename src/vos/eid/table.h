@@ -1,6 +1,5 @@
 // The firmware's daemons, in the order in which every look-up goes through them.
-#ifndef VOS_EID_TABLE_H
-#define VOS_EID_TABLE_H
+#pragma once
 
 #include <array>
 
@@ -11,5 +10,3 @@ namespace vos {
 extern const std::array<EntityInfo, 95> kEntityTable;
 
 }  // namespace vos
-
-#endif

@@ -171,7 +171,7 @@ VosRet oalFil_copyToBuffer(const char *path, uint8_t *buf, uint32_t *bufSize) {
     if (path == nullptr || buf == nullptr || bufSize == nullptr) {
         return VOS_RET_BAD_ARG;
     }
-    // The size of a missing file is larger than any buffer, which callers know as its result.
+    // Contract: a missing file's size is larger than any buffer and gives the result of one that does not fit.
     const uint32_t size = oalFil_getSize(path);
     if (*bufSize < size) {
         VOS_DBG_ERROR("user supplied buffer is %d, filename actual size is %d", static_cast<int>(*bufSize),

@@ -46,7 +46,7 @@ void vosLog_clear(VosEntityId eid) {
         return;
     }
     vos::log::removeOlder(eid);
-    // The current file emptied is the caller's own, as callers know it, whatever eid they pass.
+    // Contract: the current file emptied is the caller's own, whatever eid is passed.
     FILE *file = g_state.file;
     if (file == nullptr) {
         return;

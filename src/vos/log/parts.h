@@ -10,8 +10,7 @@
 //
 // and below them, in src/vos/linux/oal_log, what speaks to the kernel: segment, file, syslog (oalLog_…), terminal, and
 // a destination each in console.cpp and android.cpp, the rest in destination.cpp.
-#ifndef VOS_LOG_PARTS_H
-#define VOS_LOG_PARTS_H
+#pragma once
 
 #include <cstdio>
 
@@ -78,5 +77,3 @@ void linkLastTerminal(const char *ttyName);
 bool trustsLastTerminal();
 
 }  // namespace vos::log
-
-#endif

@@ -61,7 +61,7 @@ void vosLog_setMaxSize(uint32_t bytes) {
 }
 
 uint32_t vosLog_getMaxSize() {
-    // Callers know 32 as the size before the first init, unlike the 32768 that the init writes.
+    // Contract: 32 before the first init, unlike the 32768 that the init writes.
     return get(&LogSharedConfig::maxSize, 32);
 }
 

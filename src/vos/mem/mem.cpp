@@ -288,7 +288,7 @@ bool vosMem_isAllocedMem(const void *buf) {
         return false;
     }
     const BlockHeader &header = headerOf(buf);
-    // Callers rely on a block with both flags counting as foreign.
+    // Contract: a block with both flags counts as foreign.
     return headerIsSound(header) && header.flags < 3;
 }
 

@@ -1,6 +1,5 @@
 // What the memory manager offers inside the library beyond the public calls.
-#ifndef VOS_MEM_UNFILLED_H
-#define VOS_MEM_UNFILLED_H
+#pragma once
 
 #include <cstdint>
 
@@ -15,5 +14,3 @@ void *enlargeUnfilled(void *buf, uint32_t size, const char *func, uint32_t line)
 void freeUnfilled(void *buf, uint32_t used, const char *func, int line);
 
 }  // namespace vos
-
-#endif

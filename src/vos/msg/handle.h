@@ -1,6 +1,5 @@
 // The record behind a message handle, and what the message calls share.
-#ifndef VOS_MSG_HANDLE_H
-#define VOS_MSG_HANDLE_H
+#pragma once
 
 #include "vos/msg.h"
 #include "vos/msg/stream.h"
@@ -19,5 +18,3 @@ namespace vos {
 void wakeUp(const VosMsgHandle &handle, Deadline deadline);
 
 }  // namespace vos
-
-#endif

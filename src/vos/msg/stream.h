@@ -1,6 +1,5 @@
 // A handle's place in the stream of bytes from the hub, and the time that a call may wait there.
-#ifndef VOS_MSG_STREAM_H
-#define VOS_MSG_STREAM_H
+#pragma once
 
 #include "vos/msg.h"
 
@@ -77,5 +76,3 @@ class MessageStream {
 };
 
 }  // namespace vos
-
-#endif

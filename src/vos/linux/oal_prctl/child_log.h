@@ -1,6 +1,5 @@
 // Diagnostics of a child between its start and exec.
-#ifndef VOS_LINUX_OAL_PRCTL_CHILD_LOG_H
-#define VOS_LINUX_OAL_PRCTL_CHILD_LOG_H
+#pragma once
 
 namespace vos {
 
@@ -18,5 +17,3 @@ class ChildLog {
 };
 
 }  // namespace vos
-
-#endif

@@ -221,8 +221,7 @@ bool prepareChild(const Job &job) {
         CHILD_LOG(LOG_DEBUG, "LD_LIBRARY_PATH:%s.\n", job.environment[0] + strlen(kLibraryPath) + 1);
     }
     if (request.uid != 0) {
-        // The system call: the C library's would change the parent's threads. Callers know that a refusal goes
-        // unnoticed.
+        // Contract: a refusal goes unnoticed. The C library's function would change the parent's threads too.
         syscall(kSetuid, request.uid);
     }
     if (!setLimits(job)) {
@@ -261,7 +260,7 @@ void runSharedChild(const vos::SharedChild &child, void *arg) {
     }
 }
 
-// Callers rely on a bad program name and a refused limit returning to them in the child.
+// Contract: a bad program name and a refused limit return to the caller in the child.
 VosRet runForkedChild(Job &job) {
     const bool prepared = prepareChild(job);
     if (prepared) {
@@ -321,7 +320,7 @@ VosRet oal_spawnProcess(const PrctlSpawnRequest *request, PrctlProcessResult *re
         releaseArgs.release();
         return runForkedChild(job);
     }
-    // A failed fork reads as a child of process id -1; callers know it.
+    // Contract: a failed fork reads as a child of process id -1.
     vos::UniqueFd pty{pid < 0 ? -1 : master};
     if (pty) {
         fcntl(pty.get(), F_SETFD, FD_CLOEXEC);

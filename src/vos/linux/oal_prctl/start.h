@@ -1,6 +1,5 @@
 // Starting a child that ends in exec, at a price that does not depend on the parent's size.
-#ifndef VOS_LINUX_OAL_PRCTL_START_H
-#define VOS_LINUX_OAL_PRCTL_START_H
+#pragma once
 
 #include <sys/types.h>
 #include <cstdint>
@@ -33,5 +32,3 @@ pid_t startChild(void (*body)(const SharedChild &child, void *arg), void *arg);
 void resetSignal(int number);
 
 }  // namespace vos
-
-#endif

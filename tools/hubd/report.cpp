@@ -1,5 +1,5 @@
 // Report lines on standard error.
-#include "log.h"
+#include "report.h"
 
 #include <poll.h>
 #include <unistd.h>
