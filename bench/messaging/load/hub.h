@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -22,12 +23,15 @@ class Child {
     pid_t pid_;
 };
 
-/** A pipe over which children say that they are ready or done. */
+/** A pipe over which children say that they are ready or done, and a number with it. */
 class Signal {
   public:
     Signal();
-    void give() const;
-    void await() const;
+    void give(uint32_t number = 0) const;
+    uint32_t await() const;
+    bool isGiven() const;
+    /** Until the other end, another program, has written a line. */
+    void awaitLine() const;
 
     int givingFd() const { return ends_[1]; }
 
@@ -54,6 +58,8 @@ class Hub {
 
 /** This process and those that it starts from now on run on one core. */
 void stayOnOneCore();
+/** This process runs on the other cores only; false where there is no other. */
+bool moveToOtherCores();
 int64_t nowNs();
 
 }  // namespace load

@@ -1,0 +1,44 @@
+// A requester and its daemon.
+#include "pair.h"
+
+#include <algorithm>
+
+#include "vos/eid.h"
+
+namespace load {
+
+namespace {
+
+constexpr size_t kTrips = 3000;
+constexpr int64_t kLongestNs = 5'000'000'000;
+
+}  // namespace
+
+Pair::Pair(const Hub &hub)
+    : asking_{hub.socketPath()},
+      answering_{[&] {
+          Connection peer{hub.socketPath()};
+          peer.send(message(kType, peer.eid(), asking_.eid(), VOS_MSG_FLAG_EVENT, 0));
+          for (;;) {
+              const VosMsgHeader request = peer.receive();
+              peer.send(message(kType, peer.eid(), request.src, VOS_MSG_FLAG_RESPONSE, 0, std::string(64, 'x')));
+          }
+      }},
+      peer_{asking_.receive().src} {}
+
+Figures Pair::trips() {
+    const std::string request = message(kType, asking_.eid(), peer_, VOS_MSG_FLAG_REQUEST, 0, std::string(64, 'x'));
+    std::vector<int64_t> took;
+    const int64_t start = nowNs();
+    while (took.size() < kTrips && (took.size() < 10 || nowNs() - start < kLongestNs)) {
+        const int64_t before = nowNs();
+        asking_.send(request);
+        asking_.receive();
+        took.push_back(nowNs() - before);
+    }
+    std::ranges::sort(took);
+    const auto us = [&](size_t index) { return static_cast<double>(took[index]) / 1000; };
+    return {us(took.size() / 2), us(took.size() * 99 / 100), us(took.size() - 1)};
+}
+
+}  // namespace load
