@@ -39,7 +39,8 @@ uint32_t publishUntilHeldBack(Connection &publisher, const std::string &event) {
 
 struct Outcome {
     uint32_t events;
-    double peakMiB, usedMiB, longestMs;
+    double peakMiB, usedMiB;
+    double workMs;  // most that the hub worked before it answered another client
     uint64_t letGo;
 };
 
@@ -67,9 +68,9 @@ Outcome publish(const std::string &program, size_t subscribers, size_t payload) 
     }};
     Outcome outcome{};
     while (!done.isGiven()) {
-        const int64_t before = nowNs();
+        const int64_t before = hub.workedNs();
         other.ask(hubproto::kGetCounters);
-        outcome.longestMs = std::max(outcome.longestMs, static_cast<double>(nowNs() - before) * 1e-6);
+        outcome.workMs = std::max(outcome.workMs, static_cast<double>(hub.workedNs() - before) * 1e-6);
         hubproto::HubCounters counters{};
         memcpy(&counters, other.payload().data(), std::min(other.payload().size(), sizeof counters));
         outcome.usedMiB = std::max(outcome.usedMiB, static_cast<double>(counters.memoryUsed) / (1 << 20));
@@ -84,14 +85,15 @@ Outcome publish(const std::string &program, size_t subscribers, size_t payload) 
 
 void tableOfMemory(const std::string &program) {
     printf(
-        "| payload | subscribers | events taken | memory used | peak resident | let go | longest wait of others |\n"
+        "| payload | subscribers | events taken | memory used | peak resident | let go | work before others are "
+        "answered |\n"
         "|---|---|---|---|---|---|---|\n");
     for (const size_t payload : {size_t{1} << 10, size_t{64} << 10, size_t{1} << 20, size_t{16} << 20}) {
         for (const size_t subscribers : {1U, 10U, 100U, 200U}) {
             const Outcome outcome = publish(program, subscribers, payload);
             printf("| %zu KiB | %zu | %u | %.0f MiB | %.0f MiB | %ju | %.1f ms |\n", payload >> 10, subscribers,
                    outcome.events, outcome.usedMiB, outcome.peakMiB, static_cast<uintmax_t>(outcome.letGo),
-                   outcome.longestMs);
+                   outcome.workMs);
             fflush(stdout);
         }
     }

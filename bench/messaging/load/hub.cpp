@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <fstream>
@@ -47,6 +48,8 @@ Hub::Hub(const std::string &program)
           fail("cannot start " + program);
       }} {
     ready_.awaitLine();
+    times_ =
+        vos::UniqueFd{open(("/proc/" + std::to_string(process_.pid()) + "/schedstat").c_str(), O_RDONLY | O_CLOEXEC)};
 }
 
 Hub::~Hub() {
@@ -61,6 +64,14 @@ double Hub::peakMiB() const {
         }
     }
     fail("the hub has ended");
+}
+
+int64_t Hub::workedNs() const {
+    char text[64] = {};
+    if (pread(times_.get(), text, sizeof text - 1, 0) <= 0) {
+        fail("the hub has ended");
+    }
+    return atoll(text);
 }
 
 Signal::Signal() : ends_{} {

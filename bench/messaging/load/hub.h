@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "internal/guards.h"
+
 namespace load {
 
 /** A child that is killed when this object ends. */
@@ -49,11 +51,14 @@ class Hub {
     const std::string &socketPath() const { return socketPath_; }
     /** The most memory that it has had so far. */
     double peakMiB() const;
+    /** The processor time that it has had so far: what the system's other work on its core does not change. */
+    int64_t workedNs() const;
 
   private:
     std::string socketPath_;
     Signal ready_;
     Child process_;
+    vos::UniqueFd times_;
 };
 
 /** This process and those that it starts from now on run on one core. */

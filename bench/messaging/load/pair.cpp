@@ -15,7 +15,8 @@ constexpr int64_t kLongestNs = 5'000'000'000;
 }  // namespace
 
 Pair::Pair(const Hub &hub)
-    : asking_{hub.socketPath()},
+    : hub_{hub},
+      asking_{hub.socketPath()},
       answering_{[&] {
           Connection peer{hub.socketPath()};
           peer.send(message(kType, peer.eid(), asking_.eid(), VOS_MSG_FLAG_EVENT, 0));
@@ -29,16 +30,21 @@ Pair::Pair(const Hub &hub)
 Figures Pair::trips() {
     const std::string request = message(kType, asking_.eid(), peer_, VOS_MSG_FLAG_REQUEST, 0, std::string(64, 'x'));
     std::vector<int64_t> took;
+    std::vector<int64_t> worked;
     const int64_t start = nowNs();
     while (took.size() < kTrips && (took.size() < 10 || nowNs() - start < kLongestNs)) {
+        const int64_t workedBefore = hub_.workedNs();
         const int64_t before = nowNs();
         asking_.send(request);
         asking_.receive();
         took.push_back(nowNs() - before);
+        worked.push_back(hub_.workedNs() - workedBefore);
     }
-    std::ranges::sort(took);
-    const auto us = [&](size_t index) { return static_cast<double>(took[index]) / 1000; };
-    return {us(took.size() / 2), us(took.size() * 99 / 100), us(took.size() - 1)};
+    const auto quantileUs = [](std::vector<int64_t> &values, size_t percent) {
+        std::ranges::sort(values);
+        return static_cast<double>(values[values.size() * percent / 100]) / 1000;
+    };
+    return {quantileUs(took, 50), quantileUs(took, 99), quantileUs(worked, 99)};
 }
 
 }  // namespace load

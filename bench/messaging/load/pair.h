@@ -7,7 +7,8 @@
 namespace load {
 
 struct Figures {
-    double medianUs, p99Us, longestUs;
+    double medianUs, p99Us;
+    double workP99Us;  // processor time of the hub during a round trip
 };
 
 /** Two processes with a connection each; this one asks, the other one answers. */
@@ -18,6 +19,7 @@ class Pair {
     Figures trips();
 
   private:
+    const Hub &hub_;
     Connection asking_;
     Child answering_;
     VosEntityId peer_;
