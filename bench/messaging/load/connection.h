@@ -31,6 +31,8 @@ class Connection {
     VosMsgHeader receive();
     /** A request to the hub, until its reply has come. */
     void ask(uint32_t type, uint32_t wordData = 0, const std::string &payload = {});
+    /** That of the message received last. */
+    const std::vector<char> &payload() const { return payload_; }
     /** From now on calls that would wait return at once. */
     void doNotWait() const;
 

@@ -2,12 +2,14 @@
 #include "hub.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sched.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <fstream>
@@ -45,7 +47,9 @@ Hub::Hub(const std::string &program)
                 static_cast<char *>(nullptr));
           fail("cannot start " + program);
       }} {
-    ready_.await();
+    ready_.awaitLine();
+    times_ =
+        vos::UniqueFd{open(("/proc/" + std::to_string(process_.pid()) + "/schedstat").c_str(), O_RDONLY | O_CLOEXEC)};
 }
 
 Hub::~Hub() {
@@ -62,19 +66,40 @@ double Hub::peakMiB() const {
     fail("the hub has ended");
 }
 
+int64_t Hub::workedNs() const {
+    char text[64] = {};
+    if (pread(times_.get(), text, sizeof text - 1, 0) <= 0) {
+        fail("the hub has ended");
+    }
+    return atoll(text);
+}
+
 Signal::Signal() : ends_{} {
     if (pipe2(ends_, O_CLOEXEC) != 0) {
         fail("pipe");
     }
 }
 
-void Signal::give() const {
-    if (write(ends_[1], "", 1) != 1) {
+void Signal::give(uint32_t number) const {
+    if (write(ends_[1], &number, sizeof number) != sizeof number) {
         fail("write");
     }
 }
 
-void Signal::await() const {
+uint32_t Signal::await() const {
+    uint32_t number = 0;
+    if (read(ends_[0], &number, sizeof number) != sizeof number) {
+        fail("read");
+    }
+    return number;
+}
+
+bool Signal::isGiven() const {
+    pollfd end{ends_[0], POLLIN, 0};
+    return poll(&end, 1, 0) > 0;
+}
+
+void Signal::awaitLine() const {
     char none = 0;
     if (read(ends_[0], &none, 1) != 1) {
         fail("read");
@@ -86,6 +111,18 @@ void stayOnOneCore() {
     CPU_ZERO(&set);
     CPU_SET(sched_getcpu(), &set);
     sched_setaffinity(0, sizeof set, &set);
+}
+
+bool moveToOtherCores() {
+    const auto own = static_cast<size_t>(sched_getcpu());
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    for (size_t core = 0; core < static_cast<size_t>(sysconf(_SC_NPROCESSORS_CONF)); core++) {
+        if (core != own) {
+            CPU_SET(core, &set);
+        }
+    }
+    return sched_setaffinity(0, sizeof set, &set) == 0;
 }
 
 int64_t nowNs() {
