@@ -171,7 +171,7 @@ void Play::sendRequest(Client &client, size_t slot) {
         return;
     }
     const uint32_t number = (client.serial & 0xfff) << 12 | (client.number++ & 0xfff);
-    client.asked.push_back({kRequest | number, slot, launched(slot) ? clients_[slot]->serial : 0, false});
+    client.asked.push_back({kRequest | number, slot, launched(slot) ? clients_[slot]->serial : 0, cycle_, false});
     append(client.out, headerOf(kRequest | number, client.eid, eids_[slot], VOS_MSG_FLAG_REQUEST, number),
            payloadOf(client.serial, number));
 }
@@ -688,7 +688,7 @@ void Play::checkAsked(Client &client) {
     for (const Asked &asked : client.asked) {
         const bool there = launched(asked.slot);
         const bool stayed = there && clients_[asked.slot]->serial == asked.holder;
-        const bool never = !there && asked.holder == 0 && changed_[asked.slot] != cycle_;
+        const bool never = !there && asked.holder == 0 && changed_[asked.slot] < asked.cycle;
         if (!asked.told && (stayed || never || (there && !isNamed(asked.slot)))) {
             finding("request %x of client %zu to %zu was neither answered nor asked for again", asked.type, client.slot,
                     asked.slot);
