@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "finding.h"
+#include "heap.h"
 
 namespace hubsim {
 
@@ -139,7 +140,13 @@ ssize_t World::send(int fd, std::span<const iovec> pieces) {
 
 void World::closeByHub(int fd) {
     Connection *connection = &at(fd);
-    calls_++;
+    // The hub closes those who have ended in a row, when what they held has been given back.
+    const size_t held = hubHeap().bytes;
+    if (closedAtCall_ == calls_ && heldAtClose_ > held + kOfAPlace) {
+        finding("%zu bytes were kept for a client that had ended", heldAtClose_ - held);
+    }
+    closedAtCall_ = ++calls_;
+    heldAtClose_ = held;
     connection->hubClosed = true;
     connection->fd = -1;
     byFd_[static_cast<size_t>(fd - kFirstFd)].reset();

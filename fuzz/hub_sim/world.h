@@ -82,6 +82,7 @@ class World {
 
   private:
     static constexpr int kFirstFd = 1000;
+    static constexpr size_t kOfAPlace = 8192;  // bytes of a client that has nothing waiting
 
     Random &random_;
     std::vector<std::shared_ptr<Connection>> byFd_;
@@ -91,6 +92,8 @@ class World {
     int64_t nowNs_ = int64_t{1} << 40;
     uint64_t calls_ = 0;
     uint64_t turns_ = 1;
+    uint64_t closedAtCall_ = 0;
+    size_t heldAtClose_ = 0;
     bool listenerWatched_ = false;
 };
 
