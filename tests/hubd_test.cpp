@@ -203,12 +203,19 @@ TEST(HubRouting, AsksForUnansweredRequestsAgainWhenTheDestinationReturns) {
         client->send(message(kType, client->eid(), 200, kRequest));
         EXPECT_TRUE(client->drain().empty());
     }
+    const Peer other{201};
+    const Peer greedy{102};
+    for (uint32_t i = 0; i <= 256; i++) {
+        greedy.send(message(kType + i, 102, i == 0 ? 200 : 201, kRequest));
+    }
+    EXPECT_TRUE(greedy.drain().empty());
     server.send(message(kType, 200, 101, kReply, 1));
-    EXPECT_EQ(server.drain().size(), 2U);
+    EXPECT_EQ(server.drain().size(), 3U);
     server.end();
     const Peer returned{200};
     EXPECT_EQ(bytesOf(waiting.drain()), std::vector{message(VOS_MSG_RESEND_REQUEST, 200, 100, kEvent).bytes()});
     EXPECT_EQ(answered.drain().size(), 1U) << "only its answer";
+    EXPECT_TRUE(greedy.drain().empty()) << "its latest 256 requests are remembered";
 }
 
 TEST(HubServices, CopyEventsToThoseWhoRegistered) {

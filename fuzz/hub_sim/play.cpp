@@ -739,6 +739,7 @@ size_t Play::wait(std::span<epoll_event> events, int64_t timeoutNs, bool *over) 
     }
     size_t count = 0;
     steps_++;
+    world_.setAllocationsFail(plan_.faults != 0 && phase_ == Phase::acts);
     if (phase_ == Phase::acts) {
         const size_t most = 1 + random_.below(8);
         for (size_t i = 0; i < most; i++) {
