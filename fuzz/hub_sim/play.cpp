@@ -411,7 +411,10 @@ void Play::gotHubReply(Client &client, const VosMsgHeader &header, std::span<con
     if (asked.type == VOS_MSG_REGISTER_EVENT_INTEREST || asked.type == VOS_MSG_UNREGISTER_EVENT_INTEREST) {
         gotInterestReply(client, asked, header.wordData);
     }
-    if (plan_.faults == 0 && header.wordData != VOS_RET_OK && asked.type != VOS_MSG_IS_APP_RUNNING) {
+    // One process may fill a quarter of what there is for registrations, so that four may fill all.
+    const bool full = header.wordData == VOS_RET_NO_RESOURCE && plan_.hostile >= 4 && !plan_.sharedProcess &&
+                      (asked.type == VOS_MSG_REGISTER_DELAYED_MSG || asked.type == VOS_MSG_REGISTER_EVENT_INTEREST);
+    if (plan_.faults == 0 && header.wordData != VOS_RET_OK && asked.type != VOS_MSG_IS_APP_RUNNING && !full) {
         finding("client %zu gets %u for type %x", client.slot, header.wordData, header.type);
     }
 }
