@@ -324,7 +324,8 @@ TEST(HubServices, RefuseMoreThanAClientMayHave) {
     };
     constexpr uint32_t kHourMs = 3600000;
     const HubProcess hub;
-    const Peer a{100};
+    const Peer other{101};
+    Peer a{100};
     for (const Row &row : {Row{VOS_MSG_REGISTER_EVENT_INTEREST, 4096}, Row{VOS_MSG_REGISTER_DELAYED_MSG, 4096},
                            Row{VOS_MSG_ADD_ENTITY_INFO, 1024}}) {
         SCOPED_TRACE(row.type);
@@ -338,6 +339,10 @@ TEST(HubServices, RefuseMoreThanAClientMayHave) {
             ASSERT_EQ(result, i < row.most ? VOS_RET_OK : VOS_RET_NO_RESOURCE) << i;
         }
     }
+    a.end();
+    while (other.askForClients().size() > 1) {
+    }
+    EXPECT_EQ(other.askFor<hubproto::HubCounters>(hubproto::kGetCounters).memoryUsed, 0U);
 }
 
 TEST(HubServices, HandOutPluginDirectories) {
