@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <climits>
 #include <csignal>
 #include <filesystem>
@@ -112,28 +113,52 @@ TEST(HubProtection, HoldsFloodersBackUntilAWorkingReaderCatchesUp) {
 }
 
 TEST(HubProtection, ServesARequesterInTurnsAndNoFasterThanItReads) {
-    const HubProcess hub{{"--queue-limit", "1000000"}};
-    const Peer greedy{100};
-    const Peer modest{101};
-    constexpr uint32_t requestCount = 2000;
-    EXPECT_TRUE(greedy.drain().empty());
-    kill(hub.pid(), SIGSTOP);
-    waitpid(hub.pid(), nullptr, WUNTRACED);
-    std::string requests;
-    for (uint32_t i = 0; i < requestCount; i++) {
-        requests += message(hubproto::kListClients, 100, EID_HUBD, kRequest).bytes();
+    struct Row {
+        uint32_t type;
+        VosEntityId dst;
+        uint16_t flags;
+        size_t payload;
+        uint64_t most;  // in one turn
+    };
+    for (const Row &row : {Row{kType, 999, kEvent, 0, 128}, Row{hubproto::kListClients, EID_HUBD, kRequest, 0, 64},
+                           Row{VOS_MSG_ADD_ENTITY_INFO, EID_HUBD, kRequest, 444, 22},
+                           Row{VOS_MSG_GET_PLUGIN_CFG_DIR, EID_HUBD, kRequest, 0, 4}}) {
+        SCOPED_TRACE(row.type);
+        const HubProcess hub{{"--queue-limit", "1000000", "--plugin-data-dir", "/tmp/plugins"}};
+        const Peer greedy{100};
+        const Peer modest{101};
+        EXPECT_TRUE(greedy.drain().empty());
+        kill(hub.pid(), SIGSTOP);
+        waitpid(hub.pid(), nullptr, WUNTRACED);
+        const uint32_t count = row.payload == 0 ? 2000 : 400;
+        std::string all;
+        for (uint32_t i = 0; i < count; i++) {
+            all += message(row.type, 100, row.dst, row.flags, 0, std::string(row.payload, '\0')).bytes();
+        }
+        greedy.sendBytes(all);
+        modest.send(message(hubproto::kListClients, 101, EID_HUBD, kRequest));
+        kill(hub.pid(), SIGCONT);
+        const auto rows = Peer::rowsOf(modest.receive().value_or(WireMessage{}));
+        ASSERT_EQ(rows.size(), 2U);
+        EXPECT_LE(rows[0].messagesIn, 2 + row.most) << "the others have their turn in between";
+        const bool lists = row.type == hubproto::kListClients;
+        for (uint32_t i = 0; row.flags == kRequest && i < count; i++) {
+            const auto answer = greedy.receive();
+            ASSERT_TRUE(answer && (!lists || Peer::rowsOf(*answer).at(0).messagesIn == 3 + i));
+        }
     }
-    greedy.sendBytes(requests);
-    modest.send(message(hubproto::kListClients, 101, EID_HUBD, kRequest));
-    kill(hub.pid(), SIGCONT);
-    const auto rows = Peer::rowsOf(modest.receive().value_or(WireMessage{}));
-    ASSERT_EQ(rows.size(), 2U);
-    EXPECT_LT(rows[0].messagesIn, 300U) << "the others have their turn in between";
-    uint32_t answered = 0;
-    for (auto list = greedy.receive(); list && Peer::rowsOf(*list).at(0).messagesIn == 3 + answered;) {
-        list = ++answered < requestCount ? greedy.receive() : std::nullopt;
+}
+
+TEST(HubProtection, LetsGoWhoHoldsMostWhenItsMemoryIsUsedUp) {
+    const HubProcess hub{{"--memory-limit", "4000000"}};
+    const Peer modest{100};
+    const std::string half = message(kType, 0, 100, kEvent, 0, std::string(1 << 20, 'x')).bytes().substr(0, 1000000);
+    std::vector<Peer> greedy;
+    for (uint32_t i = 0; i < 6; i++) {
+        greedy.emplace_back(101 + i).sendBytes(half);
     }
-    EXPECT_EQ(answered, requestCount);
+    EXPECT_TRUE(hub.awaitOutput(" of the 4000000 that there are (--memory-limit)"));
+    EXPECT_LE(modest.askFor<hubproto::HubCounters>(hubproto::kGetCounters).memoryUsed, 4000000U);
 }
 
 TEST(HubProtection, DisconnectsOnlyTheSenderOfABrokenFrame) {
@@ -315,10 +340,23 @@ TEST(HubLife, GoesOnAlthoughNobodyReadsItsReportOrTheTrace) {
     EXPECT_THAT(text, HasSubstr(" lines before this one are lost\nvos-hubd: disconnecting"));
 
     const Peer peer{VosEntityId{9}};
-    for (int i = 0; i < 300; i++) {
-        peer.send(message(kType, 9, 9, kEvent));
+    constexpr size_t kEvents = 4000;
+    for (size_t i = 0; i < kEvents; i++) {
+        peer.send(message(kType, 9, 9, kEvent, 0, "a payload for the trace"));
+        EXPECT_EQ(peer.receive()->header.dst, 9U) << "messages go on";
     }
-    EXPECT_EQ(peer.drain().size(), 300U) << "messages go on";
+    std::string lines;
+    size_t asked = 0;
+    fcntl(trace[0], F_SETFL, O_NONBLOCK);
+    for (; asked < 500 && lines.find(" lines before this one are lost\n") == lines.npos; asked++) {
+        peer.drain();
+        lines.append(text, static_cast<size_t>(std::max<ssize_t>(read(trace[0], text, PIPE_BUF), 0)));
+    }
+    const size_t said = lines.rfind('\n', lines.find(" lines before this one are lost\n")) + 1;
+    const auto seen =
+        static_cast<size_t>(std::count(lines.begin(), lines.begin() + static_cast<ptrdiff_t>(said), '\n'));
+    EXPECT_GE(seen + std::stoul(lines.substr(said)), kEvents);
+    EXPECT_LE(seen + std::stoul(lines.substr(said)), kEvents + 2 * asked + 1) << "the lines before, and those lost";
     EXPECT_EQ(endOf(hub), 0);
     EXPECT_FALSE(std::filesystem::exists(VOS_MSG_HUB_SOCKET_PATH));
     for (const int fd : {trace[0], trace[1], report[0], report[1]}) {
@@ -349,6 +387,11 @@ TEST(HubLife, RefusesWrongCommandLinesInOneLine) {
     vostest::writeText("/tmp/file", "precious");
     symlink("/tmp/file", "/tmp/link.lock");
     vostest::writeText("/tmp/open.lock", "");
+    const vos::UniqueFd busy{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
+    const sockaddr_un place{AF_UNIX, "/tmp/busy"};
+    const auto *address = reinterpret_cast<const sockaddr *>(&place);
+    ASSERT_EQ(bind(busy.get(), address, sizeof place) + listen(busy.get(), 0), 0);
+    const Peer inBacklog{std::string{place.sun_path}};
     struct Case {
         std::vector<std::string> arguments;
         int status;
@@ -362,6 +405,7 @@ TEST(HubLife, RefusesWrongCommandLinesInOneLine) {
           Case{{"--socket", "/nowhere/hub"}, 1, "cannot open the lock /nowhere/hub.lock"},
           Case{{"--socket", "/tmp/link"}, 1, "cannot open the lock /tmp/link.lock"},
           Case{{"--socket", "/tmp/open"}, 1, "/tmp/open.lock is no private file"},
+          Case{{"--socket", place.sun_path}, 1, "another hub listens on /tmp/busy"},
           Case{{"--socket", std::string(108, 'x')}, 1, "1 to 107 bytes"}}) {
         SCOPED_TRACE(c.text);
         const auto run = vostest::runHub(c.arguments);

@@ -203,12 +203,19 @@ TEST(HubRouting, AsksForUnansweredRequestsAgainWhenTheDestinationReturns) {
         client->send(message(kType, client->eid(), 200, kRequest));
         EXPECT_TRUE(client->drain().empty());
     }
+    const Peer other{201};
+    const Peer greedy{102};
+    for (uint32_t i = 0; i <= 256; i++) {
+        greedy.send(message(kType + i, 102, i == 0 ? 200 : 201, kRequest));
+    }
+    EXPECT_TRUE(greedy.drain().empty());
     server.send(message(kType, 200, 101, kReply, 1));
-    EXPECT_EQ(server.drain().size(), 2U);
+    EXPECT_EQ(server.drain().size(), 3U);
     server.end();
     const Peer returned{200};
     EXPECT_EQ(bytesOf(waiting.drain()), std::vector{message(VOS_MSG_RESEND_REQUEST, 200, 100, kEvent).bytes()});
     EXPECT_EQ(answered.drain().size(), 1U) << "only its answer";
+    EXPECT_TRUE(greedy.drain().empty()) << "its latest 256 requests are remembered";
 }
 
 TEST(HubServices, CopyEventsToThoseWhoRegistered) {
@@ -317,7 +324,8 @@ TEST(HubServices, RefuseMoreThanAClientMayHave) {
     };
     constexpr uint32_t kHourMs = 3600000;
     const HubProcess hub;
-    const Peer a{100};
+    const Peer other{101};
+    Peer a{100};
     for (const Row &row : {Row{VOS_MSG_REGISTER_EVENT_INTEREST, 4096}, Row{VOS_MSG_REGISTER_DELAYED_MSG, 4096},
                            Row{VOS_MSG_ADD_ENTITY_INFO, 1024}}) {
         SCOPED_TRACE(row.type);
@@ -331,6 +339,10 @@ TEST(HubServices, RefuseMoreThanAClientMayHave) {
             ASSERT_EQ(result, i < row.most ? VOS_RET_OK : VOS_RET_NO_RESOURCE) << i;
         }
     }
+    a.end();
+    while (other.askForClients().size() > 1) {
+    }
+    EXPECT_EQ(other.askFor<hubproto::HubCounters>(hubproto::kGetCounters).memoryUsed, 0U);
 }
 
 TEST(HubServices, HandOutPluginDirectories) {

@@ -54,6 +54,7 @@ struct Asked {
     uint32_t type;
     size_t slot;
     uint32_t holder;  // incarnation that held the slot when it was asked; 0: none
+    uint32_t cycle;   // in which it was asked
     bool told;        // that it has to ask again, or that nobody is there
 };
 

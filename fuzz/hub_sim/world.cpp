@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "finding.h"
+#include "heap.h"
 
 namespace hubsim {
 
@@ -31,6 +32,25 @@ size_t Channel::get(std::byte *out, size_t most) {
 
 void Channel::drop(size_t count) {
     head_ += count;
+}
+
+void Stream::pass(const std::byte *bytes, size_t count) {
+    while (count > 0) {
+        const size_t taken = std::min(count, left_ > 0 ? left_ : sizeof header_ - ofHeader_);
+        if (left_ > 0) {
+            left_ -= taken;
+        } else {
+            memcpy(reinterpret_cast<std::byte *>(&header_) + ofHeader_, bytes, taken);
+            ofHeader_ = (ofHeader_ + taken) % sizeof header_;
+            left_ = ofHeader_ == 0 ? header_.dataLength : 0;
+            eid_ = ofHeader_ == 0 && eid_ == 0 ? header_.dst : eid_;
+            if (ofHeader_ == 0 && header_.dst != eid_ && (header_.flags & VOS_MSG_FLAG_REQUEUE) == 0) {
+                finding("entity %u is sent bytes that are no message of its own", eid_);
+            }
+        }
+        bytes += taken;
+        count -= taken;
+    }
 }
 
 std::shared_ptr<Connection> World::connect(int pid, size_t toHubRoom, size_t toClientRoom) {
@@ -127,11 +147,15 @@ ssize_t World::send(int fd, std::span<const iovec> pieces) {
     }
     if (random_.once(8)) {
         room = 1 + random_.below(room);
+        if (allocationsFail_ && random_.once(4)) {
+            failAllocation(1);  // the rest of what is sent finds no room
+        }
     }
     size_t sent = 0;
     for (const iovec &piece : pieces) {
         const size_t count = std::min(piece.iov_len, room - sent);
         connection->toClient.put(static_cast<const std::byte *>(piece.iov_base), count);
+        connection->sent.pass(static_cast<const std::byte *>(piece.iov_base), count);
         sent += count;
     }
     return static_cast<ssize_t>(sent);
@@ -139,7 +163,13 @@ ssize_t World::send(int fd, std::span<const iovec> pieces) {
 
 void World::closeByHub(int fd) {
     Connection *connection = &at(fd);
-    calls_++;
+    // The hub closes those who have ended in a row, when what they held has been given back.
+    const size_t held = hubHeap().bytes;
+    if (closedAtCall_ == calls_ && heldAtClose_ > held + kOfAPlace) {
+        finding("%zu bytes were kept for a client that had ended", heldAtClose_ - held);
+    }
+    closedAtCall_ = ++calls_;
+    heldAtClose_ = held;
     connection->hubClosed = true;
     connection->fd = -1;
     byFd_[static_cast<size_t>(fd - kFirstFd)].reset();

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "random.h"
+#include "vos/msg_types.h"
 
 namespace hubsim {
 
@@ -36,11 +37,24 @@ class Channel {
     std::vector<std::byte> bytes_;
 };
 
+/** The messages that the hub sends to somebody: whole ones, addressed to that client. */
+class Stream {
+  public:
+    void pass(const std::byte *bytes, size_t count);
+
+  private:
+    VosMsgHeader header_{};
+    size_t ofHeader_ = 0;
+    size_t left_ = 0;  // of its payload
+    VosEntityId eid_ = 0;
+};
+
 /** One connection. Both ends hold it; a number of the hub's names it until the hub closes it. */
 struct Connection {
     Connection(size_t toHubRoom, size_t toClientRoom) : toHub{toHubRoom}, toClient{toClientRoom} {}
     Channel toHub;
     Channel toClient;
+    Stream sent;
     int pid = 0;
     int fd = -1;  // the hub's; below 0 before it accepts and after it closes
     uint32_t watched = 0;
@@ -79,9 +93,12 @@ class World {
     uint64_t turns() const { return turns_; }
     size_t connections() const;
     void setDescriptors(size_t most) { descriptors_ = most; }
+    /** Whether the hub may meet failing allocations where they hurt most. */
+    void setAllocationsFail(bool fail) { allocationsFail_ = fail; }
 
   private:
     static constexpr int kFirstFd = 1000;
+    static constexpr size_t kOfAPlace = 8192;  // bytes of a client that has nothing waiting
 
     Random &random_;
     std::vector<std::shared_ptr<Connection>> byFd_;
@@ -91,7 +108,10 @@ class World {
     int64_t nowNs_ = int64_t{1} << 40;
     uint64_t calls_ = 0;
     uint64_t turns_ = 1;
+    uint64_t closedAtCall_ = 0;
+    size_t heldAtClose_ = 0;
     bool listenerWatched_ = false;
+    bool allocationsFail_ = false;
 };
 
 }  // namespace hubsim
