@@ -141,10 +141,10 @@ TEST(HubProtection, ServesARequesterInTurnsAndNoFasterThanItReads) {
         const auto rows = Peer::rowsOf(modest.receive().value_or(WireMessage{}));
         ASSERT_EQ(rows.size(), 2U);
         EXPECT_LE(rows[0].messagesIn, 2 + row.most) << "the others have their turn in between";
-        const bool lists = row.type == hubproto::kListClients;
         for (uint32_t i = 0; row.flags == kRequest && i < count; i++) {
             const auto answer = greedy.receive();
-            ASSERT_TRUE(answer && (!lists || Peer::rowsOf(*answer).at(0).messagesIn == 3 + i));
+            ASSERT_TRUE(answer &&
+                        (row.type != hubproto::kListClients || Peer::rowsOf(*answer).at(0).messagesIn == 3 + i));
         }
     }
 }
@@ -226,24 +226,44 @@ TEST(HubProtection, WaitsQuietlyWhenItsDescriptorsAreUsedUp) {
     EXPECT_EQ(output.find("cannot accept"), output.rfind("cannot accept")) << "said once";
 }
 
-/** A vos-hubd whose child `prepare()` sets its descriptors up; to be awaited with waitpid(). */
-template <typename Prepare>
-pid_t startHub(Prepare prepare) {
-    const pid_t hub = fork();
-    if (hub == 0) {
-        prepare();
-        execl(VOS_TEST_BIN_DIR "/vos-hubd", "vos-hubd", "--trace", nullptr);
-        _exit(127);
+/** A vos-hubd that writes its trace and its report into small pipes. */
+class PipedHub {
+  public:
+    explicit PipedHub(bool hasOutput = true) {
+        EXPECT_EQ(pipe(trace_) + pipe(report_), 0);
+        fcntl(trace_[0], F_SETFL, O_NONBLOCK);
+        fcntl(trace_[1], F_SETPIPE_SZ, 2 * PIPE_BUF);
+        fcntl(report_[1], F_SETPIPE_SZ, PIPE_BUF);
+        pid_ = fork();
+        if (pid_ == 0) {
+            hasOutput ? dup2(trace_[1], STDOUT_FILENO) : close(STDOUT_FILENO);
+            dup2(report_[1], STDERR_FILENO);
+            execl(VOS_TEST_BIN_DIR "/vos-hubd", "vos-hubd", "--trace", nullptr);
+            _exit(127);
+        }
     }
-    return hub;
-}
+    ~PipedHub() {
+        kill(pid_, SIGTERM);
+        int status = -1;
+        EXPECT_EQ(waitpid(pid_, &status, 0), pid_);
+        EXPECT_EQ(status, 0);
+        for (const int fd : {trace_[0], trace_[1], report_[0], report_[1]}) {
+            close(fd);
+        }
+    }
+    std::string report(size_t most = PIPE_BUF) const { return readFrom(report_[0], most); }
+    std::string trace() const { return readFrom(trace_[0], PIPE_BUF); }
 
-int endOf(pid_t hub) {
-    kill(hub, SIGTERM);
-    int status = -1;
-    EXPECT_EQ(waitpid(hub, &status, 0), hub);
-    return status;
-}
+  private:
+    static std::string readFrom(int fd, size_t most) {
+        std::string text(most, '\0');
+        text.resize(static_cast<size_t>(std::max<ssize_t>(read(fd, text.data(), most), 0)));
+        return text;
+    }
+    int trace_[2];
+    int report_[2];
+    pid_t pid_ = -1;
+};
 
 TEST(HubLife, EndsCleanlyAndReplacesOnlyADeadHubsSocket) {
     const std::string path = "/tmp/hub.sock";
@@ -276,23 +296,13 @@ TEST(HubLife, StartsWhateverOthersLockAndWaitsForItsOwnLockUntilASignal) {
     ASSERT_EQ(flock(directory.get(), LOCK_EX), 0);
     {
         const HubProcess hub{{"--socket-mode", "0640"}, path};
-        struct stat file {};
-        ASSERT_EQ(stat(path.c_str(), &file), 0);
-        EXPECT_EQ(file.st_mode & 07777, 0640U);
+        EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms{0640});
         EXPECT_FALSE(std::filesystem::exists(path + ".lock"));
     }
     const vos::UniqueFd lock{open(VOS_MSG_HUB_SOCKET_PATH ".lock", O_RDWR | O_CREAT | O_CLOEXEC, 0600)};
     ASSERT_EQ(flock(lock.get(), LOCK_EX), 0);
-    int report[2];
-    ASSERT_EQ(pipe(report), 0);
-    const pid_t hub = startHub([&] { dup2(report[1], STDERR_FILENO); });
-    char text[200] = "";
-    EXPECT_GT(read(report[0], text, sizeof text - 1), 0);
-    EXPECT_THAT(text, HasSubstr("waits for another hub that starts"));
-    EXPECT_EQ(endOf(hub), 0);
+    EXPECT_THAT(PipedHub{}.report(), HasSubstr("waits for another hub that starts"));
     unlink(VOS_MSG_HUB_SOCKET_PATH ".lock");
-    close(report[0]);
-    close(report[1]);
 }
 
 TEST(HubLife, TellsTheServiceManagerThatItIsReady) {
@@ -315,17 +325,10 @@ TEST(HubLife, TellsTheServiceManagerThatItIsReady) {
 }
 
 TEST(HubLife, GoesOnAlthoughNobodyReadsItsReportOrTheTrace) {
-    int trace[2];
-    int report[2];
-    ASSERT_EQ(pipe(trace) + pipe(report), 0);
-    fcntl(trace[1], F_SETPIPE_SZ, 2 * PIPE_BUF);
-    fcntl(report[1], F_SETPIPE_SZ, PIPE_BUF);
-    const pid_t hub = startHub([&] {
-        dup2(trace[1], STDOUT_FILENO);
-        dup2(report[1], STDERR_FILENO);
-    });
-    char text[PIPE_BUF + 1] = "";
-    EXPECT_EQ(read(report[0], text, 1), 1) << "it says that it listens";
+    constexpr size_t kEvents = 4000;
+    const std::string lost = " lines before this one are lost\n";
+    const PipedHub hub;
+    EXPECT_EQ(hub.report(1), "v") << "it says that it listens";
     const auto refused = [] {
         const Peer peer;
         peer.send(announcement(EID_HUBD, std::string(50, 'n')));
@@ -334,53 +337,34 @@ TEST(HubLife, GoesOnAlthoughNobodyReadsItsReportOrTheTrace) {
     for (int i = 0; i < PIPE_BUF / 50; i++) {
         refused();
     }
-    EXPECT_GT(read(report[0], text, PIPE_BUF), 0);
+    hub.report();
     refused();
-    EXPECT_GT(read(report[0], text, PIPE_BUF), 0);
-    EXPECT_THAT(text, HasSubstr(" lines before this one are lost\nvos-hubd: disconnecting"));
+    EXPECT_THAT(hub.report(), HasSubstr(lost + "vos-hubd: disconnecting"));
 
     const Peer peer{VosEntityId{9}};
-    constexpr size_t kEvents = 4000;
     for (size_t i = 0; i < kEvents; i++) {
         peer.send(message(kType, 9, 9, kEvent, 0, "a payload for the trace"));
         EXPECT_EQ(peer.receive()->header.dst, 9U) << "messages go on";
     }
     std::string lines;
     size_t asked = 0;
-    fcntl(trace[0], F_SETFL, O_NONBLOCK);
-    for (; asked < 500 && lines.find(" lines before this one are lost\n") == lines.npos; asked++) {
+    for (; asked < 500 && lines.find(lost) == lines.npos; asked++) {
         peer.drain();
-        lines.append(text, static_cast<size_t>(std::max<ssize_t>(read(trace[0], text, PIPE_BUF), 0)));
+        lines += hub.trace();
     }
-    const size_t said = lines.rfind('\n', lines.find(" lines before this one are lost\n")) + 1;
-    const auto seen =
-        static_cast<size_t>(std::count(lines.begin(), lines.begin() + static_cast<ptrdiff_t>(said), '\n'));
-    EXPECT_GE(seen + std::stoul(lines.substr(said)), kEvents);
-    EXPECT_LE(seen + std::stoul(lines.substr(said)), kEvents + 2 * asked + 1) << "the lines before, and those lost";
-    EXPECT_EQ(endOf(hub), 0);
-    EXPECT_FALSE(std::filesystem::exists(VOS_MSG_HUB_SOCKET_PATH));
-    for (const int fd : {trace[0], trace[1], report[0], report[1]}) {
-        close(fd);
-    }
+    const std::string before = lines.substr(0, lines.rfind('\n', lines.find(lost)) + 1);
+    const size_t all = static_cast<size_t>(std::ranges::count(before, '\n')) + std::stoul(lines.substr(before.size()));
+    EXPECT_TRUE(all >= kEvents && all <= kEvents + 2 * asked + 1) << all << " lines were written or lost";
 }
 
 TEST(HubLife, NeedsNoStandardOutput) {
-    int report[2];
-    ASSERT_EQ(pipe(report), 0);
-    const pid_t hub = startHub([&] {
-        dup2(report[1], STDERR_FILENO);
-        close(STDOUT_FILENO);
-    });
-    char first = 0;
-    EXPECT_EQ(read(report[0], &first, 1), 1) << "it says that it listens";
+    const PipedHub hub{false};
+    EXPECT_EQ(hub.report(1), "v") << "it says that it listens";
     for (const VosEntityId eid : {300U, 301U}) {
         const Peer peer{eid};
         EXPECT_EQ(peer.eid(), eid);
         EXPECT_TRUE(peer.drain().empty());
     }
-    EXPECT_EQ(endOf(hub), 0);
-    close(report[0]);
-    close(report[1]);
 }
 
 TEST(HubLife, RefusesWrongCommandLinesInOneLine) {
@@ -388,10 +372,9 @@ TEST(HubLife, RefusesWrongCommandLinesInOneLine) {
     symlink("/tmp/file", "/tmp/link.lock");
     vostest::writeText("/tmp/open.lock", "");
     const vos::UniqueFd busy{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
-    const sockaddr_un place{AF_UNIX, "/tmp/busy"};
-    const auto *address = reinterpret_cast<const sockaddr *>(&place);
-    ASSERT_EQ(bind(busy.get(), address, sizeof place) + listen(busy.get(), 0), 0);
-    const Peer inBacklog{std::string{place.sun_path}};
+    const vostest::UnixAddress place{"/tmp/busy"};
+    ASSERT_EQ(bind(busy.get(), place.get(), place.size()) + listen(busy.get(), 0), 0);
+    const Peer inBacklog{std::string{"/tmp/busy"}};
     struct Case {
         std::vector<std::string> arguments;
         int status;
@@ -405,7 +388,7 @@ TEST(HubLife, RefusesWrongCommandLinesInOneLine) {
           Case{{"--socket", "/nowhere/hub"}, 1, "cannot open the lock /nowhere/hub.lock"},
           Case{{"--socket", "/tmp/link"}, 1, "cannot open the lock /tmp/link.lock"},
           Case{{"--socket", "/tmp/open"}, 1, "/tmp/open.lock is no private file"},
-          Case{{"--socket", place.sun_path}, 1, "another hub listens on /tmp/busy"},
+          Case{{"--socket", "/tmp/busy"}, 1, "another hub listens on /tmp/busy"},
           Case{{"--socket", std::string(108, 'x')}, 1, "1 to 107 bytes"}}) {
         SCOPED_TRACE(c.text);
         const auto run = vostest::runHub(c.arguments);
