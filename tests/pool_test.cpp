@@ -15,6 +15,8 @@
 
 #include "support/printed.h"
 
+using vostest::printed;
+
 namespace {
 
 constexpr int64_t kSize = 1 << 16;
@@ -213,13 +215,11 @@ TEST_F(PoolTest, FurtherRegionsJoinUncounted) {
     EXPECT_EQ(bget(16), nullptr) << "too small for a pool";
 }
 
-using vostest::printed;
-
 TEST(PoolDump, FoldsRepeatedLinesAndNamesBrokenLinks) {
     alignas(8) char region[kControl + 84 + 64 + 116 + 16] = {};
     bpool(region, sizeof region);
     memcpy(bget(100), (std::string(80, 'z') + std::string(20, 'y')).data(), 100);
-    memset(bget(48), '=', 48);
+    void *const equals = memset(bget(48), '=', 48);
     memcpy(region + kControl + 32, "\x1Fnly printable\x7F.sixteen letters!sixteen letters!tail", 52);
     const std::string letters = "73 69 78 74 65 65 6E 20 6C 65 74 74 65 72 73 21    sixteen letters!\n";
     const std::string equal = "3D 3D 3D 3D 3D 3D 3D 3D 3D 3D 3D 3D 3D 3D 3D 3D    ================\n";
@@ -235,6 +235,7 @@ TEST(PoolDump, FoldsRepeatedLinesAndNamesBrokenLinks) {
                   "     (4 lines [64 bytes] identical to above line skipped)\n"
                   "79 79 79 79 79 79 79 79 79 79 79 79 79 79 79 79    yyyyyyyyyyyyyyyy\n"
                   "79 79 79 79                                        yyyy\n");
+    EXPECT_EQ(printed([&] { bufdump(equals); }), equal + equal + equal);
     // Without the block's links, then without the head's forward link as well.
     for (char *links : {region + kControl + 16, region + 16}) {
         memset(links, 0, links == region + 16 ? 8 : 16);
