@@ -1,11 +1,11 @@
 // Text helpers: copies, comparison, numbers, hexadecimal, MAC, PVC, URL, lists and paths.
 #include "vos/text.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <syslog.h>
 
-#include <climits>
 #include <cstring>
 #include <optional>
 #include <string>
@@ -35,16 +35,10 @@ TEST(BoundedCopy, CutsAndFillsTheRest) {
         EXPECT_EQ((std::string{dest, 8}), after);
     }
     vostest::Diagnostics diagnostics;
-    char dest[4] = "x";
-    util_strncpy("caller", 12, dest, "a", 0);
     util_strncpy("caller", 12, nullptr, "a", 4);
-    const auto lines = diagnostics.take();
-    ASSERT_EQ(lines.size(), 2U);
-    EXPECT_EQ(lines[0].priority, LOG_WARNING);
-    EXPECT_TRUE(lines[0].body().starts_with("caller:12:null pointer reference src =0x"));
-    char none[16];
-    snprintf(none, sizeof none, "%p", static_cast<void *>(nullptr));
-    EXPECT_TRUE(lines[1].body().ends_with(std::string{"dest ="} + none + ", dlen = 4"));
+    const auto line = diagnostics.take().at(0);
+    EXPECT_EQ(line.priority, LOG_WARNING);
+    EXPECT_THAT(line.body(), testing::MatchesRegex("caller:12:null pointer reference src =0x.*dest =.*, dlen = 4"));
 }
 
 TEST(BoundedCopy, AppendsWhatFits) {
@@ -116,12 +110,11 @@ TEST(Case, ConvertsInPlace) {
     util_strToLower(mixed);
     EXPECT_STREQ(mixed, "abz\xE4 1");
     EXPECT_EQ(take(util_strDupLower("ABC")), "abc");
-    char odd[] = "abyz";
-    UTIL_str2Upper(odd);
-    EXPECT_STREQ(odd, "aBYz");
-    std::string longText(300, 'b');
+    std::string longText = "a" + std::string(300, 'b') + "z";
     UTIL_str2Upper(longText.data());
-    EXPECT_EQ(longText, std::string(256, 'B') + std::string(44, 'b'));
+    EXPECT_EQ(longText, "a" + std::string(255, 'B') + std::string(45, 'b') + "z");
+    UTIL_str2Upper(strcpy(mixed, "ayz"));
+    EXPECT_STREQ(mixed, "aYz");
 }
 
 TEST(Trim, RemovesSixKindsOfWhiteSpace) {
@@ -207,13 +200,13 @@ TEST(Numbers, ChecksByRange) {
 
 TEST(Hexadecimal, ConvertsPairsUntilTheBufferIsFull) {
     uint8_t out[4] = {9, 9, 9, 9};
-    EXPECT_EQ(uitl_strToHex("0aFF", out, 1), 0);
-    EXPECT_EQ(std::string(out, out + 2), "\x0A\x09");
-    EXPECT_EQ(uitl_strToHex("0aFF", out, 4), 0);
-    EXPECT_EQ(std::string(out, out + 3), "\x0A\xFF\x09");
-    EXPECT_EQ(uitl_strToHex("abc", out, 4), -1);
-    EXPECT_EQ(uitl_strToHex("1g", out, 4), 0);
-    EXPECT_EQ(out[0], 0xFF) << "a wrong digit counts as -1";
+    for (const auto &[text, size, ret, wanted] : {std::tuple{"0aFF", 1, 0, "\x0A\x09\x09\x09"},
+                                                  {"0aFF", 4, 0, "\x0A\xFF\x09\x09"},
+                                                  {"abc", 4, -1, "\x0A\xFF\x09\x09"},
+                                                  {"1g", 4, 0, "\xFF\xFF\x09\x09"}}) {  // a wrong digit counts as -1
+        EXPECT_EQ(uitl_strToHex(text, out, size), ret);
+        EXPECT_EQ(std::string(out, out + 4), wanted);
+    }
     for (const auto &[digit, value] :
          {std::pair{'0', 0}, {'9', 9}, {'A', 10}, {'F', 15}, {'a', 10}, {'f', 15}, {'/', -1}, {'@', -1}, {'g', -1}}) {
         EXPECT_EQ(uitl_charToHex(digit), value) << digit;
