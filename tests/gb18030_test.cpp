@@ -6,10 +6,8 @@
 #include <unicode/ucnv.h>
 #endif
 
-#include <cstring>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace {
 

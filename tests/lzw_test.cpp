@@ -7,7 +7,6 @@
 #include <map>
 #include <memory>
 #include <random>
-#include <string>
 #include <vector>
 
 #include "support/files.h"

@@ -1,7 +1,6 @@
 // RSA key files, SHA-1 and AES against OpenSSL itself, with key files that the test makes.
 #include "vos/security.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
