@@ -295,7 +295,8 @@ TEST(Vosctl, ListsClientsWithHeartbeatsAndWatchdog) {
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_THAT(outcome.out, ContainsRegex(quiet.eid() + " +quiet +" + std::to_string(getpid()) + " .* 0 +never  on "));
     EXPECT_THAT(outcome.out, ContainsRegex(beating.eid() + " +beating .* 1 +0\\.[0-9] s  stopped "));
-    EXPECT_THAT(outcome.out, ContainsRegex("\nhub: up [0-9.]+ s, 3 clients, .* [0-9]+ of 268435456 bytes of memory used\n"));
+    EXPECT_THAT(outcome.out,
+                ContainsRegex("\nhub: up [0-9.]+ s, 3 clients, .* [0-9]+ of 268435456 bytes of memory used\n"));
     EXPECT_EQ(vosctl("list >&-").status, 1) << "the hub's socket does not become standard output";
 }
 
