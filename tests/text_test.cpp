@@ -200,7 +200,7 @@ TEST(Numbers, ChecksByRange) {
 
 TEST(Hexadecimal, ConvertsPairsUntilTheBufferIsFull) {
     uint8_t out[4] = {9, 9, 9, 9};
-    for (const auto &[text, size, ret, wanted] : {std::tuple{"0aFF", 1, 0, "\x0A\x09\x09\x09"},
+    for (const auto &[text, size, ret, wanted] : {std::tuple{"0aFF", 1U, 0, "\x0A\x09\x09\x09"},
                                                   {"0aFF", 4, 0, "\x0A\xFF\x09\x09"},
                                                   {"abc", 4, -1, "\x0A\xFF\x09\x09"},
                                                   {"1g", 4, 0, "\xFF\xFF\x09\x09"}}) {  // a wrong digit counts as -1
