@@ -67,12 +67,9 @@ TEST(EntityLookUp, TakesTheFirstRowThatMatches) {
     }
     // A bit that several rows share leads to the first of them.
     const auto rows = table();
-    for (const uint16_t bit : std::initializer_list<uint16_t>{0x01, 0x40, 0x80}) {
+    for (const unsigned bit : {0x01U, 0x40U, 0x80U, 0x00U, 0x02U, 0x05U, 0x100U, 0x8000U}) {
         const auto first = std::ranges::find(rows, bit, &EntityInfo::accessBit);
-        EXPECT_EQ(nameOfBit(bit), first->name);
-    }
-    for (const uint16_t nobody : std::initializer_list<uint16_t>{0x00, 0x02, 0x05, 0x100, 0x8000}) {
-        EXPECT_EQ(nameOfBit(nobody), "") << nobody;
+        EXPECT_EQ(nameOfBit(static_cast<uint16_t>(bit)), bit == 0 || first == rows.end() ? "" : first->name) << bit;
     }
     EXPECT_EQ(vosEid_getEntityInfoByStringName("hub"), nullptr);
 }
@@ -144,19 +141,16 @@ TEST(EntityMask, ReadsListsOfNames) {
 }
 
 TEST(EntityMask, AssertsThatNamesAreShort) {
-    const std::string assertion = "(end - start + 1) < (SINT32) sizeof(name)";
+    vostest::Diagnostics diagnostics;
+    uint16_t mask = 0;
     for (const size_t length : {254u, 255u, 3000u}) {
         const std::string name(length, 'x');
-        const std::string ignored = "ignoring name " + name.substr(0, 254);
         for (const std::string &list : {name + ",hubd", "hubd," + name}) {
-            SCOPED_TRACE(list);
-            vostest::Diagnostics diagnostics;
-            uint16_t mask = 0;
             EXPECT_EQ(vosEid_getBitMaskFromStringNames(list.c_str(), &mask), VOS_RET_UNKNOWN_NAME);
             const auto bodies = diagnostics.takeBodies();
+            EXPECT_EQ(bodies.back(), "ignoring name " + name.substr(0, 254));
             EXPECT_EQ(bodies.size(), length > 254 ? 2U : 1U);
-            EXPECT_EQ(bodies.back(), ignored);
-            EXPECT_TRUE(length == 254 || bodies.front().find(assertion) != std::string::npos);
+            EXPECT_TRUE(length == 254 || bodies[0].find("1) < (SINT32) sizeof(name)") != std::string::npos);
         }
     }
 }
@@ -167,16 +161,13 @@ TEST(EntityRegistry, SaysWhatIsMissing) {
     uint16_t mask = 0;
     vosEid_getStringNamesFromBitMask(0x102, &names);
     VOS_FREE(names);
-    vosEid_getBitMaskFromStringNames("x, nobody", &mask);
+    vosEid_getBitMaskFromStringNames("x", &mask);
     EXPECT_EQ(vosEid_addDynamicEntityInfo("app"), VOS_RET_OK);
-    vosEid_addDynamicEntityInfo(nullptr);
     EXPECT_EQ(vosEid_delDynamicEntityInfo("app"), VOS_RET_NOT_IN_LIST);
-    vosEid_delDynamicEntityInfo(nullptr);
     EXPECT_THAT(
         diagnostics.takeBodies(),
-        ElementsAre("unrecognized bitmask 0x2", "unrecognized bitmask 0x100", "ignoring name x", "ignoring name nobody",
-                    "Add app app to array", "No available space for dynamic app", "appName is NULL",
-                    "Del app app from array", "Not found app app in array", "appName is NULL"));
+        ElementsAre("unrecognized bitmask 0x2", "unrecognized bitmask 0x100", "ignoring name x", "Add app app to array",
+                    "No available space for dynamic app", "Del app app from array", "Not found app app in array"));
 }
 
 }  // namespace

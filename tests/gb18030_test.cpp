@@ -6,10 +6,8 @@
 #include <unicode/ucnv.h>
 #endif
 
-#include <cstring>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -21,35 +19,27 @@ std::string owned(char *text) {
 }
 
 #ifdef VOS_TEST_HAS_ICU
-class Icu {
-  public:
-    Icu() : converter_{ucnv_open("gb18030", &error_)} {
-        ucnv_setToUCallBack(converter_, UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &error_);
-        ucnv_setFromUCallBack(converter_, UCNV_FROM_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &error_);
-    }
-    ~Icu() { ucnv_close(converter_); }
-    Icu(const Icu &) = delete;
-    Icu &operator=(const Icu &) = delete;
-
-    std::u16string decode(const std::string &code) {
-        UErrorCode error = U_ZERO_ERROR;
-        char16_t units[4];
-        const int32_t count =
-            ucnv_toUChars(converter_, units, 4, code.data(), static_cast<int32_t>(code.size()), &error);
-        return U_FAILURE(error) ? u"" : std::u16string(units, static_cast<size_t>(count));
-    }
-    std::string encode(const std::u16string &text) {
-        UErrorCode error = U_ZERO_ERROR;
-        char bytes[8];
-        const int32_t count =
-            ucnv_fromUChars(converter_, bytes, 8, text.data(), static_cast<int32_t>(text.size()), &error);
-        return U_FAILURE(error) ? "" : std::string(bytes, static_cast<size_t>(count));
-    }
-
-  private:
-    UErrorCode error_ = U_ZERO_ERROR;
-    UConverter *converter_;
-};
+/** What ICU makes of a code or of a character; empty where it refuses. */
+template <typename To, typename From, typename Convert>
+std::basic_string<To> icu(Convert convert, const std::basic_string<From> &text) {
+    static UErrorCode opened = U_ZERO_ERROR;
+    static const std::unique_ptr<UConverter, decltype(&ucnv_close)> kConverter = [] {
+        UConverter *converter = ucnv_open("gb18030", &opened);
+        ucnv_setToUCallBack(converter, UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &opened);
+        ucnv_setFromUCallBack(converter, UCNV_FROM_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &opened);
+        return std::unique_ptr<UConverter, decltype(&ucnv_close)>{converter, ucnv_close};
+    }();
+    UErrorCode error = U_ZERO_ERROR;
+    To out[8];
+    const int32_t count = convert(kConverter.get(), out, 8, text.data(), static_cast<int32_t>(text.size()), &error);
+    return std::basic_string<To>(out, U_FAILURE(error) ? 0 : static_cast<size_t>(count));
+}
+std::u16string icuDecode(const std::string &code) {
+    return icu<char16_t>(ucnv_toUChars, code);
+}
+std::string icuEncode(const std::u16string &text) {
+    return icu<char>(ucnv_fromUChars, text);
+}
 
 // All units that a code gives, in as many calls as it takes; empty when it cannot be decoded.
 std::u16string decode(const std::string &code) {
@@ -81,18 +71,17 @@ std::string encode(const std::u16string &units) {
 }
 
 TEST(Gb18030, DecodesEveryCodeAsIcuDoes) {
-    Icu icu;
     for (unsigned first = 0x80; first <= 0xFF; first++) {
         for (unsigned second = 0x40; second <= 0xFF; second++) {
             const std::string code{static_cast<char>(first), static_cast<char>(second)};
-            ASSERT_EQ(decode(code), first == 0x80 || first == 0xFF ? u"" : icu.decode(code)) << first << " " << second;
+            ASSERT_EQ(decode(code), first == 0x80 || first == 0xFF ? u"" : icuDecode(code)) << first << " " << second;
         }
     }
     for (unsigned linear = 0; linear < (0xFE - 0x81 + 1) * 12600u; linear++) {
         const unsigned first = 0x81 + linear / 12600;
         const std::string code{static_cast<char>(first), static_cast<char>(0x30 + linear / 1260 % 10),
                                static_cast<char>(0x81 + linear / 10 % 126), static_cast<char>(0x30 + linear % 10)};
-        const std::u16string expected = icu.decode(code);
+        const std::u16string expected = icuDecode(code);
         const bool beyond =
             expected == u"\xFFFF" || (expected.size() == 2 && (expected[0] < 0xD840 || expected[0] >= 0xD880));
         ASSERT_EQ(decode(code), beyond ? u"" : expected) << linear;
@@ -100,7 +89,6 @@ TEST(Gb18030, DecodesEveryCodeAsIcuDoes) {
 }
 
 TEST(Gb18030, EncodesEveryCharacterAsIcuDoes) {
-    Icu icu;
     constexpr uint32_t kInexpressible = 0xE7C7;  // its code lies in front of what the reverse table can say
     for (uint32_t c = 1; c < 0x110000; c++) {
         const bool alone = (c >= 0xD800 && c < 0xE000) || (c >= 0xD7A4 && c < 0xD800) || (c >= 0x10000 && c < 0x20000);
@@ -112,7 +100,7 @@ TEST(Gb18030, EncodesEveryCharacterAsIcuDoes) {
             ASSERT_LT(uni2char(text[0], bytes, 4), 1) << c;
             uni2char('x', bytes, 4);  // ends a pending half
         } else {
-            ASSERT_EQ(encode(text), c == kInexpressible ? "" : icu.encode(text)) << std::hex << c;
+            ASSERT_EQ(encode(text), c == kInexpressible ? "" : icuEncode(text)) << std::hex << c;
         }
     }
 }
@@ -150,16 +138,15 @@ TEST(Gb18030, KeepsHalvesOfACharacterBetweenCalls) {
 }
 
 TEST(Gb18030, ConvertsWholeTexts) {
-    struct Case {
-        std::string gb;
-        std::string utf8;
-    };
-    for (const Case &c :
-         {Case{"\xD6\xD0\xCE\xC4 abcdefghij \xB2\xE2", "\xE4\xB8\xAD\xE6\x96\x87 abcdefghij \xE6\xB5\x8B"},
-          Case{"", ""}, Case{"plain ASCII text", "plain ASCII text"}, Case{"\x81\x30\x81\x30xx", "\xC2\x80xx"}}) {
-        EXPECT_EQ(owned(EncodeToUTF8(c.gb.c_str())), c.utf8);
-        EXPECT_EQ(owned(DecodeFromUTF8(c.utf8.c_str())), c.gb);
-        EXPECT_EQ(owned(UTIL_strConvToUTF8(c.gb.c_str())), c.utf8);
+    const std::pair<std::string, std::string> kRows[] = {
+        {"\xD6\xD0\xCE\xC4 abcdefghij \xB2\xE2", "\xE4\xB8\xAD\xE6\x96\x87 abcdefghij \xE6\xB5\x8B"},
+        {"", ""},
+        {"plain ASCII text", "plain ASCII text"},
+        {"\x81\x30\x81\x30xx", "\xC2\x80xx"}};
+    for (const auto &[gb, utf8] : kRows) {
+        EXPECT_EQ(owned(EncodeToUTF8(gb.c_str())), utf8);
+        EXPECT_EQ(owned(DecodeFromUTF8(utf8.c_str())), gb);
+        EXPECT_EQ(owned(UTIL_strConvToUTF8(gb.c_str())), utf8);
     }
     EXPECT_EQ(owned(UTIL_strConvToUTF8("\xE4\xB8\xAD\xE6\x96\x87")), "\xE4\xB8\xAD\xE6\x96\x87");
     EXPECT_EQ(owned(EncodeToUTF8("ab\xFFgh")), "ab");

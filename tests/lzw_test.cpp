@@ -5,8 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <memory>
 #include <random>
-#include <string>
 #include <vector>
 
 #include "support/files.h"
@@ -217,25 +217,19 @@ TEST(LzwDecoder, GivesTheDataInPiecesOfAnySize) {
 }
 
 TEST(LzwDecoder, EndsAtCorruptCodesAndMissingOnes) {
-    struct Case {
-        Bytes stream;
-        Bytes data;
-        uint32_t end;
-        const char *log;
-    };
     const auto corrupt = UTIL_LZW_CORRUPT, cut = UTIL_LZW_CUT_SHORT, whole = UTIL_LZW_END_CODE;
-    for (const Case &c : {
-             Case{codes({{256, 9}, {65, 9}, {66, 9}, {260, 9}}), {65, 66}, corrupt, "code 260 greater than slot 259"},
-             Case{codes({{256, 9}, {258, 9}}), {}, corrupt, "code 258 greater than slot 258"},
-             Case{codes({{65, 9}, {256, 9}, {258, 9}}), {65}, corrupt, "code 258 greater than slot 258"},
-             Case{codes({{65, 9}, {258, 9}, {257, 9}, {65, 9}}), {65, 65, 65}, whole, "got end code 257"},
-             Case{codes({{65, 9}, {66, 9}}), {65, 66}, cut, "unexpected end of input"},
-             Case{{}, {}, cut, "unexpected end of input"},
-         }) {
-        SCOPED_TRACE(c.log);
+    const std::tuple<Bytes, Bytes, uint32_t, const char *> kRows[] = {
+        {codes({{256, 9}, {65, 9}, {66, 9}, {260, 9}}), {65, 66}, corrupt, "code 260 greater than slot 259"},
+        {codes({{256, 9}, {258, 9}}), {}, corrupt, "code 258 greater than slot 258"},
+        {codes({{65, 9}, {256, 9}, {258, 9}}), {65}, corrupt, "code 258 greater than slot 258"},
+        {codes({{65, 9}, {258, 9}, {257, 9}, {65, 9}}), {65, 65, 65}, whole, "got end code 257"},
+        {codes({{65, 9}, {66, 9}}), {65, 66}, cut, "unexpected end of input"},
+        {{}, {}, cut, "unexpected end of input"}};
+    for (const auto &[stream, data, end, log] : kRows) {
+        SCOPED_TRACE(log);
         vostest::Diagnostics diagnostics;
-        EXPECT_EQ(decode(c.stream, 64, c.end), c.data);
-        EXPECT_THAT(diagnostics.takeBodies(), Contains(c.log));
+        EXPECT_EQ(decode(stream, 64, end), data);
+        EXPECT_THAT(diagnostics.takeBodies(), Contains(log));
     }
 }
 
@@ -272,12 +266,6 @@ TEST(LzwDecoder, SkippedInputStillGivesWhatWasDecoded) {
 }
 
 #ifdef VOS_TEST_HAS_TIFF
-TIFF *createStrip(const std::string &path, size_t size) {
-    TIFF *tiff = TIFFOpen(path.c_str(), "w");
-    vostest::describeLzwStrip(tiff, size);
-    return tiff;
-}
-
 TEST(LzwTiff, ReadsOurStripsAndWritesOnesThatWeRead) {
     const vostest::TempDir directory;
     for (const Bytes &data : inputs()) {
@@ -285,24 +273,22 @@ TEST(LzwTiff, ReadsOurStripsAndWritesOnesThatWeRead) {
             continue;  // TIFF has no empty rows
         }
         SCOPED_TRACE(data.size());
-        const std::string path = directory / "strip.tif";
+        const auto size = static_cast<tsize_t>(data.size());
+        const auto open = [&](const char *mode) {
+            TIFF *tiff = TIFFOpen((directory / "strip.tif").c_str(), mode);
+            if (*mode == 'w') {
+                vostest::describeLzwStrip(tiff, data.size());
+            }
+            return std::unique_ptr<TIFF, decltype(&TIFFClose)>{tiff, TIFFClose};
+        };
         Bytes ours = plainStream(data);
-        TIFF *tiff = createStrip(path, data.size());
-        TIFFWriteRawStrip(tiff, 0, ours.data(), static_cast<tsize_t>(ours.size()));
-        TIFFClose(tiff);
-        tiff = TIFFOpen(path.c_str(), "r");
+        TIFFWriteRawStrip(open("w").get(), 0, ours.data(), static_cast<tsize_t>(ours.size()));
         Bytes read(data.size());
-        EXPECT_EQ(TIFFReadEncodedStrip(tiff, 0, read.data(), -1), static_cast<tsize_t>(data.size()));
+        EXPECT_EQ(TIFFReadEncodedStrip(open("r").get(), 0, read.data(), -1), size);
         EXPECT_EQ(read, data);
-        TIFFClose(tiff);
-
-        tiff = createStrip(path, data.size());
-        TIFFWriteEncodedStrip(tiff, 0, Bytes{data}.data(), static_cast<tsize_t>(data.size()));
-        TIFFClose(tiff);
-        tiff = TIFFOpen(path.c_str(), "r");
-        Bytes theirs(static_cast<size_t>(TIFFRawStripSize(tiff, 0)));
-        TIFFReadRawStrip(tiff, 0, theirs.data(), static_cast<tsize_t>(theirs.size()));
-        TIFFClose(tiff);
+        TIFFWriteEncodedStrip(open("w").get(), 0, Bytes{data}.data(), size);
+        Bytes theirs(static_cast<size_t>(TIFFRawStripSize(open("r").get(), 0)));
+        TIFFReadRawStrip(open("r").get(), 0, theirs.data(), static_cast<tsize_t>(theirs.size()));
         EXPECT_EQ(decode(theirs, 512), data);
     }
 }

@@ -13,6 +13,10 @@
 #include <random>
 #include <vector>
 
+#include "support/printed.h"
+
+using vostest::printed;
+
 namespace {
 
 constexpr int64_t kSize = 1 << 16;
@@ -215,14 +219,8 @@ TEST(PoolDump, FoldsRepeatedLinesAndNamesBrokenLinks) {
     alignas(8) char region[kControl + 84 + 64 + 116 + 16] = {};
     bpool(region, sizeof region);
     memcpy(bget(100), (std::string(80, 'z') + std::string(20, 'y')).data(), 100);
-    memset(bget(48), '=', 48);
+    void *const equals = memset(bget(48), '=', 48);
     memcpy(region + kControl + 32, "\x1Fnly printable\x7F.sixteen letters!sixteen letters!tail", 52);
-    const auto printed = [&](auto &&call) {
-        testing::internal::CaptureStdout();
-        call();
-        fflush(stdout);
-        return testing::internal::GetCapturedStdout();
-    };
     const std::string letters = "73 69 78 74 65 65 6E 20 6C 65 74 74 65 72 73 21    sixteen letters!\n";
     const std::string equal = "3D 3D 3D 3D 3D 3D 3D 3D 3D 3D 3D 3D 3D 3D 3D 3D    ================\n";
     EXPECT_EQ(printed([&] { bpoold(region + kControl, 1, 1); }),
@@ -237,16 +235,16 @@ TEST(PoolDump, FoldsRepeatedLinesAndNamesBrokenLinks) {
                   "     (4 lines [64 bytes] identical to above line skipped)\n"
                   "79 79 79 79 79 79 79 79 79 79 79 79 79 79 79 79    yyyyyyyyyyyyyyyy\n"
                   "79 79 79 79                                        yyyy\n");
-    memset(region + kControl + 16, 0, 16);
-    EXPECT_EQ(printed([&] { EXPECT_EQ(bpoolv(region + kControl), 0); }),
-              "Free block: size     84 bytes.  (Bad free list links)\n")
-        << "no links at all";
-    memset(region + 16, 0, 8);  // the head's forward link
+    EXPECT_EQ(printed([&] { bufdump(equals); }), equal + equal + equal);
+    // Without the block's links, then without the head's forward link as well.
+    for (char *links : {region + kControl + 16, region + 16}) {
+        memset(links, 0, links == region + 16 ? 8 : 16);
+        EXPECT_EQ(printed([&] { EXPECT_EQ(bpoolv(region + kControl), 0); }),
+                  "Free block: size     84 bytes.  (Bad free list links)\n");
+    }
     EXPECT_EQ(printed([&] { bpoold(region + kControl, 0, 0); }),
               "Free block:       size     84 bytes.  (Bad free list links)\n"
               "Allocated buffer: size     64 bytes.\nAllocated buffer: size    116 bytes.\n");
-    EXPECT_EQ(printed([&] { EXPECT_EQ(bpoolv(region + kControl), 0); }),
-              "Free block: size     84 bytes.  (Bad free list links)\n");
     memset(region + kControl + 8, 0, 8);
     EXPECT_EQ(bpoolv(region + kControl), 0) << "a block of size 0";
     EXPECT_EQ(printed([&] { bufdump(region + sizeof region); }), "") << "the end mark";

@@ -1,7 +1,6 @@
 // RSA key files, SHA-1 and AES against OpenSSL itself, with key files that the test makes.
 #include "vos/security.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
@@ -159,15 +158,15 @@ TEST_F(RsaTest, ReadsTheDevicesFileWithItsOwnPassPhraseForANullPath) {
 }
 
 // What OpenSSL keeps for later is there after the first round.
-void expectRefused(const char *path, const char *passPhrase) {
-    const uint8_t in[256] = {1};
-    uint8_t out[256] = {9, 9};
+void expectRefused(const char *path, const char *passPhrase, uint32_t plainSize = 10, uint32_t cipherSize = 256) {
+    const uint8_t in[300] = {1};
+    uint8_t out[300] = {9, 9};
     uint32_t length = 77;
     long before = 0;
     for (int round = 0; round < 2; round++) {
         before = g_liveBlocks;
-        EXPECT_EQ(UTIL_RsaPulicKeyEcrypt(in, 10, out, &length, path, passPhrase), VOS_RET_ERROR);
-        EXPECT_EQ(UTIL_RsaPrivateKeyDecrypt(in, 256, out, &length, path, passPhrase), VOS_RET_ERROR);
+        EXPECT_EQ(UTIL_RsaPulicKeyEcrypt(in, plainSize, out, &length, path, passPhrase), VOS_RET_ERROR);
+        EXPECT_EQ(UTIL_RsaPrivateKeyDecrypt(in, cipherSize, out, &length, path, passPhrase), VOS_RET_ERROR);
     }
     EXPECT_EQ(g_liveBlocks, before);
     EXPECT_TRUE(length == 77 && out[0] == 9 && out[1] == 9 && out[2] == 0);
@@ -177,26 +176,22 @@ TEST_F(RsaTest, RefusesFilesThatHoldNoUsableKey) {
     const std::string modern = makeFile(rsaKey(), "geheim", Generation::kModern);
     std::string damaged = modern;
     damaged[damaged.size() / 2] ^= 1;
-    const auto file = [](Generation generation, long iterations = 0) {
-        return makeFile(rsaKey(), "geheim", generation, iterations);
-    };
     const std::pair<const char *, std::string> kFiles[] = {
         {"empty", ""},
         {"no ASN.1", std::string(300, 'x')},
         {"a length of gigabytes", "\x30\x84\x7f\xff\xff\xff"},
         {"cut in its header", modern.substr(0, 3)},
-        {"cut in the middle", modern.substr(0, 700)},
         {"cut at its end", modern.substr(0, modern.size() - 1)},
         {"damaged", damaged},
-        {"no integrity check", file(Generation::kNoIntegrity)},
-        {"a check that takes half an hour", file(Generation::kModern, 2'000'000'000)},
+        {"no integrity check", makeFile(rsaKey(), "geheim", Generation::kNoIntegrity)},
+        {"a check that takes half an hour", makeFile(rsaKey(), "geheim", Generation::kModern, 2'000'000'000)},
     };
     for (const auto &[what, contents] : kFiles) {
         SCOPED_TRACE(what);
         EXPECT_EQ(readKeyPairFromPfx(write(contents), "geheim"), nullptr);
         expectRefused(path_.c_str(), "geheim");
     }
-    write(modern);
+    expectRefused(write(modern), "geheim", 246, 257);  // lengths that the key cannot take
     for (const char *passPhrase : {"Geheim", static_cast<const char *>(nullptr)}) {
         EXPECT_EQ(readKeyPairFromPfx(path_.c_str(), passPhrase), nullptr);
         expectRefused(path_.c_str(), passPhrase);
@@ -210,26 +205,12 @@ TEST_F(RsaTest, RefusesFilesThatHoldNoUsableKey) {
     expectRefused(path, "geheim");
 }
 
-TEST_F(RsaTest, RefusesLengthsThatTheKeyCannotTake) {
-    const char *path = write(makeFile(rsaKey(), "geheim", Generation::kModern));
-    const uint8_t in[300] = {};
-    uint8_t out[300];
-    uint32_t length = 77;
-    EXPECT_EQ(UTIL_RsaPulicKeyEcrypt(in, 246, out, &length, path, "geheim"), VOS_RET_ERROR);
-    EXPECT_EQ(UTIL_RsaPrivateKeyDecrypt(in, 257, out, &length, path, "geheim"), VOS_RET_ERROR);
-    EXPECT_EQ(length, 77U);
-}
-
-TEST_F(RsaTest, KeepsOlderErrorsOfTheCaller) {
-    ERR_raise(ERR_LIB_USER, 42);
-    EXPECT_EQ(readKeyPairFromPfx(write("no key"), "geheim"), nullptr);
-    EXPECT_EQ(ERR_GET_REASON(ERR_get_error()), 42);
-}
-
-TEST_F(RsaTest, FailsOnALegacyFileWhereTheLegacyCiphersAreMissing) {
+TEST_F(RsaTest, FailsOnALegacyFileWhereTheLegacyCiphersAreMissingAndKeepsOlderErrorsOfTheCaller) {
     const char *path = write(makeFile(rsaKey(), "geheim", Generation::kLegacy));
     setenv("OPENSSL_MODULES", "/tmp/nothing", 1);
+    ERR_raise(ERR_LIB_USER, 42);
     EXPECT_EQ(readKeyPairFromPfx(path, "geheim"), nullptr);
+    EXPECT_EQ(ERR_GET_REASON(ERR_get_error()), 42);
     unsetenv("OPENSSL_MODULES");
 }
 
@@ -324,7 +305,6 @@ TEST(Aes, ReportsABufferThatDoesNotDecryptAndSaysSo) {
     EXPECT_EQ(decrypt(32), VOS_RET_OK);
     const auto lines = diagnostics.take();
     ASSERT_EQ(lines.size(), 5U);
-    EXPECT_EQ(lines[0].text.substr(0, 28), "[UTIL_aes128CbcBufferEncrypt");
     EXPECT_EQ(lines[0].body(), "EVP_CipherFinal_ex: 0");
     EXPECT_EQ(lines[4].body(), "EVP_CipherFinal_ex: 1");
     EXPECT_EQ(lines[4].priority, LOG_DEBUG);

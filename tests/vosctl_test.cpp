@@ -4,19 +4,15 @@
 #include <linux/sockios.h>
 #include <sys/ioctl.h>
 
-#include <cerrno>
-#include <chrono>
 #include <csignal>
-#include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <future>
 #include <optional>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "../tools/common/hub_protocol.h"
+#include "support/complaints.h"
 #include "support/effort.h"
 #include "support/files.h"
 #include "support/hub_process.h"
@@ -60,15 +56,8 @@ class Peer {
     }
 
     void sendToHub(uint32_t type) {
-        const VosMsgHeader msg{.type = type,
-                               .src = vosMsg_getHandleEid(handle_),
-                               .dst = EID_HUBD,
-                               .flags = 0,
-                               .sequenceNumber = 0,
-                               .next = nullptr,
-                               .wordData = 0,
-                               .dataLength = 0};
-        EXPECT_EQ(vosMsg_send(handle_, &msg), VOS_RET_OK);
+        const auto msg = vostest::message(type, vosMsg_getHandleEid(handle_), EID_HUBD);
+        EXPECT_EQ(vosMsg_send(handle_, &msg.header), VOS_RET_OK);
     }
 
   private:
@@ -84,83 +73,46 @@ std::future<Outcome> inBackground(const std::string &arguments) {
 }
 
 TEST(Vosctl, SaysInOneLineWhatIsWrongWithTheCommandLine) {
-    struct Case {
-        const char *arguments;
-        const char *err;
-    };
-    for (const Case &c : {
-             Case{"frobnicate", "unknown command or option 'frobnicate'; see 'vosctl --help'"},
-             Case{"request 5 VOS_MSG_NONE",
-                  "unknown message type 'VOS_MSG_NONE'; give a number or a VOS_MSG_ name; see 'vosctl request --help'"},
-             Case{"event 5 0x100000000",
-                  "unknown message type '0x100000000'; give a number or a VOS_MSG_ name; see 'vosctl event --help'"},
-             Case{"event 5 1 --hex 'abc'",
-                  "--hex needs pairs of hexadecimal digits, not 'abc'; see 'vosctl event --help'"},
-             Case{"monitor -c 0", "--count: Value 0 not in range 1 to 4294967295; see 'vosctl monitor --help'"},
-             Case{"monitor --pcap ''", "--pcap: the name is empty; see 'vosctl monitor --help'"},
-             Case{"ping echo --size 4294967295",
-                  "--size: Value 4294967295 not in range 0 to 268435456; see 'vosctl ping --help'"},
-             Case{"request 5 1 --srpc --data 1234567",
-                  "--srpc needs at least 8 bytes of payload; see 'vosctl request --help'"},
-         }) {
-        SCOPED_TRACE(c.arguments);
-        const Outcome outcome = vosctl(c.arguments);
-        EXPECT_EQ(outcome.status, 2);
-        EXPECT_EQ(outcome.out, "");
-        EXPECT_EQ(outcome.err, "vosctl: " + std::string{c.err} + "\n");
-    }
+    vostest::expectComplaints({
+        {"frobnicate", 2, "unknown command or option 'frobnicate'; see 'vosctl --help'"},
+        {"request 5 VOS_MSG_NONE", 2, "unknown message type 'VOS_MSG_NONE'; give a number or a VOS_MSG_ name; see"},
+        {"event 5 0x100000000", 2, "type '0x100000000'; give a number or a VOS_MSG_ name; see 'vosctl event --help'"},
+        {"event 5 1 --hex 'abc'", 2, "--hex needs pairs of hexadecimal digits, not 'abc'; see 'vosctl event --help'"},
+        {"monitor --pcap ''", 2, "--pcap: the name is empty; see 'vosctl monitor --help'"},
+        {"ping echo --size 4294967295", 2, "--size: Value 4294967295 not in range 0 to 268435456"},
+        {"request 5 1 --srpc --data 1234567", 2, "--srpc needs at least 8 bytes of payload; see 'vosctl request"},
+    });
 }
 
 TEST(Vosctl, SaysInOneLineWhyTheWorkFailed) {
-    const std::string noHub = "no hub answers at /var/hubd_messaging_server_addr; start one with 'vos-hubd'";
+    constexpr const char *kNoHub = "no hub answers at /var/hubd_messaging_server_addr; start one with 'vos-hubd'\n";
     const vostest::TempDir dir;
     const std::string capture = dir / "capture";
+    const std::string monitor = "monitor --pcap " + capture;
     vostest::writeText(capture, "kept");
-    for (const std::string &command :
-         {std::string{"list"}, std::string{"ping 20"}, std::string{"event 5 1"}, "monitor --pcap " + capture}) {
-        SCOPED_TRACE(command);
-        const Outcome outcome = vosctl(command);
-        EXPECT_EQ(outcome.status, 1);
-        EXPECT_EQ(outcome.err, "vosctl: " + noHub + "\n");
-    }
+    vostest::expectComplaints(
+        {{"list", 1, kNoHub}, {"ping 20", 1, kNoHub}, {"event 5 1", 1, kNoHub}, {monitor.c_str(), 1, kNoHub}});
     EXPECT_EQ(vostest::readText(capture), "kept");
     ASSERT_EQ(symlink(VOS_MSG_HUB_SOCKET_PATH, VOS_MSG_HUB_SOCKET_PATH), 0);
-    EXPECT_EQ(vosctl("list").err, "vosctl: cannot connect to the hub at /var/hubd_messaging_server_addr: " +
-                                      std::string{strerror(ELOOP)} + "\n");
+    vostest::expectComplaints({{"list", 1, "cannot connect to the hub at /var/hubd_messaging_server_addr: Too many"}});
     unlink(VOS_MSG_HUB_SOCKET_PATH);
-    const HubProcess hub;
+    const HubProcess hub{{"--payload-limit", "300"}};
     const Peer deaf{"deaf"};
-    const std::string who = "; 'vosctl list' shows who is there";
-    struct Case {
-        const char *arguments;
-        std::string err;
-    };
-    for (const Case &c : {
-             Case{"request nobody ECHO", "no entity is called 'nobody'" + who},
-             Case{"monitor --entity nobody", "no entity is called 'nobody'" + who},
-             Case{"request 0x1234 ECHO", "nobody holds the id of 0x1234" + who},
-             Case{"ping 4660", "nobody holds the id of 4660" + who},
-             Case{"event 0x1234 1", "nobody holds the id of 0x1234" + who},
-             Case{"request deaf ECHO --timeout 20",
-                  "no reply from deaf (" + deaf.eid() + ") within 20 ms; a slow peer needs a longer --timeout"},
-             Case{"event 5 1 --file /dev/zero",
-                  "'/dev/zero' is longer than a payload, 268435456 bytes; give --file a shorter file"},
-             Case{"list >/dev/full", "cannot write the result: No space left on device"},
-             Case{"event 5 1 --file /", "cannot read '/': Is a directory; give --file a readable file"},
-         }) {
-        SCOPED_TRACE(c.arguments);
-        const Outcome outcome = vosctl(c.arguments);
-        EXPECT_EQ(outcome.status, 1);
-        EXPECT_EQ(outcome.err, "vosctl: " + c.err + "\n");
-    }
-}
-
-TEST(Vosctl, SaysThatTheHubClosedTheConnection) {
-    const HubProcess hub{{"--payload-limit", "64"}};
-    const Outcome outcome = vosctl("request 20 ECHO --file /proc/self/maps");
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_THAT(outcome.err, ContainsRegex("^vosctl: the hub closed the connection \\(VOS_RET_[A-Z_]+ \\([0-9]+\\)\\); "
-                                           "its output says why, 'vos-hubd' starts it again\n$"));
+    const std::string late =
+        "no reply from deaf (" + deaf.eid() + ") within 20 ms; a slow peer needs a longer --timeout";
+    vostest::expectComplaints({
+        {"request nobody ECHO", 1, "no entity is called 'nobody'; 'vosctl list' shows who is there"},
+        {"monitor --entity nobody", 1, "no entity is called 'nobody'; 'vosctl list' shows who is there"},
+        {"request 0x1234 ECHO", 1, "nobody holds the id of 0x1234; 'vosctl list' shows who is there"},
+        {"ping 4660", 1, "nobody holds the id of 4660; 'vosctl list' shows who is there"},
+        {"event 0x1234 1", 1, "nobody holds the id of 0x1234; 'vosctl list' shows who is there"},
+        {"request deaf ECHO --timeout 20", 1, late.c_str()},
+        {"event 5 1 --file /dev/zero", 1,
+         "'/dev/zero' is longer than a payload, 268435456 bytes; give --file a shorter"},
+        {"list >/dev/full", 1, "cannot write the result: No space left on device"},
+        {"event 5 1 --file /", 1, "cannot read '/': Is a directory; give --file a readable file"},
+        {"request 20 ECHO --file /proc/self/maps", 1, "the hub closed the connection (VOS_RET_"},
+    });
 }
 
 TEST(Vosctl, SendsPayloadsAsTextHexOrFileAndPrintsTheReply) {
@@ -168,49 +120,39 @@ TEST(Vosctl, SendsPayloadsAsTextHexOrFileAndPrintsTheReply) {
     Peer peer{"peer"};
     vostest::TempDir dir;
     vostest::writeText(dir / "f", std::string{"\0file", 5});
-    struct Case {
-        std::string payload;
-        std::string sent;
-        std::string dump;
-    };
-    for (const Case &c : {
-             Case{"", "", ""},
-             Case{"--data 'hello, daemon 17'", "hello, daemon 17",
-                  "00000000  68 65 6c 6c 6f 2c 20 64 61 65 6d 6f 6e 20 31 37  |hello, daemon 17|\n"},
-             Case{"--hex '00 ff:7F'", std::string{"\0\xff\x7f", 3},
-                  "00000000  00 ff 7f                                         |...|\n"},
-             Case{"--file " + (dir / "f").string(), std::string{"\0file", 5},
-                  "00000000  00 66 69 6c 65                                   |.file|\n"},
-         }) {
-        SCOPED_TRACE(c.payload);
-        auto running = inBackground("request peer ECHO --word 0x2a " + c.payload);
+    const std::tuple<std::string, std::string, std::string> kRows[] = {
+        {"", "", ""},
+        {"--data 'hello, daemon 17'", "hello, daemon 17",
+         "00000000  68 65 6c 6c 6f 2c 20 64 61 65 6d 6f 6e 20 31 37  |hello, daemon 17|\n"},
+        {"--hex '00 ff:7F'", std::string{"\0\xff\x7f", 3},
+         "00000000  00 ff 7f                                         |...|\n"},
+        {"--file " + (dir / "f").string(), std::string{"\0file", 5},
+         "00000000  00 66 69 6c 65                                   |.file|\n"}};
+    for (const auto &[given, sent, dump] : kRows) {
+        SCOPED_TRACE(given);
+        auto running = inBackground("request peer ECHO --word 0x2a " + given);
         const auto request = peer.receive();
         EXPECT_EQ(request->type, kEcho);
         EXPECT_EQ(request->flags, VOS_MSG_FLAG_REQUEST);
         EXPECT_EQ(request->wordData, 42U);
-        EXPECT_EQ(payload(*request), c.sent);
+        EXPECT_EQ(payload(*request), sent);
         peer.echo(*request, VOS_RET_OK);
         const Outcome outcome = running.get();
         EXPECT_EQ(outcome.status, 0) << outcome.err;
-        EXPECT_EQ(outcome.out, "VOS_RET_OK (0) from peer (" + peer.eid() + "), " + std::to_string(c.sent.size()) +
-                                   " bytes\n" + c.dump);
-        EXPECT_EQ(vosctl("event " + peer.eid() + " VOS_MSG_SAVE_LOG_TO_FLASH " + c.payload).status, 0);
+        EXPECT_EQ(outcome.out,
+                  "VOS_RET_OK (0) from peer (" + peer.eid() + "), " + std::to_string(sent.size()) + " bytes\n" + dump);
+        EXPECT_EQ(vosctl("event " + peer.eid() + " VOS_MSG_SAVE_LOG_TO_FLASH " + given).status, 0);
         const auto event = peer.receive();
         EXPECT_EQ(event->type, uint32_t{VOS_MSG_SAVE_LOG_TO_FLASH});
         EXPECT_EQ(event->flags, VOS_MSG_FLAG_EVENT);
-        EXPECT_EQ(payload(*event), c.sent);
+        EXPECT_EQ(payload(*event), sent);
     }
-}
-
-TEST(Vosctl, FailsWhenThePeerRefusesTheRequest) {
-    const HubProcess hub;
-    Peer peer{"peer"};
     auto running = inBackground("request peer 77");
     peer.echo(*peer.receive(), VOS_RET_BAD_ARG);
-    const Outcome outcome = running.get();
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_THAT(outcome.out, HasSubstr("VOS_RET_BAD_ARG (9003) from peer"));
-    EXPECT_EQ(outcome.err, "vosctl: peer (" + peer.eid() + ") refused the request: VOS_RET_BAD_ARG (9003)\n");
+    const Outcome refused = running.get();
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_THAT(refused.out, HasSubstr("VOS_RET_BAD_ARG (9003) from peer"));
+    EXPECT_EQ(refused.err, "vosctl: peer (" + peer.eid() + ") refused the request: VOS_RET_BAD_ARG (9003)\n");
 }
 
 TEST(Vosctl, MeasuresEveryRoundTripOfAPing) {
@@ -231,102 +173,93 @@ TEST(Vosctl, MeasuresEveryRoundTripOfAPing) {
 TEST(Vosctl, TakesNoOtherReplyForAnAnswer) {
     const HubProcess hub;
     const std::string noResult = "/tmp/cli_remote_result is no regular file that can be read; remove it and try again";
-    struct Case {
-        const char *arguments;
-        int comebacks;         // of the peer, which leaves the repeated request unanswered
-        const char *prepared;  // in the shell before the peer answers with half of the payload
-        uint32_t result;
-        std::string err;
-    };
-    for (const Case &c : {
-             Case{"ping 6000 -c 1", 0, "true", VOS_RET_BAD_ARG,
-                  "6000 does not answer pings: its reply has the result VOS_RET_BAD_ARG (9003) and 0 bytes, not 0 and "
-                  "the payload sent"},
-             Case{"ping 6000 --size 8", 0, "true", VOS_RET_OK,
-                  "6000 does not answer pings: its reply has the result VOS_RET_OK (0) and 4 bytes, not 0 and the "
-                  "payload sent"},
-             Case{"ping 6000 --timeout 200", 1, nullptr, VOS_RET_OK,
-                  "6000 came back and left the repeated request unanswered; try again"},
-             Case{
-                 "request 6000 1", 17, nullptr, VOS_RET_OK,
-                 "6000 comes back again and again without an answer (VOS_RET_ERROR (9002)); 'vosctl monitor' shows its "
-                 "launches"},
-             Case{"cli 6000 -- x", 0, "mkfifo /tmp/cli_remote_result", VOS_RET_OK, noResult},
-             Case{"cli 6000 -- x", 0, "ln -s /etc/passwd /tmp/cli_remote_result", VOS_RET_OK, noResult},
-             Case{"cli 6000 -- x", 0, "mkdir /tmp/cli_remote_result", VOS_RET_OK, noResult},
-         }) {
-        SCOPED_TRACE(c.err + c.arguments);
+    // How often the peer comes back and leaves the repeated request unanswered; what the shell does before it answers
+    // with half of the payload; its result.
+    const std::tuple<const char *, int, const char *, uint32_t, std::string> kRows[] = {
+        {"ping 6000 -c 1", 0, "true", VOS_RET_BAD_ARG,
+         "6000 does not answer pings: its reply has the result VOS_RET_BAD_ARG (9003) and 0 bytes, not 0 and "
+         "the payload sent"},
+        {"ping 6000 --size 8", 0, "true", VOS_RET_OK,
+         "6000 does not answer pings: its reply has the result VOS_RET_OK (0) and 4 bytes, not 0 and the "
+         "payload sent"},
+        {"ping 6000 --timeout 200", 1, nullptr, VOS_RET_OK,
+         "6000 came back and left the repeated request unanswered; try again"},
+        {"request 6000 1", 17, nullptr, VOS_RET_OK,
+         "6000 comes back again and again without an answer (VOS_RET_ERROR (9002)); 'vosctl monitor' shows its "
+         "launches"},
+        {"cli 6000 -- x", 0, "mkfifo /tmp/cli_remote_result", VOS_RET_OK, noResult},
+        {"cli 6000 -- x", 0, "ln -s /etc/passwd /tmp/cli_remote_result", VOS_RET_OK, noResult},
+        {"cli 6000 -- x", 0, "mkdir /tmp/cli_remote_result", VOS_RET_OK, noResult}};
+    for (const auto &[arguments, comebacks, prepared, result, err] : kRows) {
+        SCOPED_TRACE(err + arguments);
         std::optional<Peer> peer{6000U};
-        auto running = std::async(std::launch::async, shell,
-                                  "timeout 5 '" VOS_TEST_BIN_DIR "/vosctl' " + std::string{c.arguments});
+        auto running =
+            std::async(std::launch::async, shell, "timeout 5 '" VOS_TEST_BIN_DIR "/vosctl' " + std::string{arguments});
         const auto request = peer->receive();
-        for (int i = 1; i <= c.comebacks; i++) {
+        for (int i = 1; i <= comebacks; i++) {
             peer.reset();
             peer.emplace(6000U);
             if (i < 17) {
                 peer->receive();  // the last time it is not asked any more
             }
         }
-        if (c.prepared != nullptr) {
-            EXPECT_EQ(system(c.prepared), 0);
+        if (prepared != nullptr) {
+            EXPECT_EQ(system(prepared), 0);
             request->dataLength /= 2;
-            peer->echo(*request, c.result);
+            peer->echo(*request, result);
         }
         const Outcome outcome = running.get();
         EXPECT_EQ(outcome.status, 1);
-        EXPECT_EQ(outcome.err, "vosctl: " + c.err + "\n");
+        EXPECT_EQ(outcome.err, "vosctl: " + err + "\n");
     }
     std::filesystem::remove_all("/tmp/cli_remote_result");
 }
 
-// A monitor of a hub that the test plays, behind its three questions.
-struct Monitor {
-    explicit Monitor(const std::string &arguments) : running{inBackground("monitor " + arguments)} {
+// A command at a hub that the test plays.
+struct Script {
+    explicit Script(const std::string &arguments) : running{inBackground(arguments)} {
         hub.acceptOnly();
         hub.send(vostest::message(VOS_MSG_LAUNCHED, EID_HUBD, 6000));
-        for (int question = 0; question < 3; question++) {
-            hub.send(vostest::message(hub.read()->header.type, EID_HUBD, 6000, VOS_MSG_FLAG_RESPONSE));
-        }
     }
-    static vostest::WireMessage copy(uint32_t type, uint32_t lost) {
-        const hubproto::MonitorRecord record{.realtimeNs = 0, .verdict = 0, .lost = lost};
-        return vostest::message(
-            hubproto::kMonitorCopy, EID_HUBD, 6000, VOS_MSG_FLAG_EVENT, 0,
-            std::string{reinterpret_cast<const char *>(&record), sizeof record} + vostest::message(type, 1, 2).bytes());
+    void answer(uint32_t result = VOS_RET_OK) {
+        hub.send(vostest::message(hub.read()->header.type, EID_HUBD, 6000, VOS_MSG_FLAG_RESPONSE, result));
     }
 
     vostest::HubScript hub;
     std::future<Outcome> running;
 };
 
+// A monitor behind its three questions.
+struct Monitor : Script {
+    explicit Monitor(const std::string &arguments) : Script{"monitor " + arguments} { answer(), answer(), answer(); }
+    static vostest::WireMessage copy(uint32_t type, uint32_t lost) {
+        const hubproto::MonitorRecord record{.realtimeNs = 0, .verdict = 0, .lost = lost};
+        return vostest::message(
+            hubproto::kMonitorCopy, EID_HUBD, 6000, VOS_MSG_FLAG_EVENT, 0,
+            std::string{reinterpret_cast<const char *>(&record), sizeof record} + vostest::message(type, 1, 2).bytes());
+    }
+};
+
 TEST(Vosctl, MonitorCountsWhatIsLostBeforeMessagesThatItDoesNotShow) {
     Monitor monitor{"--type 2 -c 2 --json"};
-    for (const auto &[type, lost] : {std::pair{1, 4}, {2, 1}, {2, 0}}) {
-        monitor.hub.send(Monitor::copy(static_cast<uint32_t>(type), static_cast<uint32_t>(lost)));
+    for (const auto &[type, lost] : {std::pair{1U, 4U}, {2U, 1U}, {2U, 0U}}) {
+        monitor.hub.send(Monitor::copy(type, lost));
     }
     EXPECT_THAT(monitor.running.get().out, ContainsRegex("\"lost\":5,.*\n.*\"lost\":0,"));
 }
 
 TEST(Vosctl, WaitsForTheHubAsLongAsItWasTold) {
     const vostest::HubScript stopped;  // listens and does nothing
-    std::vector<std::future<Outcome>> all;
-    for (const char *arguments : {"request 5 1 --timeout 20", "ping peer --timeout 20", "cli 5 --timeout 20 -- x"}) {
-        all.push_back(inBackground(arguments));
-    }
-    for (std::future<Outcome> &each : all) {
-        const Outcome outcome = each.get();
-        EXPECT_EQ(outcome.status, 1);
-        EXPECT_EQ(outcome.err, "vosctl: no reply from the hub within 1000 ms; a slow peer needs a longer --timeout\n");
-    }
+    constexpr const char *kLate = "no reply from the hub within 1000 ms; a slow peer needs a longer --timeout\n";
+    vostest::expectComplaints({{"request 5 1 --timeout 20", 1, kLate},
+                               {"ping peer --timeout 20", 1, kLate},
+                               {"cli 5 --timeout 20 -- x", 1, kLate}});
 }
 
 TEST(Vosctl, TellsAFailedLookUpFromAnId) {
-    vostest::HubScript hub;
-    auto running = inBackground("ping peer");
-    hub.acceptOnly();
-    hub.send(vostest::message(VOS_MSG_LAUNCHED, EID_HUBD, 6000));
-    hub.send(vostest::message(hub.read()->header.type, EID_HUBD, 6000, VOS_MSG_FLAG_RESPONSE, VOS_RET_ERROR));
-    EXPECT_EQ(running.get().err,
+    Script script{"ping peer"};
+    script.answer(VOS_RET_ERROR);
+    EXPECT_EQ(script.running.get().err,
               "vosctl: the hub cannot look 'peer' up: VOS_RET_ERROR (9002); give the entity's number\n");
 }
 
@@ -343,9 +276,6 @@ TEST(Vosctl, MonitorStopsInTheMiddleOfAMessageAndOfALaunch) {
         for (int unread = 1; unread > 0; ioctl(monitor.hub.fd(), SIOCOUTQ, &unread)) {
         }
         terminate(monitor.hub);
-        EXPECT_EQ(monitor.running.wait_for(std::chrono::milliseconds{vostest::patienceMs()}),
-                  std::future_status::ready);
-        monitor.hub.hangUp();
         EXPECT_EQ(monitor.running.get().status, 0);
     }
     vostest::HubScript hub;
@@ -365,7 +295,8 @@ TEST(Vosctl, ListsClientsWithHeartbeatsAndWatchdog) {
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_THAT(outcome.out, ContainsRegex(quiet.eid() + " +quiet +" + std::to_string(getpid()) + " .* 0 +never  on "));
     EXPECT_THAT(outcome.out, ContainsRegex(beating.eid() + " +beating .* 1 +0\\.[0-9] s  stopped "));
-    EXPECT_THAT(outcome.out, ContainsRegex("\nhub: up [0-9.]+ s, 3 clients, .* [0-9]+ of 268435456 bytes of memory used\n"));
+    EXPECT_THAT(outcome.out,
+                ContainsRegex("\nhub: up [0-9.]+ s, 3 clients, .* [0-9]+ of 268435456 bytes of memory used\n"));
     EXPECT_EQ(vosctl("list >&-").status, 1) << "the hub's socket does not become standard output";
 }
 
@@ -397,28 +328,22 @@ TEST(Vosctl, CompletesCommandsOptionsTypesAndRunningEntities) {
     const HubProcess hub;
     const Peer peer{"peer"};
     const Peer hostile{"$(touch /tmp/completed)"};  // the shell would run it
-    struct Case {
-        const char *line;
-        std::string offered;
-    };
-    for (const Case &c : {
-             Case{"mon", "monitor"},
-             Case{"monitor --js", "--json"},
-             Case{"monitor --type VOS_MSG_REB", "VOS_MSG_REBOOT"},
-             Case{"request p", "peer"},
-             Case{"request --word 7 peer HUB_L", "HUB_LIST_CLIENTS"},
-             Case{"ping --timeout ", ""},
-             Case{"ping 6", hostile.eid()},
-         }) {
-        SCOPED_TRACE(c.line);
-        const std::string script = std::string{"PATH=\"" VOS_TEST_BIN_DIR
-                                               ":$PATH\"; "
-                                               ". \"" VOS_TEST_SOURCE_DIR
-                                               "/tools/vosctl/vosctl.bash\"; "
-                                               "IFS=\" \" read -ra COMP_WORDS <<< \"vosctl "} +
-                                   c.line + "x\"; COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); " +
-                                   "COMP_WORDS[-1]=${COMP_WORDS[-1]%x}; _vosctl; echo \"${COMPREPLY[*]}\"";
-        EXPECT_EQ(shell("bash -c '" + script + "'").out, c.offered + "\n");
+    const std::pair<const char *, std::string> kRows[] = {{"mon", "monitor"},
+                                                          {"monitor --js", "--json"},
+                                                          {"monitor --type VOS_MSG_REB", "VOS_MSG_REBOOT"},
+                                                          {"request p", "peer"},
+                                                          {"request --word 7 peer HUB_L", "HUB_LIST_CLIENTS"},
+                                                          {"ping --timeout ", ""},
+                                                          {"ping 6", hostile.eid()}};
+    for (const auto &[line, offered] : kRows) {
+        SCOPED_TRACE(line);
+        setenv("LINE", line, 1);
+        EXPECT_EQ(shell(R"(PATH=")" VOS_TEST_BIN_DIR
+                        R"(:$PATH" bash -c '. "$0"; IFS=" " read -ra COMP_WORDS <<< "vosctl ${LINE}x"
+            COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); COMP_WORDS[-1]=${COMP_WORDS[-1]%x}
+            _vosctl; echo "${COMPREPLY[*]}"' ")" VOS_TEST_SOURCE_DIR R"(/tools/vosctl/vosctl.bash")")
+                      .out,
+                  offered + "\n");
     }
     EXPECT_NE(access("/tmp/completed", F_OK), 0);
 }
