@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "support/files.h"
-#include "support/hub_script.h"
 #include "support/heap.h"
+#include "support/hub_script.h"
 #include "support/leak.h"
 #include "support/syslog_catcher.h"
 
