@@ -1,6 +1,8 @@
 // Small file helpers for tests.
 #pragma once
 
+#include <unistd.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -16,6 +18,17 @@ inline void writeText(const std::filesystem::path &path, const std::string &text
 inline std::string readText(const std::filesystem::path &path) {
     std::ifstream in{path, std::ios::binary};
     return {std::istreambuf_iterator<char>{in}, std::istreambuf_iterator<char>{}};
+}
+
+/** Everything up to the end of a descriptor, which is closed then. */
+inline std::string readToEnd(int fd) {
+    std::string text;
+    char buffer[512];
+    for (ssize_t got; (got = read(fd, buffer, sizeof buffer)) > 0;) {
+        text.append(buffer, static_cast<size_t>(got));
+    }
+    close(fd);
+    return text;
 }
 
 /** How many descriptors this process holds; equal before and after a call that must not leak. */
