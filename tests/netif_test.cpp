@@ -26,23 +26,20 @@ void ip(const std::string &arguments) {
 // br0 with 192.168.1.1/24, its alias br0:0 with 192.168.2.1/24 and the port lan0, all up.
 class NetifTest : public testing::Test {
   protected:
-    void SetUp() override {
+    NetifTest() {
         for (const char *arguments : {"link add br0 type bridge", "link add lan0 type veth peer name far0",
                                       "link set br0 address 02:00:00:00:00:01", "link set lan0 master br0",
                                       "addr add 192.168.1.1/24 dev br0", "addr add 192.168.2.1/24 dev br0 label br0:0",
                                       "link set br0 up", "link set lan0 up", "link set far0 up"}) {
             ip(arguments);
         }
-        before_ = vostest::openDescriptors();
     }
-    void TearDown() override {
-        EXPECT_EQ(vostest::openDescriptors(), before_);
+    ~NetifTest() override {
         ip("link del br0");
         ip("link del lan0");
     }
 
-  private:
-    size_t before_ = 0;
+    vostest::SameDescriptors descriptors;
 };
 
 TEST_F(NetifTest, TellsAddressMaskAndSubnet) {

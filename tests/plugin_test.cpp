@@ -143,13 +143,6 @@ TEST(PluginMessage, IsReadOnceAndOnlyWhenItsTextsLieWithinIt) {
         Received brief{std::string(length, '\0')};
         EXPECT_EQ(UTIL_pluginRecvReqMsg(brief.msg, &request), VOS_RET_BAD_ARG);
     }
-    Received response{numbers(1) + u64(static_cast<uint32_t>(-2)) + u64(0) + u64(40) + "done\0"s};
-    PluginRespMsg read{};
-    ASSERT_EQ(UTIL_pluginRecvRespMsg(response.msg, &read), VOS_RET_OK);
-    EXPECT_EQ(read.retCode, -2);
-    EXPECT_EQ(read.pluginName, nullptr);
-    EXPECT_STREQ(read.retCtx, "done");
-    EXPECT_EQ(UTIL_pluginRecvRespMsg(response.msg, &read), VOS_RET_BAD_ARG);
 }
 
 TEST_F(PluginTest, AnswersSetParameterEvents) {

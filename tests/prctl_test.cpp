@@ -65,11 +65,7 @@ Outcome run(PrctlSpawnRequest request) {
 
 class ProcessTest : public testing::Test {
   protected:
-    void SetUp() override { before_ = vostest::openDescriptors(); }
-    void TearDown() override {
-        EXPECT_EQ(vostest::openDescriptors(), before_);
-        EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child was left behind";
-    }
+    ~ProcessTest() override { EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child was left behind"; }
 
     /** A shell script as a program of its own. */
     std::string program(const std::string &script) {
@@ -80,9 +76,7 @@ class ProcessTest : public testing::Test {
     }
 
     vostest::TempDir directory;
-
-  private:
-    size_t before_ = 0;
+    vostest::SameDescriptors descriptors;
 };
 
 TEST(ArgumentVector, IsSplitAtBlanksAndTabs) {

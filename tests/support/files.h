@@ -1,6 +1,7 @@
 // Small file helpers for tests.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -39,6 +40,15 @@ inline size_t openDescriptors() {
     }
     return count;
 }
+
+/** Fails when there are more or fewer descriptors at its end than at its beginning. */
+class SameDescriptors {
+  public:
+    ~SameDescriptors() { EXPECT_EQ(openDescriptors(), before_); }
+
+  private:
+    size_t before_ = openDescriptors();
+};
 
 /** A directory below /tmp that disappears at the end of the test. */
 class TempDir {

@@ -13,7 +13,7 @@
 
 namespace vostest {
 
-/** Answers every datagram that comes to port 53; on request from another port. */
+/** Answers every datagram that comes to port 53, or none; on request from another port. */
 class UdpServer {
   public:
     using Answer = std::function<std::string(const std::string &query)>;
@@ -53,8 +53,10 @@ class UdpServer {
         ssize_t got = 0;
         while ((got = recvfrom(fd_, bytes, sizeof bytes, 0, reinterpret_cast<sockaddr *>(&client), &size)) > 0) {
             query_.assign(bytes, static_cast<size_t>(got));
-            const std::string answer = answer_(query_);
-            sendto(from_, answer.data(), answer.size(), 0, reinterpret_cast<sockaddr *>(&client), size);
+            if (answer_) {
+                const std::string answer = answer_(query_);
+                sendto(from_, answer.data(), answer.size(), 0, reinterpret_cast<sockaddr *>(&client), size);
+            }
         }
     }
 
