@@ -6,8 +6,6 @@
 #include <net/if.h>
 
 #include <cstdlib>
-#include <string>
-#include <vector>
 
 #include "support/files.h"
 #include "support/mount_over.h"

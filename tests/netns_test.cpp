@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <cstring>
@@ -59,13 +58,12 @@ class NetnsTest : public testing::Test {
         names.push_back(name);
         const fs::path file = "/run/netns/" + name;
         vostest::writeText(file, "");
-        const auto bound = [&] {
-            return unshare(CLONE_NEWNET) | mount("/proc/self/ns/net", file.c_str(), nullptr, MS_BIND, nullptr);
-        };
-        EXPECT_EQ(inChild(bound).first, 0);
-        struct stat info {};
-        EXPECT_EQ(stat(file.c_str(), &info), 0);
-        return "net:[" + std::to_string(info.st_ino) + "]";
+        return inChild([&] {
+                   unshare(CLONE_NEWNET);
+                   fputs(namespaceId().c_str(), stderr);
+                   return mount("/proc/self/ns/net", file.c_str(), nullptr, MS_BIND, nullptr);
+               })
+            .second;
     }
 
     std::vector<std::string> names;

@@ -137,12 +137,16 @@ TEST(PluginMessage, IsReadOnceAndOnlyWhenItsTextsLieWithinIt) {
         EXPECT_EQ(UTIL_pluginRecvReqMsg(bad.msg, &request), VOS_RET_BAD_ARG);
         EXPECT_EQ(memcmp(bad.msg, before.data(), before.size()), 0);
     }
-    Received open{numbers(1) + u64(32) + u64(0) + "ab"};
-    EXPECT_EQ(UTIL_pluginRecvReqMsg(open.msg, &request), VOS_RET_BAD_ARG);
-    for (const size_t length : {0u, 1u, 31u}) {
-        Received brief{std::string(length, '\0')};
-        EXPECT_EQ(UTIL_pluginRecvReqMsg(brief.msg, &request), VOS_RET_BAD_ARG);
+    for (const std::string &payload : {""s, "\0"s, std::string(31, '\0'), numbers(1) + u64(32) + u64(0) + "ab"}) {
+        EXPECT_EQ(UTIL_pluginRecvReqMsg(Received{payload}.msg, &request), VOS_RET_BAD_ARG);
     }
+    Received response{numbers(1) + u64(static_cast<uint32_t>(-2)) + u64(0) + u64(40) + "done\0"s};
+    PluginRespMsg read{};
+    ASSERT_EQ(UTIL_pluginRecvRespMsg(response.msg, &read), VOS_RET_OK);
+    EXPECT_EQ(read.sourceEid, 4U);
+    EXPECT_EQ(read.retCode, -2);
+    EXPECT_STREQ(read.retCtx, "done");
+    EXPECT_EQ(UTIL_pluginRecvRespMsg(response.msg, &read), VOS_RET_BAD_ARG);
 }
 
 TEST_F(PluginTest, AnswersSetParameterEvents) {

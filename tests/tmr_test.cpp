@@ -2,15 +2,11 @@
 #include "vos/tmr.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <functional>
 #include <iterator>
-#include <string>
 #include <string_view>
-#include <utility>
-#include <vector>
 
 #include "support/model.h"
 #include "support/syslog_catcher.h"
@@ -132,21 +128,16 @@ int g_contexts[6];
 /** What an event does to the list from inside its callback. */
 template <typename List>
 void react(List &list, int event) {
-    switch (event) {
-        case 1:
-            list.set(1, 0);
-            break;
-        case 2:
-            list.cancel(3), list.set(4, 1);
-            break;
-        case 3:
-            list.run();
-            break;
-        case 5:
-            list.flush(), list.set(0, 0);
-            break;
-        default:
-            break;
+    if (event == 1) {
+        list.set(1, 0);
+    } else if (event == 2) {
+        list.cancel(3);
+        list.set(4, 1);
+    } else if (event == 3) {
+        list.run();
+    } else if (event == 5) {
+        list.flush();
+        list.set(0, 0);
     }
 }
 
