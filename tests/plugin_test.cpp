@@ -29,15 +29,12 @@ std::string numbers(uint32_t first) {
 
 // A received message in a block of its own, so that the sanitizers see every byte read beyond it.
 struct Received {
-    explicit Received(const std::string &payload, uint32_t type = kType) {
-        const std::string bytes = message(type, kManager, kSelf, VOS_MSG_FLAG_REQUEST, 7, payload).bytes();
-        msg = static_cast<VosMsgHeader *>(malloc(bytes.size()));
-        memcpy(msg, bytes.data(), bytes.size());
-    }
-    ~Received() { free(msg); }
+    explicit Received(const std::string &payload, uint32_t type = kType)
+        : bytes{message(type, kManager, kSelf, VOS_MSG_FLAG_REQUEST, 7, payload).bytes()} {}
     Received(const Received &) = delete;
-    Received &operator=(const Received &) = delete;
-    VosMsgHeader *msg;
+    const std::string bytes;
+    std::vector<char> block{bytes.begin(), bytes.end()};
+    VosMsgHeader *msg = reinterpret_cast<VosMsgHeader *>(block.data());
 };
 
 using PluginTest = vostest::HubTest;
@@ -133,9 +130,8 @@ TEST(PluginMessage, IsReadOnceAndOnlyWhenItsTextsLieWithinIt) {
              {31, 35}, {32, 39}, {32, 40}, {1, 0}, {UINT64_MAX - 8, 0}, {32, uint64_t{1} << 32}}) {
         SCOPED_TRACE(std::to_string(name) + " " + std::to_string(context));
         Received bad{numbers(1) + u64(name) + u64(context) + texts};
-        const std::string before{reinterpret_cast<char *>(bad.msg), 32 + bad.msg->dataLength};
         EXPECT_EQ(UTIL_pluginRecvReqMsg(bad.msg, &request), VOS_RET_BAD_ARG);
-        EXPECT_EQ(memcmp(bad.msg, before.data(), before.size()), 0);
+        EXPECT_EQ(std::string(bad.block.begin(), bad.block.end()), bad.bytes);
     }
     for (const std::string &payload : {""s, "\0"s, std::string(31, '\0'), numbers(1) + u64(32) + u64(0) + "ab"}) {
         EXPECT_EQ(UTIL_pluginRecvReqMsg(Received{payload}.msg, &request), VOS_RET_BAD_ARG);
