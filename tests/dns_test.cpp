@@ -56,11 +56,7 @@ std::string decode(std::string wire, uint32_t size = 200) {
     return out.c_str();
 }
 
-class Server : public vostest::UdpServer {
-  public:
-    Server(int family, const std::string &answer, bool fromElsewhere = false)
-        : UdpServer{family, [answer](const std::string &) { return answer; }, fromElsewhere} {}
-};
+using Server = vostest::UdpServer;
 
 TEST(DnsQuery, AsksOnceAndListsTheAddresses) {
     const vostest::SameDescriptors descriptors;
@@ -119,7 +115,7 @@ TEST(DnsQuery, SaysWhyItFails) {
     EXPECT_EQ(lastError(), "Bind socket to device error, No such device(19)");
     EXPECT_EQ(UTIL_dnsDoQuery("a", nullptr, "203.0.113.1", out, sizeof out), VOS_RET_ERROR);
     EXPECT_EQ(lastError(), std::string{"sendto fail, "} + strerror(ENETUNREACH) + "(101)");
-    vostest::UdpServer silent{AF_INET, nullptr};
+    Server silent{AF_INET, Server::Answer{}};
     EXPECT_EQ(UTIL_dnsDoQuery(longName.c_str(), nullptr, "127.0.0.1", out, sizeof out), VOS_RET_ERROR);
     EXPECT_EQ(lastError(), "DNS timeout");
     EXPECT_EQ(silent.query().size(), 512U);

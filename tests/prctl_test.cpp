@@ -129,8 +129,6 @@ constexpr Row kRows[] = {
          request.disableCore = request.detach = 1;
      }},
     // Beyond what the kernel allows anybody; the child goes on with the environment it was given.
-    {"", "/old:/new",
-     [](PrctlSpawnRequest &request) { request.nofileLimit = UINT32_MAX, request.extraLibPath = "/new"; }, 77},
     {"", "/new",
      [](PrctlSpawnRequest &request) {
          setenv("LD_LIBRARY_PATH", "", 1);

@@ -20,6 +20,8 @@ class UdpServer {
 
     UdpServer(int family, Answer answer, bool fromElsewhere = false)
         : fd_{bound(family, 53)}, from_{fromElsewhere ? bound(family, 0) : dup(fd_)}, answer_{std::move(answer)} {}
+    UdpServer(int family, const std::string &answer, bool fromElsewhere = false)
+        : UdpServer{family, [answer](const std::string &) { return answer; }, fromElsewhere} {}
     ~UdpServer() {
         query();
         close(fd_);
