@@ -344,8 +344,8 @@ TEST_F(ProcessTest, RunsCommandsInTheShell) {
         const itimerval never{};
         setitimer(ITIMER_REAL, &never, nullptr);
     }
-    const std::string longComment(300, 'x');
-    EXPECT_EQ(WEXITSTATUS(UTIL_doSystemAction("test", "exit %d # %s", 8, longComment.c_str())), 8);
+    const std::string longArgument(300, 'x');
+    EXPECT_EQ(WEXITSTATUS(UTIL_doSystemAction("test", ": %s; exit %d", longArgument.c_str(), 8)), 8);
     const std::tuple<const char *, int, std::string> kOutputs[] = {
         {"printf abc", 1, "abc\0\0\0\0x"s}, {"printf 0123456789", 1, "0123456x"}, {"true", 0, "\0\0\0\0\0\0\0x"s}};
     for (const auto &[command, found, text] : kOutputs) {
