@@ -5,20 +5,15 @@
 #include <sys/socket.h>
 
 #include <cstring>
-#include <string>
 #include <tuple>
-#include <vector>
 
 #include "support/syslog_catcher.h"
 
 namespace {
 
 TEST(Ipv4Text, IsFourNumbersBetweenRunsOfDots) {
-    struct Row {
-        const char *text;
-        bool valid, octets;  // octets: the first four numbers are there
-    };
-    constexpr Row kRows[] = {
+    constexpr std::tuple<const char *, bool, bool> kRows[] = {
+        // whether it is valid, whether the first four numbers are there
         {"1.2.3.4", true, true},     {"255.255.255.255", true, true},    {"1.2.3", false, false},
         {"1.2.3.256", false, false}, {"1..2.3.4", true, true},           {".1.2.3.4.", true, true},
         {"1.2.3.4.5", false, true},  {"255.255.255.2550", false, false}, {"1.2.3.-4", false, false},
@@ -78,12 +73,7 @@ TEST(PrefixAddress, IsSplitAtTheSlash) {
 }
 
 TEST(PrefixAddress, KeepsTheBitsThatCallersRelyOn) {
-    struct Row {
-        const char *address;
-        uint32_t length;
-        const char *prefix;
-    };
-    constexpr Row kRows[] = {
+    constexpr std::tuple<const char *, uint32_t, const char *> kRows[] = {
         {"2001:db8:abcd:1234::", 52, "2001:db8:abcd:30::"},
         {"2001:db8:abcd:1234:5:6:7:8", 64, "2001:db8:abcd:1234::"},
         {"2001:db8::1", 0, "::"},
@@ -126,35 +116,23 @@ TEST(ZeroAddress, IsOneOfItsTexts) {
 }
 
 TEST(DnsList, GivesItsFirstTwoServers) {
-    struct Row {
-        const char *list;
-        bool ipv4;
-        const char *primary, *secondary;
-    };
-    constexpr Row kRows[] = {
+    constexpr std::tuple<const char *, bool, const char *, const char *> kRows[] = {
         {"8.8.8.8, 1.1.1.1", true, "8.8.8.8", "1.1.1.1"},         {"8.8.8.8", true, "8.8.8.8", "0.0.0.0"},
         {"bad,1.1.1.1,9.9.9.9", true, "0.0.0.0", "1.1.1.1"},      {"8.8.8.8 ,", true, "0.0.0.0", "0.0.0.0"},
         {"2001:db8::1,fe80::2", false, "2001:db8::1", "fe80::2"}, {"8.8.8.8,x", false, "-", "-"},
     };
-    for (const Row &c : kRows) {
-        SCOPED_TRACE(c.list);
-        char primary[40] = "-";
-        char secondary[40] = "-";
-        EXPECT_EQ(util_parseDNS(c.list, primary, sizeof primary, secondary, sizeof secondary, c.ipv4), VOS_RET_OK);
-        EXPECT_STREQ(primary, c.primary);
-        EXPECT_STREQ(secondary, c.secondary);
-        EXPECT_EQ(util_parseDNS(c.list, nullptr, 0, nullptr, 0, c.ipv4), VOS_RET_OK);
+    for (const auto &[list, ipv4, primary, secondary] : kRows) {
+        SCOPED_TRACE(list);
+        char first[40] = "-", second[40] = "-";
+        EXPECT_EQ(util_parseDNS(list, first, sizeof first, second, sizeof second, ipv4), VOS_RET_OK);
+        EXPECT_STREQ(first, primary);
+        EXPECT_STREQ(second, secondary);
+        EXPECT_EQ(util_parseDNS(list, nullptr, 0, nullptr, 0, ipv4), VOS_RET_OK);
     }
 }
 
 TEST(DnsList, IsJoinedWithoutZeroServersBehindAFirst) {
-    struct Row {
-        const char *dns1, *dns2;
-        int32_t size;
-        const char *list;
-        VosRet ret;
-    };
-    constexpr Row kRows[] = {
+    constexpr std::tuple<const char *, const char *, int32_t, const char *, VosRet> kRows[] = {
         {"10.0.0.1", "10.0.0.2", 40, "10.0.0.1,10.0.0.2", VOS_RET_OK},
         {"10.0.0.1", "0.0.0.0", 40, "10.0.0.1", VOS_RET_OK},
         {"", "0.0.0.0", 40, "0.0.0.0", VOS_RET_OK},
@@ -164,10 +142,10 @@ TEST(DnsList, IsJoinedWithoutZeroServersBehindAFirst) {
         {"1.1.1.1", "2.2.2.2", 15, "1.1.1.1", VOS_RET_NO_RESOURCE},
         {"10.10.10.10", "2.2.2.2", 10, "2.2.2.2", VOS_RET_NO_RESOURCE},
     };
-    for (const Row &c : kRows) {
+    for (const auto &[dns1, dns2, size, joined, ret] : kRows) {
         char list[40] = "before";
-        EXPECT_EQ(util_concatDNS(c.dns1, c.dns2, list, c.size), c.ret) << c.list;
-        EXPECT_STREQ(list, c.list);
+        EXPECT_EQ(util_concatDNS(dns1, dns2, list, size), ret) << joined;
+        EXPECT_STREQ(list, joined);
     }
     char untouched[] = "x";
     EXPECT_EQ(util_concatDNS("1.1.1.1", nullptr, untouched, 0), VOS_RET_NO_RESOURCE);

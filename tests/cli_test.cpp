@@ -1,28 +1,21 @@
 // Remote command line: arguments as sent, output in the file, and requests that must not run anything.
 #include "vos/cli.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/socket.h>
 
 #include <chrono>
-#include <filesystem>
 #include <thread>
-#include <vector>
 
 #include "support/effort.h"
-#include "support/files.h"
-#include "support/hub_script.h"
-#include "support/syslog_catcher.h"
+#include "support/hub_test.h"
 
 using testing::ElementsAre;
-using vostest::HubScript;
+using vostest::kPeer;
+using vostest::kSelf;
 using vostest::message;
 
 namespace {
 
-constexpr uint32_t kSelf = 50;
-constexpr uint32_t kPeer = 60;
 constexpr uint32_t kType = 0x10005000;
 constexpr uint32_t kResult = 4711;
 
@@ -41,13 +34,10 @@ std::string addressOf(UtilCliFunc func) {
     return {reinterpret_cast<char *>(&func), sizeof func};
 }
 
-class RemoteCli : public testing::Test {
+class RemoteCli : public vostest::HubTest {
   protected:
     RemoteCli() { g_runs = 0; }
-    ~RemoteCli() override {
-        vosMsg_cleanup(&handle);
-        std::filesystem::remove_all(UTIL_CLI_RESULT_FILE);
-    }
+    ~RemoteCli() override { std::filesystem::remove_all(UTIL_CLI_RESULT_FILE); }
 
     /** Without a command the request goes to UTIL_cliHandleCmd(). The block ends where the payload ends. */
     VosRet run(uint32_t argc, const std::string &payload, UtilCliFunc command = nullptr) {
@@ -58,12 +48,9 @@ class RemoteCli : public testing::Test {
     }
     void expectReply(uint32_t result) {
         ASSERT_TRUE(hub.hasData());
-        EXPECT_EQ(hub.read()->bytes(), message(kType, kSelf, kPeer, VOS_MSG_FLAG_RESPONSE, result).bytes());
+        EXPECT_EQ(sent(), message(kType, kSelf, kPeer, VOS_MSG_FLAG_RESPONSE, result).bytes());
     }
     static std::string output() { return vostest::readText(UTIL_CLI_RESULT_FILE); }
-
-    HubScript hub;
-    VosMsgHandle *handle = hub.open(kSelf);
 };
 
 TEST_F(RemoteCli, RunsTheCommandAndAnswersWithItsResult) {
@@ -72,11 +59,8 @@ TEST_F(RemoteCli, RunsTheCommandAndAnswersWithItsResult) {
     EXPECT_THAT(g_args, ElementsAre("show", "", "last"));
     EXPECT_EQ(output(), "ran with 3\n");
 
-    std::string most(8, '\0');
-    for (int i = 0; i < UTIL_CLI_MAX_ARGS; i++) {
-        most += std::string{"x\0", 2};
-    }
-    EXPECT_EQ(run(UTIL_CLI_MAX_ARGS, most, record), VOS_RET_OK) << "the address is not looked at";
+    EXPECT_EQ(run(UTIL_CLI_MAX_ARGS, std::string(8 + UTIL_CLI_MAX_ARGS, '\0'), record), VOS_RET_OK)
+        << "the address is not looked at";
     EXPECT_EQ(g_args.size(), 32U);
     expectReply(kResult);
     EXPECT_EQ(run(5, "", record), VOS_RET_OK) << "no payload, no arguments";
@@ -87,13 +71,7 @@ TEST_F(RemoteCli, RunsTheCommandAndAnswersWithItsResult) {
 TEST_F(RemoteCli, MalformedRequestsRunNothingAndAreAnswered) {
     int notCode = 0;
     const std::string address = addressOf(record);
-    struct Case {
-        const char *what;
-        uint32_t argc;
-        std::string payload;
-        UtilCliFunc command;
-    };
-    const Case cases[] = {
+    const std::tuple<const char *, uint32_t, std::string, UtilCliFunc> kRows[] = {
         {"shorter than the address", 0, "1234567", record},
         {"last argument without its terminator", 2, address + std::string{"a\0b", 3}, nullptr},
         {"fewer arguments than announced", 2, address + std::string{"a\0", 2}, record},
@@ -105,14 +83,12 @@ TEST_F(RemoteCli, MalformedRequestsRunNothingAndAreAnswered) {
         {"address of data", 0, addressOf(reinterpret_cast<UtilCliFunc>(&notCode)), nullptr},
     };
     vostest::Diagnostics diagnostics;
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.what);
-        EXPECT_EQ(run(c.argc, c.payload, c.command), VOS_RET_BAD_ARG);
+    for (const auto &[what, argc, payload, command] : kRows) {
+        SCOPED_TRACE(what);
+        EXPECT_EQ(run(argc, payload, command), VOS_RET_BAD_ARG);
         expectReply(VOS_RET_BAD_ARG);
     }
     EXPECT_EQ(diagnostics.takeBodies().front(), "invalid remote command, dataLength(7), argc(0)");
-    EXPECT_EQ(UTIL_cliHandleCmd(handle, nullptr), VOS_RET_BAD_ARG);
-    EXPECT_EQ(UTIL_processRemoteCli(handle, nullptr, record), VOS_RET_BAD_ARG);
     EXPECT_EQ(g_runs, 0);
     EXPECT_FALSE(std::filesystem::exists(UTIL_CLI_RESULT_FILE));
 }

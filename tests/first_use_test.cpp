@@ -1,13 +1,9 @@
 // libcrypto and libcrypt as libvos.so opens them by itself; nothing else here may be linked with them.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <optional>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include "support/files.h"
 #include "support/mount_over.h"
@@ -71,12 +67,9 @@ TEST(FirstUse, OpensNothingBeforeACallNeedsIt) {
 
 TEST(FirstUse, OfManyThreadsAtOnceWorksInEach) {
     inFreshProcess([] {
-        std::vector<std::thread> threads;
+        std::vector<std::jthread> threads;
         for (int i = 0; i < 8; i++) {
             threads.emplace_back([] { EXPECT_EQ(callEach().front(), VOS_RET_OK); });
-        }
-        for (std::thread &thread : threads) {
-            thread.join();
         }
     });
 }

@@ -6,8 +6,6 @@
 #include <net/if.h>
 
 #include <cstdlib>
-#include <string>
-#include <vector>
 
 #include "support/files.h"
 #include "support/mount_over.h"
@@ -26,38 +24,34 @@ void ip(const std::string &arguments) {
 // br0 with 192.168.1.1/24, its alias br0:0 with 192.168.2.1/24 and the port lan0, all up.
 class NetifTest : public testing::Test {
   protected:
-    void SetUp() override {
-        ip("link add br0 type bridge");
-        ip("link add lan0 type veth peer name far0");
-        ip("link set br0 address 02:00:00:00:00:01");
-        ip("link set lan0 master br0");
-        ip("addr add 192.168.1.1/24 dev br0");
-        ip("addr add 192.168.2.1/24 dev br0 label br0:0");
-        for (const char *name : {"br0", "lan0", "far0"}) {
-            ip("link set "s + name + " up");
+    NetifTest() {
+        for (const char *arguments : {"link add br0 type bridge", "link add lan0 type veth peer name far0",
+                                      "link set br0 address 02:00:00:00:00:01", "link set lan0 master br0",
+                                      "addr add 192.168.1.1/24 dev br0", "addr add 192.168.2.1/24 dev br0 label br0:0",
+                                      "link set br0 up", "link set lan0 up", "link set far0 up"}) {
+            ip(arguments);
         }
-        before_ = vostest::openDescriptors();
     }
-    void TearDown() override {
-        EXPECT_EQ(vostest::openDescriptors(), before_);
+    ~NetifTest() override {
         ip("link del br0");
         ip("link del lan0");
     }
 
-  private:
-    size_t before_ = 0;
+    vostest::SameDescriptors descriptors;
 };
 
 TEST_F(NetifTest, TellsAddressMaskAndSubnet) {
     char text[16];
-    EXPECT_EQ(UTIL_getIfAddr("br0", text, sizeof text), 1);
-    EXPECT_STREQ(text, "192.168.1.1");
-    EXPECT_EQ(UTIL_getIfMask("br0:0", text, sizeof text), 1);
-    EXPECT_STREQ(text, "255.255.255.0");
-    EXPECT_EQ(UTIL_getIfSubnet("br0:0", text, sizeof text), 1);
-    EXPECT_STREQ(text, "192.168.2.0");
-    EXPECT_EQ(UTIL_getIfAddr("br0", text, 8), 1);
-    EXPECT_STREQ(text, "192.168");
+    const std::tuple<decltype(&UTIL_getIfAddr), const char *, uint32_t, const char *> kRows[] = {
+        {UTIL_getIfAddr, "br0", 16, "192.168.1.1"},
+        {UTIL_getIfMask, "br0:0", 16, "255.255.255.0"},
+        {UTIL_getIfSubnet, "br0:0", 16, "192.168.2.0"},
+        {UTIL_getIfAddr, "br0", 8, "192.168"},
+    };
+    for (const auto &[query, name, size, found] : kRows) {
+        EXPECT_EQ(query(name, text, size), 1);
+        EXPECT_STREQ(text, found);
+    }
     for (auto *query : {UTIL_getIfAddr, UTIL_getIfMask, UTIL_getIfSubnet}) {
         EXPECT_EQ(query("lan0", text, sizeof text), 0);  // has no address
         EXPECT_EQ(query("none0", text, sizeof text), 0);
@@ -96,9 +90,8 @@ TEST_F(NetifTest, KnowsOnlyTheBridgesOwnSubnetAsLan) {
 }
 
 TEST_F(NetifTest, FindsTheBridgePortOfAMacAddress) {
-    const char port = static_cast<char>(if_nametoindex("lan0"));
-    const std::string mac = "\2\0\0\0\0\x0a"s;
-    const std::string unknownPort = "\2\0\0\0\0\x0b"s + std::string(7, '\0') + "\xfa" + std::string(2, '\0');
+    const auto row = [](char last, char port) { return "\2\0\0\0\0"s + last + std::string(7, '\0') + port + "\0\0"s; };
+    const std::string mac = row('\x0a', static_cast<char>(if_nametoindex("lan0")));
     const auto found = [](const char *macText) {
         char name[16] = "";
         EXPECT_EQ(UTIL_getLanInterFace(macText, name, sizeof name), 0);
@@ -106,8 +99,7 @@ TEST_F(NetifTest, FindsTheBridgePortOfAMacAddress) {
     };
     EXPECT_EQ(found("02:00:00:00:00:0A"), "br0");  // the kernel's own table has no such entry
     {
-        const MountOver table{"/sys/class/net/br0/brforward",
-                              unknownPort + mac + std::string(7, '\0') + port + std::string(2, '\0') + mac};
+        const MountOver table{"/sys/class/net/br0/brforward", row('\x0b', '\xfa') + mac + mac.substr(0, 6)};
         EXPECT_EQ(found("02:00:00:00:00:0A"), "lan0");
         vostest::Diagnostics log;
         EXPECT_EQ(found("02:00:00:00:00:0B"), "br0");
@@ -151,9 +143,7 @@ TEST_F(NetifTest, ListsIpv6Addresses) {
     EXPECT_STREQ(addr, "2001:0db8:0000:0000:0000:0000:0000:0001");
     EXPECT_EQ(prefixLen, 56u);
     EXPECT_EQ(UTIL_getGloballyUniqueIfAddr6("none0", addr, &prefixLen), VOS_RET_NOTHING_FOUND);
-    uint32_t ifIndex = 0;
-    uint32_t scope = 0;
-    uint32_t flags = 0;
+    uint32_t ifIndex = 0, scope = 0, flags = 0;
     const auto get = [&](const char *name, uint32_t index) {
         return UTIL_getIfAddr6(name, index, addr, &ifIndex, &prefixLen, &scope, &flags);
     };
@@ -174,12 +164,10 @@ TEST_F(NetifTest, ListsIpv6Addresses) {
 }
 
 TEST(SubnetMask, StandsLowestByteFirst) {
-    for (const auto &[length, mask] : {std::pair{24u, "0.255.255.255"},
-                                       {8u, "0.0.0.255"},
-                                       {0u, "255.255.255.255"},
-                                       {32u, "255.255.255.255"},
-                                       {20u, "0.240.255.255"},
-                                       {33u, "0.0.0.128"}}) {
+    constexpr std::pair<uint32_t, const char *> kRows[] = {{24, "0.255.255.255"},  {8, "0.0.0.255"},
+                                                           {0, "255.255.255.255"}, {32, "255.255.255.255"},
+                                                           {20, "0.240.255.255"},  {33, "0.0.0.128"}};
+    for (const auto &[length, mask] : kRows) {
         char text[16];
         EXPECT_EQ(UTIL_subnetLenToSubnetMask(length, text, sizeof text), 0);
         EXPECT_STREQ(text, mask);

@@ -5,15 +5,11 @@
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <cstring>
-#include <filesystem>
 #include <functional>
-#include <string>
+#include <set>
 #include <vector>
 
 #include "support/files.h"
@@ -36,12 +32,7 @@ std::pair<int, std::string> inChild(const std::function<int()> &body) {
         _exit(body());
     }
     close(fds[1]);
-    std::string text;
-    char buffer[512];
-    for (ssize_t got; (got = read(fds[0], buffer, sizeof buffer)) > 0;) {
-        text.append(buffer, static_cast<size_t>(got));
-    }
-    close(fds[0]);
+    const std::string text = vostest::readToEnd(fds[0]);
     int status = -1;
     waitpid(pid, &status, 0);
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, text};
@@ -67,17 +58,12 @@ class NetnsTest : public testing::Test {
         names.push_back(name);
         const fs::path file = "/run/netns/" + name;
         vostest::writeText(file, "");
-        std::string id;
-        const auto [status, text] = inChild([&] {
-            return unshare(CLONE_NEWNET) == 0 &&
-                           mount("/proc/self/ns/net", file.c_str(), nullptr, MS_BIND, nullptr) == 0
-                       ? 0
-                       : 1;
-        });
-        EXPECT_EQ(status, 0);
-        struct stat info {};
-        EXPECT_EQ(stat(file.c_str(), &info), 0);
-        return "net:[" + std::to_string(info.st_ino) + "]";
+        return inChild([&] {
+                   unshare(CLONE_NEWNET);
+                   fputs(namespaceId().c_str(), stderr);
+                   return mount("/proc/self/ns/net", file.c_str(), nullptr, MS_BIND, nullptr);
+               })
+            .second;
     }
 
     std::vector<std::string> names;
@@ -118,33 +104,26 @@ TEST_F(NetnsTest, SwitchSaysWhichStepFailed) {
         while (umount2("/sys", MNT_DETACH) == 0) {
         }
     };
-    struct Case {
-        std::string name;
-        std::string text;
-        void (*prepare)() = [] {};
+    const auto nothing = [] {};
+    const std::tuple<std::string, std::string, void (*)()> kRows[] = {
+        {"absent", "Cannot open network namespace \"absent\": No such file or directory\n", nothing},
+        {"plain", "setting the network namespace \"plain\" failed: Invalid argument\n", nothing},
+        {"lan", "umount of /sys failed: Invalid argument\n", uncoverSys},
+        {tooLong, ("Cannot open network namespace \"" + tooLong).substr(0, 1023), nothing},
     };
-    for (const Case &c : {Case{"absent", "Cannot open network namespace \"absent\": No such file or directory\n"},
-                          Case{"plain", "setting the network namespace \"plain\" failed: Invalid argument\n"},
-                          Case{"lan", "umount of /sys failed: Invalid argument\n", uncoverSys},
-                          Case{tooLong, ("Cannot open network namespace \"" + tooLong).substr(0, 1023)}}) {
-        SCOPED_TRACE(c.name);
-        EXPECT_EQ(inChild([&] {
-                      c.prepare();
-                      return netns_switch(c.name.c_str()) == -1 ? 0 : 1;
-                  }),
-                  std::pair(0, c.text));
+    for (const auto &[name, text, prepare] : kRows) {
+        const auto failing = [&name = name, &prepare = prepare] {
+            return prepare(), netns_switch(name.c_str()) == -1 ? 0 : 1;
+        };
+        EXPECT_EQ(inChild(failing), std::pair(0, text)) << name;
     }
-    EXPECT_EQ(netns_switch(nullptr), -1);
 }
 
 TEST_F(NetnsTest, OpensByNameOrPath) {
     make("lan");
-    const int byName = netns_get_fd("lan");
-    const int byPath = netns_get_fd("/proc/self/ns/net");
-    EXPECT_GE(byName, 0);
-    EXPECT_GE(byPath, 0);
-    close(byName);
-    close(byPath);
+    for (const char *which : {"lan", "/proc/self/ns/net"}) {
+        EXPECT_EQ(close(netns_get_fd(which)), 0) << which;
+    }
     EXPECT_EQ(netns_get_fd("absent"), -1);
     EXPECT_EQ(netns_get_fd(std::string(5000, 'n').c_str()), -1);
 }
@@ -153,14 +132,12 @@ TEST_F(NetnsTest, WalkStopsWhenTheCallbackSaysSo) {
     vostest::writeText("/run/netns/a", "");
     vostest::writeText("/run/netns/b", "");
     names = {"a", "b"};
-    std::vector<std::string> seen;
+    std::set<std::string> seen;
     const auto collect = [](char *name, void *arg) {
-        static_cast<std::vector<std::string> *>(arg)->push_back(name);
-        return 0;
+        return static_cast<std::set<std::string> *>(arg)->insert(name).second ? 0 : 1;
     };
     EXPECT_EQ(netns_foreach(collect, &seen), 0);
-    std::sort(seen.begin(), seen.end());
-    EXPECT_EQ(seen, (std::vector<std::string>{"a", "b"}));
+    EXPECT_EQ(seen, (std::set<std::string>{"a", "b"}));
     int calls = 0;
     const auto stop = [](char *, void *arg) { return ++*static_cast<int *>(arg); };
     EXPECT_EQ(netns_foreach(stop, &calls), 0);

@@ -268,6 +268,8 @@ TEST(NullArguments, OfEntitiesAndMessages) {
     gives(0, all(vosMsg_getHandleEid), handle);
     gives(0, all(vosMsg_duplicate), &msg);
     gives(0, all(vosMsg_putBack, vosMsg_receivePutBack), handle, &out);
+    gives(0, all(vosMsg_requeuePutBacks), handle);
+    gives(0, all(vosMsg_cleanup, oalVosMsg_cleanup), &other);
     gives(kBad, all(vosMsg_receive), handle, &out);
     gives(kBad, all(vosMsg_receiveWithTimeout), handle, &out, 0);
     gives(kBad, all(vosMsg_sendAndGetReplyWithTimeout), handle, &msg, 0);

@@ -6,7 +6,6 @@
 #include <filesystem>
 
 #include "support/files.h"
-#include "vos/mem.h"
 
 namespace {
 
@@ -14,7 +13,7 @@ TEST(PluginInfo, ReadsTheFirstMatchingLine) {
     const vostest::TempDir dir;
     const std::string x(200, 'x');
     const std::tuple<const char *, std::string, std::string> kRows[] = {
-        {"white space goes", "Vendor: a\nName :  com.example.led \r\n", "com.example.led"},
+        {"white space goes", "Vendor: a\nName : \t com.example.led \v\f\r\n", "com.example.led"},
         {"the first line wins", "Name:one\nName:two\n", "one"},
         {"a key is a prefix", "NameServer: 10.0.0.1\nName: real\n", "10.0.0.1"},
         {"case and place count", "name: a\n Name: b\n", "untouched"},
@@ -49,15 +48,6 @@ TEST(PluginInfo, LooksOneDirectoryUp) {
     EXPECT_EQ(UTIL_pluginGetName(buf, 8), VOS_RET_OK);
     EXPECT_STREQ(buf, "com.exa") << "cut to the buffer";
     std::filesystem::current_path("/tmp");
-}
-
-TEST(PluginInfo, LineTestsTakeAnyText) {
-    EXPECT_EQ(util_pluginIsField("Name", "Name"), 1);
-    EXPECT_EQ(util_pluginIsField("Name", "Nam"), 0);
-    EXPECT_EQ(util_pluginParseGetVal("Name", ":"), nullptr);
-    char *value = util_pluginParseGetVal("a:b", "a:b: \t value\v\f");
-    EXPECT_STREQ(value, "value");
-    VOS_FREE(value);
 }
 
 }  // namespace

@@ -1,26 +1,18 @@
 // Plug-in names, the payloads of requests and responses byte for byte, set-parameter events and the hub's directories.
 #include "vos/plugin.h"
 
-#include <gtest/gtest.h>
-
 #include <cstring>
-#include <string>
-#include <tuple>
 
-#include "support/files.h"
-#include "support/hub_script.h"
-#include "vos/mem.h"
+#include "support/hub_test.h"
 
-using vostest::HubScript;
+using vostest::kSelf;
 using vostest::message;
-using vostest::WireMessage;
 
 namespace {
 
 using namespace std::string_literals;
 
-constexpr uint32_t kSelf = 50;
-constexpr uint32_t kManager = 60;
+constexpr uint32_t kManager = vostest::kPeer;
 constexpr uint32_t kType = 0x10007001;
 
 std::string u32(uint32_t value) {
@@ -37,29 +29,18 @@ std::string numbers(uint32_t first) {
 
 // A received message in a block of its own, so that the sanitizers see every byte read beyond it.
 struct Received {
-    explicit Received(const std::string &payload, uint32_t type = kType) {
-        const std::string bytes = message(type, kManager, kSelf, VOS_MSG_FLAG_REQUEST, 7, payload).bytes();
-        msg = static_cast<VosMsgHeader *>(malloc(bytes.size()));
-        memcpy(msg, bytes.data(), bytes.size());
-    }
-    ~Received() { free(msg); }
+    explicit Received(const std::string &payload, uint32_t type = kType)
+        : bytes{message(type, kManager, kSelf, VOS_MSG_FLAG_REQUEST, 7, payload).bytes()} {}
     Received(const Received &) = delete;
-    Received &operator=(const Received &) = delete;
-    VosMsgHeader *msg;
+    const std::string bytes;
+    std::vector<char> block{bytes.begin(), bytes.end()};
+    VosMsgHeader *msg = reinterpret_cast<VosMsgHeader *>(block.data());
 };
 
-class PluginTest : public testing::Test {
-  protected:
-    ~PluginTest() override { vosMsg_cleanup(&handle); }
-    HubScript hub;
-    VosMsgHandle *handle = hub.open(kSelf);
-};
+using PluginTest = vostest::HubTest;
 
 TEST(PluginName, IsRewrittenOnItsCustomerWord) {
-    struct Row {
-        const char *name, *toBase, *toAcme, *withoutCustomer;
-    };
-    constexpr Row kRows[] = {
+    constexpr std::tuple<const char *, const char *, const char *, const char *> kRows[] = {
         {"com.operator.acme.smartgateway.wifi", "com.operator.marlow.smartgateway.wifi",
          "com.operator.acme.smartgateway.wifi", "com.operator..smartgateway.wifi"},
         {"com.x", "com.operator.marlow.smartgateway.x", "com.operator.acme.smartgateway.x",
@@ -67,18 +48,18 @@ TEST(PluginName, IsRewrittenOnItsCustomerWord) {
         {"com.operator.all.wifi", "com.operator.all.wifi", "com.operator.all.wifi", "com.operator.all.wifi"},
         {"org.wifi", "org.wifi", "org.wifi", "org.wifi"},
     };
-    for (const Row &c : kRows) {
-        SCOPED_TRACE(c.name);
-        const auto rewritten = [&c](auto rewrite) {
-            char *name = vosMem_strdup(c.name, __func__, __LINE__);
+    for (const auto &[given, toBase, toAcme, withoutCustomer] : kRows) {
+        SCOPED_TRACE(given);
+        const auto rewritten = [&given = given](auto rewrite) {
+            char *name = vosMem_strdup(given, __func__, __LINE__);
             EXPECT_EQ(rewrite(&name), VOS_RET_OK);
             std::string text = name;
             VOS_FREE(name);
             return text;
         };
-        EXPECT_EQ(rewritten(UTIL_pluginCustormerNameToBase), c.toBase);
-        EXPECT_EQ(rewritten([](char **name) { return UTIL_pluginSetPluginNameByCustomer(name, "acme"); }), c.toAcme);
-        EXPECT_EQ(rewritten(UTIL_replacePluginGetNamebase), c.withoutCustomer);
+        EXPECT_EQ(rewritten(UTIL_pluginCustormerNameToBase), toBase);
+        EXPECT_EQ(rewritten([](char **name) { return UTIL_pluginSetPluginNameByCustomer(name, "acme"); }), toAcme);
+        EXPECT_EQ(rewritten(UTIL_replacePluginGetNamebase), withoutCustomer);
     }
 }
 
@@ -106,7 +87,7 @@ TEST_F(PluginTest, SendsRequestsWithOffsetsInPlaceOfTexts) {
     for (const auto &[name, context, payload] : kRows) {
         const PluginReqMsg request{1, 2, 3, 4, name, context};
         ASSERT_EQ(UTIL_pluginSendReqMsg(handle, &header, &request, nullptr), VOS_RET_OK);
-        EXPECT_EQ(hub.read()->bytes(),
+        EXPECT_EQ(sent(),
                   message(kType, kSelf, kManager, VOS_MSG_FLAG_REQUEST | VOS_MSG_FLAG_KEEP, 9, payload).bytes());
     }
 }
@@ -122,7 +103,7 @@ TEST_F(PluginTest, TakesTheResponseToARequest) {
         {"", VOS_RET_OK, 77, nullptr},
     };
     for (const auto &[payload, ret, retCode, retCtx] : kRows) {
-        hub.send(message(kType, kManager, kSelf, VOS_MSG_FLAG_RESPONSE, 0, payload));
+        answer(kType, 0, payload);
         PluginRespMsg reply{};
         reply.retCode = 77;
         EXPECT_EQ(UTIL_pluginSendReqMsg(handle, &header, &request, &reply), ret);
@@ -149,21 +130,17 @@ TEST(PluginMessage, IsReadOnceAndOnlyWhenItsTextsLieWithinIt) {
              {31, 35}, {32, 39}, {32, 40}, {1, 0}, {UINT64_MAX - 8, 0}, {32, uint64_t{1} << 32}}) {
         SCOPED_TRACE(std::to_string(name) + " " + std::to_string(context));
         Received bad{numbers(1) + u64(name) + u64(context) + texts};
-        const std::string before{reinterpret_cast<char *>(bad.msg), 32 + bad.msg->dataLength};
         EXPECT_EQ(UTIL_pluginRecvReqMsg(bad.msg, &request), VOS_RET_BAD_ARG);
-        EXPECT_EQ(memcmp(bad.msg, before.data(), before.size()), 0);
+        EXPECT_EQ(std::string(bad.block.begin(), bad.block.end()), bad.bytes);
     }
-    Received open{numbers(1) + u64(32) + u64(0) + "ab"};
-    EXPECT_EQ(UTIL_pluginRecvReqMsg(open.msg, &request), VOS_RET_BAD_ARG);
-    for (const size_t length : {0u, 1u, 31u}) {
-        Received brief{std::string(length, '\0')};
-        EXPECT_EQ(UTIL_pluginRecvReqMsg(brief.msg, &request), VOS_RET_BAD_ARG);
+    for (const std::string &payload : {""s, "\0"s, std::string(31, '\0'), numbers(1) + u64(32) + u64(0) + "ab"}) {
+        EXPECT_EQ(UTIL_pluginRecvReqMsg(Received{payload}.msg, &request), VOS_RET_BAD_ARG);
     }
     Received response{numbers(1) + u64(static_cast<uint32_t>(-2)) + u64(0) + u64(40) + "done\0"s};
     PluginRespMsg read{};
     ASSERT_EQ(UTIL_pluginRecvRespMsg(response.msg, &read), VOS_RET_OK);
+    EXPECT_EQ(read.sourceEid, 4U);
     EXPECT_EQ(read.retCode, -2);
-    EXPECT_EQ(read.pluginName, nullptr);
     EXPECT_STREQ(read.retCtx, "done");
     EXPECT_EQ(UTIL_pluginRecvRespMsg(response.msg, &read), VOS_RET_BAD_ARG);
 }
@@ -173,7 +150,7 @@ TEST_F(PluginTest, AnswersSetParameterEvents) {
         UTIL_pluginRegisterSetParamEvent(handle, callback);
         Received event{numbers(1) + u64(32) + u64(34) + "p\0speed=1\0"s, VOS_MSG_PLUGIN_SET_PARAMETER};
         EXPECT_EQ(UTIL_pluginExecuteSetParamEvent(event.msg), VOS_RET_OK);
-        return hub.read().value_or(WireMessage{}).bytes();
+        return sent();
     };
     const auto expected = [](uint64_t retCtx, const std::string &texts) {
         return message(VOS_MSG_PLUGIN_SET_PARAMETER, kSelf, kManager, VOS_MSG_FLAG_RESPONSE, 7,
@@ -199,8 +176,7 @@ TEST_F(PluginTest, OpensFilesInTheDirectoriesThatTheHubNames) {
     const auto opens = [&](auto open, uint32_t word, const std::string &answer, const char *fileName) {
         hub.send(message(VOS_MSG_GET_PLUGIN_CFG_DIR, EID_HUBD, kSelf, VOS_MSG_FLAG_RESPONSE, 0, answer));
         FILE *file = open(handle, fileName, "w");
-        EXPECT_EQ(hub.read()->bytes(),
-                  message(VOS_MSG_GET_PLUGIN_CFG_DIR, kSelf, EID_HUBD, VOS_MSG_FLAG_REQUEST, word).bytes());
+        EXPECT_EQ(sent(), message(VOS_MSG_GET_PLUGIN_CFG_DIR, kSelf, EID_HUBD, VOS_MSG_FLAG_REQUEST, word).bytes());
         return file != nullptr && fclose(file) == 0;
     };
     EXPECT_TRUE(opens(UTIL_pluginGetDataFile, 0, prefix, "data.cfg"));

@@ -1,39 +1,34 @@
 // Delayed messages: what the hub is asked for, and what stays set when it refuses.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "support/hub_script.h"
-#include "support/syslog_catcher.h"
 #include "vos/tmr.h"
 
+#include "support/hub_test.h"
+
+using vostest::kSelf;
 using vostest::message;
 
 namespace {
 
-constexpr uint32_t kSelf = 50;
+using DelayedMessage = vostest::HubTest;
 constexpr uint32_t kSet = VOS_MSG_REGISTER_DELAYED_MSG;
 constexpr uint32_t kCancel = VOS_MSG_UNREGISTER_DELAYED_MSG;
 
 void ignore(void *) {}
 
-TEST(DelayedMessage, FollowsTheLocalEventAndNeverDecidesIt) {
-    vostest::HubScript hub;
-    VosMsgHandle *handle = hub.open(kSelf);
+TEST_F(DelayedMessage, FollowsTheLocalEventAndNeverDecidesIt) {
     void *list = nullptr;
     utilTmr_init(&list);
     auto *context = reinterpret_cast<void *>(uintptr_t{0x123456780F0F0F0F});
     const uint32_t word = static_cast<uint32_t>(reinterpret_cast<uintptr_t>(ignore)) | 0x0F0F0F0F;
-    const auto answer = [&](uint32_t type, uint32_t result) { hub.send(message(type, 20, kSelf, 4, result)); };
     vostest::Diagnostics diagnostics;
 
     for (const VosRet hubSays : {VosRet{VOS_RET_OK}, VosRet{VOS_RET_NO_RESOURCE}}) {
         answer(kSet, hubSays);
         EXPECT_EQ(utilMsgTmr_set(handle, list, ignore, context, 0x01020304, "event"), hubSays);
-        EXPECT_EQ(hub.read()->bytes(), message(0x10000800, kSelf, 20, 2, word, "\4\3\2\1").bytes());
+        EXPECT_EQ(sent(), message(0x10000800, kSelf, 20, 2, word, "\4\3\2\1").bytes());
         EXPECT_TRUE(utilMsgTmr_isEventPresent(list, ignore, context));
         answer(kCancel, hubSays);
         utilMsgTmr_cancel(handle, list, ignore, context);
-        EXPECT_EQ(hub.read()->bytes(), message(0x10000801, kSelf, 20, 2, word).bytes());
+        EXPECT_EQ(sent(), message(0x10000801, kSelf, 20, 2, word).bytes());
         EXPECT_FALSE(utilMsgTmr_isEventPresent(list, ignore, context));
     }
     EXPECT_THAT(diagnostics.takeBodies(),
@@ -49,7 +44,6 @@ TEST(DelayedMessage, FollowsTheLocalEventAndNeverDecidesIt) {
     EXPECT_FALSE(utilTmr_isEventPresent(list, ignore, context));
     EXPECT_FALSE(hub.hasData());
     utilTmr_cleanup(&list);
-    vosMsg_cleanup(&handle);
 }
 
 }  // namespace

@@ -1,6 +1,9 @@
 // Small file helpers for tests.
 #pragma once
 
+#include <gtest/gtest.h>
+#include <unistd.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -18,6 +21,17 @@ inline std::string readText(const std::filesystem::path &path) {
     return {std::istreambuf_iterator<char>{in}, std::istreambuf_iterator<char>{}};
 }
 
+/** Everything up to the end of a descriptor, which is closed then. */
+inline std::string readToEnd(int fd) {
+    std::string text;
+    char buffer[512];
+    for (ssize_t got; (got = read(fd, buffer, sizeof buffer)) > 0;) {
+        text.append(buffer, static_cast<size_t>(got));
+    }
+    close(fd);
+    return text;
+}
+
 /** How many descriptors this process holds; equal before and after a call that must not leak. */
 inline size_t openDescriptors() {
     size_t count = 0;
@@ -26,6 +40,15 @@ inline size_t openDescriptors() {
     }
     return count;
 }
+
+/** Fails when there are more or fewer descriptors at its end than at its beginning. */
+class SameDescriptors {
+  public:
+    ~SameDescriptors() { EXPECT_EQ(openDescriptors(), before_); }
+
+  private:
+    size_t before_ = openDescriptors();
+};
 
 /** A directory below /tmp that disappears at the end of the test. */
 class TempDir {

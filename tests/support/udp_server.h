@@ -13,13 +13,15 @@
 
 namespace vostest {
 
-/** Answers every datagram that comes to port 53; on request from another port. */
+/** Answers every datagram that comes to port 53, or none; on request from another port. */
 class UdpServer {
   public:
     using Answer = std::function<std::string(const std::string &query)>;
 
     UdpServer(int family, Answer answer, bool fromElsewhere = false)
         : fd_{bound(family, 53)}, from_{fromElsewhere ? bound(family, 0) : dup(fd_)}, answer_{std::move(answer)} {}
+    UdpServer(int family, const std::string &answer, bool fromElsewhere = false)
+        : UdpServer{family, [answer](const std::string &) { return answer; }, fromElsewhere} {}
     ~UdpServer() {
         query();
         close(fd_);
@@ -53,8 +55,10 @@ class UdpServer {
         ssize_t got = 0;
         while ((got = recvfrom(fd_, bytes, sizeof bytes, 0, reinterpret_cast<sockaddr *>(&client), &size)) > 0) {
             query_.assign(bytes, static_cast<size_t>(got));
-            const std::string answer = answer_(query_);
-            sendto(from_, answer.data(), answer.size(), 0, reinterpret_cast<sockaddr *>(&client), size);
+            if (answer_) {
+                const std::string answer = answer_(query_);
+                sendto(from_, answer.data(), answer.size(), 0, reinterpret_cast<sockaddr *>(&client), size);
+            }
         }
     }
 

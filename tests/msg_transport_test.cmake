@@ -1,1 +1,0 @@
-add_dependencies(${name} vos-hubd)
