@@ -1,6 +1,7 @@
 // The connection to the hub: handshake, whole messages in any number of pieces, ends, signals and time-outs.
 #include <fcntl.h>
 #include <linux/sockios.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -17,6 +18,7 @@
 
 #include "support/effort.h"
 #include "support/hooks.h"
+#include "support/hub_process.h"
 #include "support/hub_test.h"
 
 using vostest::HubScript;
@@ -225,6 +227,42 @@ TEST_F(Stream, TellsAPeerGoneInTheHeaderFromABrokenPayload) {
     open();
     hub.sendBytes(kBytes.substr(0, 34));
     EXPECT_EQ(next(handle, 0).ret, VOS_RET_TIMEOUT) << "what has come is freed with the handle";
+}
+
+TEST(StreamThroughAHub, LosesNothingInAPollLoop) {
+    const vostest::HubProcess process;
+    VosMsgHandle *sender = nullptr, *receiver = nullptr;
+    ASSERT_EQ(vosMsg_initByName("sender", &sender), VOS_RET_OK);
+    ASSERT_EQ(vosMsg_initByName("receiver", &receiver), VOS_RET_OK);
+    pollfd waiting{.fd = -1, .events = POLLIN, .revents = 0};
+    vosMsg_getEventHandle(receiver, &waiting.fd);
+    for (const size_t size : {size_t{1000}, size_t{260'000}}) {
+        for (const uint32_t timeoutMs : {0U, 1U, 10U}) {
+            SCOPED_TRACE(testing::Message() << timeoutMs << " ms, " << size << " bytes");
+            const uint32_t count = size == 1000 ? 3000 : 20;
+            const auto numbered = [&](uint32_t word) {
+                return message(7, vosMsg_getHandleEid(sender), vosMsg_getHandleEid(receiver), 1, word,
+                               std::string(size, static_cast<char>(word)))
+                    .bytes();
+            };
+            std::thread peer{[&] {
+                for (uint32_t word = 0; word < count; word++) {
+                    EXPECT_EQ(vosMsg_send(sender, asMessage(numbered(word))), VOS_RET_OK);
+                }
+            }};
+            uint32_t word = 0;
+            while (word < count && poll(&waiting, 1, static_cast<int>(vostest::patienceMs())) == 1) {
+                const Received got = next(receiver, timeoutMs);
+                if (got.ret != VOS_RET_TIMEOUT) {
+                    EXPECT_TRUE(got.bytes == numbered(word++));
+                }
+            }
+            peer.join();
+            EXPECT_EQ(word, count);
+        }
+    }
+    vosMsg_cleanup(&sender);
+    vosMsg_cleanup(&receiver);
 }
 
 TEST_F(Stream, SkipsAMessageThatItHadNoMemoryForAsAWhole) {

@@ -238,6 +238,17 @@ TEST_F(ProcessTest, StartsEveryChildWhileThreadsLog) {
     }
 }
 
+TEST_F(ProcessTest, LeavesTheParentsOtherThreadsAlone) {
+    std::filesystem::create_directories("/var/run/netns");
+    ASSERT_EQ(mkfifo("/var/run/netns/vosfifo", 0600), 0);
+    // The child waits in the namespace's file until another thread of the parent comes.
+    const std::jthread other{[] { close(open("/var/run/netns/vosfifo", O_WRONLY)); }};
+    PrctlSpawnRequest request = inheriting("/bin/true");
+    request.netnsName = "vosfifo";
+    EXPECT_EQ(run(request).output, "setting the network namespace \"vosfifo\" failed: Invalid argument\n");
+    unlink("/var/run/netns/vosfifo");
+}
+
 TEST_F(ProcessTest, RefusesWhatCannotBeAProgram) {
     for (const char *exe : {"sleep", "/bin/", "", static_cast<const char *>(nullptr)}) {
         const Outcome outcome = run(inheriting(exe));

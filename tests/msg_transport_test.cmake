@@ -1,0 +1,1 @@
+add_dependencies(${name} vos-hubd)
