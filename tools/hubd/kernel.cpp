@@ -74,7 +74,7 @@ ssize_t send(int fd, std::span<const iovec> pieces) {
     }
     msghdr message{};
     message.msg_iov = const_cast<iovec *>(pieces.data());
-    message.msg_iovlen = pieces.size();
+    message.msg_iovlen = static_cast<decltype(message.msg_iovlen)>(pieces.size());
     return sendmsg(fd, &message, MSG_DONTWAIT | MSG_NOSIGNAL);
 }
 
