@@ -161,7 +161,8 @@ TEST_F(LogTest, ComposesEntriesByLevelMaskAndDestination) {
         vosLog_clear(kEid);
         vosLog_setHeaderMask(mask);
         vosLog_setDestination(destination);
-        const std::string written = errors([entry = level, body = message] { log_log(entry, "here", 42, "%s", body); });
+        const std::string written =
+            errors([severity = level, body = message] { log_log(severity, "here", 42, "%s", body); });
         EXPECT_EQ(written, destination == VOS_LOG_DEST_STDERR ? entry : "");
         EXPECT_EQ(readText(kFile), entry);
     }

@@ -70,7 +70,7 @@ TEST(Launch, AnnouncesIdOrNameAndTakesTheAnsweredId) {
         SCOPED_TRACE(announced);
         HubScript hub;
         VosMsgHandle *handle = nullptr;
-        ASSERT_EQ(hub.launch(4711, [&, eid = eid, name = name] { return oalVosMsg_init(eid, name, &handle); }),
+        ASSERT_EQ(hub.launch(4711, [&, id = eid, called = name] { return oalVosMsg_init(id, called, &handle); }),
                   VOS_RET_OK);
         EXPECT_EQ(hub.announcement().bytes(), message(0x10000251, eid, 20, VOS_MSG_FLAG_EVENT,
                                                       static_cast<uint32_t>(getpid()), announced + '\0' + exe + '\0')

@@ -112,8 +112,8 @@ TEST_F(NetnsTest, SwitchSaysWhichStepFailed) {
         {tooLong, ("Cannot open network namespace \"" + tooLong).substr(0, 1023), nothing},
     };
     for (const auto &[name, text, prepare] : kRows) {
-        const auto failing = [&name = name, &prepare = prepare] {
-            return prepare(), netns_switch(name.c_str()) == -1 ? 0 : 1;
+        const auto failing = [&path = name, &first = prepare] {
+            return first(), netns_switch(path.c_str()) == -1 ? 0 : 1;
         };
         EXPECT_EQ(inChild(failing), std::pair(0, text)) << name;
     }

@@ -50,8 +50,8 @@ TEST(PluginName, IsRewrittenOnItsCustomerWord) {
     };
     for (const auto &[given, toBase, toAcme, withoutCustomer] : kRows) {
         SCOPED_TRACE(given);
-        const auto rewritten = [&given = given](auto rewrite) {
-            char *name = vosMem_strdup(given, __func__, __LINE__);
+        const auto rewritten = [&original = given](auto rewrite) {
+            char *name = vosMem_strdup(original, __func__, __LINE__);
             EXPECT_EQ(rewrite(&name), VOS_RET_OK);
             std::string text = name;
             VOS_FREE(name);
