@@ -206,7 +206,8 @@ TEST_F(ProcessTest, KeepsDiagnosticsOutOfTheChildsDescriptors) {
             told += line.facility != LOG_DAEMON ? ""
                                                 : line.ident + ": " + std::to_string(line.priority) + line.body() + ";";
         }
-        EXPECT_EQ(told, "prctl_test: 7LD_LIBRARY_PATH:/new.\n;prctl_test: 7detached from terminal;");
+        EXPECT_EQ(told, "prctl_test: 7" + vostest::asCaught("LD_LIBRARY_PATH:/new.\n") +
+                            ";prctl_test: 7detached from terminal;");
     }
     char text[100];
     EXPECT_EQ(recv(ends[1], text, sizeof text, MSG_DONTWAIT), -1);
