@@ -164,14 +164,14 @@ static inline uint64_t vosLoop_nextDueNs(const VosLoop *loop) {
 static inline void vosLoop_arm(VosLoop *loop) {
     const uint64_t due = loop->timerFd >= 0 ? vosLoop_nextDueNs(loop) : loop->armedNs;
     if (due != loop->armedNs) {
-        struct itimerspec spec;
-        memset(&spec, 0, sizeof spec);
+        struct itimerspec expiry;
+        memset(&expiry, 0, sizeof expiry);
         loop->armedNs = due;
         if (due != UINT64_MAX) {
-            spec.it_value.tv_sec = VOS_CAST(time_t, due / 1000000000u);
-            spec.it_value.tv_nsec = VOS_CAST(long, due % 1000000000u);
+            expiry.it_value.tv_sec = VOS_CAST(time_t, due / 1000000000u);
+            expiry.it_value.tv_nsec = VOS_CAST(long, due % 1000000000u);
         }
-        timerfd_settime(loop->timerFd, TFD_TIMER_ABSTIME, &spec, NULL);
+        timerfd_settime(loop->timerFd, TFD_TIMER_ABSTIME, &expiry, NULL);
     }
 }
 /** @endcond */

@@ -518,12 +518,12 @@ class Loop {
         }
         armedFor_ = due;
         const auto wait = std::max(std::chrono::nanoseconds{due - Clock::now()}, std::chrono::nanoseconds{1});
-        itimerspec spec{};
+        itimerspec expiry{};
         if (due != Clock::time_point::max()) {
-            spec.it_value.tv_sec = static_cast<time_t>(wait.count() / 1'000'000'000);
-            spec.it_value.tv_nsec = static_cast<long>(wait.count() % 1'000'000'000);
+            expiry.it_value.tv_sec = static_cast<time_t>(wait.count() / 1'000'000'000);
+            expiry.it_value.tv_nsec = static_cast<long>(wait.count() % 1'000'000'000);
         }
-        timerfd_settime(timerFd_.get(), 0, &spec, nullptr);
+        timerfd_settime(timerFd_.get(), 0, &expiry, nullptr);
     }
 
     Connection &hub_;
