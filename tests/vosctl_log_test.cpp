@@ -62,8 +62,13 @@ TEST_F(LogToolTest, ShowsSettingsFilesAndTheRing) {
     EXPECT_THAT(shown.out, HasSubstr("process " + std::to_string(getpid()) + "\n"));
     EXPECT_THAT(shown.out, HasSubstr("oldest first:\n    <main:2>\n    <main:3>\n"));
     EXPECT_THAT(shown.out, EndsWith("    <main:32>\n    <main:33>\n"));
-    vostest::expectComplaints({{"log EID4711 >&-", 1, "cannot write the result"},
-                               {"--help >&-", 1, "cannot write the result"},
+#ifdef __GLIBC__
+    const std::string kClosed = "cannot write the result: Bad file descriptor\n";
+#else
+    const std::string kClosed = "cannot write the result\n";  // musl's stdio keeps no reason
+#endif
+    vostest::expectComplaints({{"log EID4711 >&-", 1, kClosed},
+                               {"--help >&-", 1, kClosed},
                                {"log EID4711 --follow >/dev/full", 1, "cannot write the result: No space"}});
     EXPECT_EQ(vosctl("log EID4711 --level error >&-").status, 0) << "prints nothing";
 
@@ -115,7 +120,8 @@ TEST_F(LogToolTest, ListsEverySegmentDeadAndForeignOnesToo) {
     vostest::expectComplaints({{"log hubd --follow", 1, "cannot read '/tmp/log3/20.log': Is a directory"}});
     std::filesystem::remove("/tmp/log3/20.log");
     ASSERT_EQ(symlink("/etc/passwd", "/tmp/log3/20.log"), 0);
-    vostest::expectComplaints({{"log hubd --follow", 1, "cannot read '/tmp/log3/20.log': "}});
+    vostest::expectComplaints(
+        {{"log hubd --follow", 1, std::string{"cannot read '/tmp/log3/20.log': "} + strerror(ELOOP)}});
 }
 
 TEST_F(LogToolTest, AsksTheHubForTheNumberBehindAName) {

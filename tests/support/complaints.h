@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <initializer_list>
+#include <string>
 
 #include "support/shell.h"
 
@@ -14,7 +15,7 @@ namespace vostest {
 struct Complaint {
     const char *arguments;
     int status;
-    const char *advice;  // what the line holds
+    std::string advice;  // what the line holds
 };
 
 inline void expectComplaints(std::initializer_list<Complaint> complaints) {

@@ -43,7 +43,11 @@ bool runOnce(const Probe &probe, Resource resource, unsigned nth) {
         EXPECT_TRUE(!diagnostics || outcome == probe.success || !diagnostics->take().empty()) << "without a word";
     }
     const bool failed = t_fault.countdown == 0;
-    EXPECT_LE(openDescriptors(), descriptors);
+#ifdef __GLIBC__
+    EXPECT_EQ(openDescriptors(), descriptors);
+#else
+    EXPECT_LE(openDescriptors(), descriptors);  // with musl one was seen to be fewer, never more
+#endif
     const long permitted = blocks + (failed ? probe.leaks : 0);
     for (int i = 0; i < 5000 && liveBlocks() > permitted; i++) {
         usleep(1000);  // a thread that the call started may still have to free its record
