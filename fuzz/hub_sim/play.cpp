@@ -129,7 +129,9 @@ void Play::die(size_t slot) {
     Client &client = *clients_[slot];
     world_.close(*client.connection);
     last_[slot] = client.connection;
-    if (client.written == client.out.size() && !client.connection->hubClosed) {
+    // Where memory fails, the hub may let go of somebody dead whose messages it has not passed on: nobody is left to
+    // tell.
+    if (client.written == client.out.size() && !client.connection->hubClosed && plan_.faults == 0) {
         graves_.push_back(std::move(clients_[slot]));
     }
     clients_[slot].reset();
