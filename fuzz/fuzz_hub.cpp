@@ -8,6 +8,7 @@
 #include "hub_sim/finding.h"
 #include "hub_sim/stage.h"
 #include "internal/bytes.h"
+#include "internal/message_header.h"
 
 namespace {
 
@@ -83,13 +84,7 @@ class Script final : public hubsim::Scene {
   private:
     static void sendTo(Connection &connection, uint32_t type, VosEntityId src, VosEntityId dst, uint16_t flags,
                        uint32_t word, const std::string &payload) {
-        VosMsgHeader header{};
-        header.type = type;
-        header.src = src;
-        header.dst = dst;
-        header.flags = flags;
-        header.wordData = word;
-        header.dataLength = static_cast<uint32_t>(payload.size());
+        const VosMsgHeader header = vos::messageHeader(type, src, dst, flags, word, payload.size());
         connection.toHub.put(reinterpret_cast<const std::byte *>(&header), sizeof header);
         connection.toHub.put(reinterpret_cast<const std::byte *>(payload.data()), payload.size());
     }

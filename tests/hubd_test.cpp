@@ -339,6 +339,8 @@ TEST(HubServices, RefuseMoreThanAClientMayHave) {
             ASSERT_EQ(result, i < row.most ? VOS_RET_OK : VOS_RET_NO_RESOURCE) << i;
         }
     }
+    EXPECT_TRUE(hub.awaitOutput("refusing an interest in events to routed (eid 100, pid " + std::to_string(getpid()) +
+                                "): there are 4096 for a client"));
     a.end();
     while (other.askForClients().size() > 1) {
     }

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <span>
+#include <string>
 #include <vector>
 
 #include "stage.h"
@@ -14,6 +16,24 @@ namespace hubsim {
 
 constexpr size_t kSlots = 8;  // places for honest clients, each with an id of its own
 constexpr size_t kTopics = 3;
+
+// The types of what clients say to each other.
+constexpr uint32_t kEvent = 0x20000001;
+constexpr uint32_t kRequest = 0x30000000;
+constexpr uint32_t kTopic = 0x40000000;
+constexpr uint32_t kHostileType = 0x50000000;
+
+constexpr size_t kOffsets = 4096;  // at which the filling of a message may start
+
+/** Some slots ask the hub for an id by their name. */
+constexpr bool isNamed(size_t slot) {
+    return slot % 4 == 3;
+}
+
+inline std::vector<std::byte> textOf(const std::string &text) {
+    const auto bytes = std::as_bytes(std::span{text});
+    return {bytes.begin(), bytes.end()};
+}
 
 /** What a seed makes of a simulation. */
 struct Plan {

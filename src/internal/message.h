@@ -1,25 +1,13 @@
-// The one way to make a message.
+// The one way to make a message in a block of the memory manager.
 #pragma once
 
 #include <cstring>
 #include <span>
 
 #include "internal/guards.h"
-#include "vos/msg_types.h"
+#include "internal/message_header.h"
 
 namespace vos {
-
-/** A message without payload; what is not named is 0. */
-inline VosMsgHeader messageHeader(uint32_t type, VosEntityId src, VosEntityId dst, uint32_t flags,
-                                  uint32_t wordData = 0) {
-    VosMsgHeader header{};
-    header.type = type;
-    header.src = src;
-    header.dst = dst;
-    header.flags = static_cast<uint16_t>(flags);
-    header.wordData = wordData;
-    return header;
-}
 
 /** A block with the header and `payloadSize` zero bytes behind it; empty when memory is short, which the caller logs.
  */

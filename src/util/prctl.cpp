@@ -150,13 +150,8 @@ int UTIL_doSystemAction(const char *callerTag, const char *format, ...) {
     const char *command = brief;
     va_list args;
     va_start(args, format);
-    va_list again;
-    va_copy(again, args);
-    const vos::Scope endArgs{[&] {
-        va_end(args);
-        va_end(again);
-    }};
     const int length = vsnprintf(brief, sizeof brief, format, args);
+    va_end(args);
     if (length < 0) {
         return -1;
     }
@@ -167,7 +162,9 @@ int UTIL_doSystemAction(const char *callerTag, const char *format, ...) {
             VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
             return -1;
         }
-        vsnprintf(large.get(), size, format, again);
+        va_start(args, format);
+        vsnprintf(large.get(), size, format, args);
+        va_end(args);
         command = large.get();
     }
     VOS_DBG_WARN("%s -- %s", callerTag == nullptr ? "" : callerTag, command);

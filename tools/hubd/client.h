@@ -44,6 +44,7 @@ struct Client {
     uint64_t messagesOut = 0;
     uint32_t heartbeats = 0;
     int64_t lastHeartbeatNs = 0;
+    int64_t refusedNs = 0;  // when a line told of a refusal last; 0: none did
     bool watchdogStopped = false;
     bool monitor = false;
     uint32_t copiesLost = 0;  // since the last copy that a monitor got

@@ -5,12 +5,6 @@
 
 namespace hubd {
 
-namespace {
-
-constexpr size_t kMaxForOneClient = 4096;
-
-}  // namespace
-
 bool DelayedMessages::add(const Client &client, uint32_t wordData, int64_t dueNs) {
     Owned &owned = byClient_[client.fd.get()];
     owned.client = &client;

@@ -14,6 +14,8 @@ class DelayedMessages {
   public:
     explicit DelayedMessages(TableRoom &room) : room_{room} {}
 
+    static constexpr size_t kMaxForOneClient = 4096;
+
     /** @return false when the client has too many already, or memory is short */
     bool add(const Client &client, uint32_t wordData, int64_t dueNs);
     /** Takes back the client's oldest registration of this word; nothing when there is none. */

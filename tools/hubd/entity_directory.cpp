@@ -9,8 +9,6 @@ namespace hubd {
 
 namespace {
 
-constexpr size_t kMaxAdded = 1024;
-
 std::optional<VosEntityId> tableIdOf(const std::string &name) {
     const EntityInfo *row = vosEid_getEntityInfoByStringName(name.c_str());
     return row != nullptr ? std::optional{row->eid} : std::nullopt;

@@ -19,6 +19,8 @@ constexpr size_t kMaxName = 63;
 
 class EntityDirectory {
   public:
+    static constexpr size_t kMaxAdded = 1024;
+
     explicit EntityDirectory(const IdTable &ids) : ids_{ids} {}
 
     /** The id that a process of this name gets: its row's, its added row's, the one its predecessor held if it is free,

@@ -5,28 +5,22 @@
 
 namespace hubd {
 
-namespace {
-
-constexpr size_t kMaxForOneClient = 4096;
-
-}  // namespace
-
-VosRet Interests::add(Client &client, uint32_t type) {
+bool Interests::add(Client &client, uint32_t type) {
     std::unordered_set<uint32_t> &types = byClient_[&client];
     if (types.contains(type)) {
-        return VOS_RET_OK;
+        return true;
     }
     if (types.size() >= kMaxForOneClient || !room_.take(client)) {
-        return VOS_RET_NO_RESOURCE;
+        return false;
     }
     try {
         types.insert(type);
         byType_[type].push_back(&client);
-        return VOS_RET_OK;
+        return true;
     } catch (const std::bad_alloc &) {
         types.erase(type);
         room_.give(client);
-        return VOS_RET_NO_RESOURCE;
+        return false;
     }
 }
 

@@ -14,8 +14,11 @@ class Interests {
   public:
     explicit Interests(TableRoom &room) : room_{room} {}
 
-    /** A second registration of the same type changes nothing. */
-    VosRet add(Client &client, uint32_t type);
+    static constexpr size_t kMaxForOneClient = 4096;
+
+    /** A second registration of the same type changes nothing.
+     *  @return false when the client has too many already, or memory is short */
+    bool add(Client &client, uint32_t type);
     VosRet remove(Client &client, uint32_t type);
     void forget(Client &client);
 

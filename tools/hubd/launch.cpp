@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "internal/bytes.h"
+#include "internal/message_header.h"
 
 namespace hubd {
 
@@ -53,12 +54,7 @@ std::string Launcher::launch(Client &client, const Frame &frame) {
     client.eid = *eid;
     router_.addWork(kLaunchWork);
 
-    VosMsgHeader answer{};
-    answer.type = VOS_MSG_LAUNCHED;
-    answer.src = EID_HUBD;
-    answer.dst = *eid;
-    answer.flags = VOS_MSG_FLAG_RESPONSE;
-    router_.sendFromHub(client, answer);
+    router_.sendFromHub(client, vos::messageHeader(VOS_MSG_LAUNCHED, EID_HUBD, *eid, VOS_MSG_FLAG_RESPONSE));
     clients_.forEachClient([&](Client &other) { router_.resend(other, *eid); });
     Frame event = frame;
     event.header.src = *eid;

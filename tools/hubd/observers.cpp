@@ -7,6 +7,7 @@
 
 #include "clock.h"
 #include "common/message_line.h"
+#include "internal/message_header.h"
 
 namespace hubd {
 
@@ -55,10 +56,8 @@ void Observers::observe(const VosMsgHeader &header, Payload &payload, hubproto::
         VosMsgHeader copied{};
     } copy;
     static_assert(sizeof copy == 2 * sizeof(VosMsgHeader) + sizeof(hubproto::MonitorRecord), "goes out as it stands");
-    copy.header.type = hubproto::kMonitorCopy;
-    copy.header.src = EID_HUBD;
-    copy.header.flags = VOS_MSG_FLAG_EVENT;
-    copy.header.dataLength = static_cast<uint32_t>(sizeof copy - sizeof copy.header + payload.bytes().size());
+    copy.header = vos::messageHeader(hubproto::kMonitorCopy, EID_HUBD, 0, VOS_MSG_FLAG_EVENT, 0,
+                                     sizeof copy - sizeof copy.header + payload.bytes().size());
     copy.record = {now, static_cast<uint32_t>(verdict), 0};
     copy.copied = header;
     for (Client *monitor : monitors_) {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "internal/message_header.h"
 #include "turns.h"
 
 namespace hubd {
@@ -159,14 +160,9 @@ void Router::reply(Client &requester, const VosMsgHeader &request, uint32_t word
     if (!isRequest(request.flags)) {
         return;
     }
-    VosMsgHeader header{};
-    header.type = request.type;
-    header.src = request.dst;
-    header.dst = request.src;
-    header.flags =
-        static_cast<uint16_t>(VOS_MSG_FLAG_RESPONSE | (request.flags & (VOS_MSG_FLAG_KEEP | VOS_MSG_FLAG_SRPC)));
-    header.wordData = wordData;
-    sendFromHub(requester, header, Payload{payload, block});
+    const uint32_t flags = VOS_MSG_FLAG_RESPONSE | (request.flags & (VOS_MSG_FLAG_KEEP | VOS_MSG_FLAG_SRPC));
+    sendFromHub(requester, vos::messageHeader(request.type, request.dst, request.src, flags, wordData),
+                Payload{payload, block});
     if (!requester.queue.empty()) {
         congestion_.queued(requester, requester);
     }
@@ -176,12 +172,7 @@ void Router::resend(Client &requester, VosEntityId returned) {
     if (std::erase_if(requester.pending, [=](const PendingRequest &p) { return p.dst == returned; }) == 0) {
         return;
     }
-    VosMsgHeader header{};
-    header.type = VOS_MSG_RESEND_REQUEST;
-    header.src = returned;
-    header.dst = requester.eid;
-    header.flags = VOS_MSG_FLAG_EVENT;
-    sendFromHub(requester, header);
+    sendFromHub(requester, vos::messageHeader(VOS_MSG_RESEND_REQUEST, returned, requester.eid, VOS_MSG_FLAG_EVENT));
 }
 
 }  // namespace hubd

@@ -9,6 +9,7 @@
 
 #include "clock.h"
 #include "internal/bytes.h"
+#include "internal/message_header.h"
 #include "report.h"
 
 namespace hubd {
@@ -18,6 +19,8 @@ namespace {
 // In the units of Turns: what these cost beyond the message itself.
 constexpr uint64_t kDirectoryWork = 40;
 constexpr uint64_t kNameWork = 4;
+
+constexpr int64_t kRefusalLinesApartNs = 1000 * kNsPerMs;
 
 constexpr size_t kMaxDirectory = 512;  // what requesters read of a directory's text, its NUL included
 
@@ -140,15 +143,30 @@ void Services::forget(Client &client) {
     interests_.forget(client);
 }
 
+// One line a second for each client: whoever asks again and again must not fill the report.
+void Services::refuse(Client &from, const Frame &frame, const char *what, const std::string &limit) {
+    if (from.refusedNs == 0 || monotonicNs() - from.refusedNs >= kRefusalLinesApartNs) {
+        from.refusedNs = monotonicNs();
+        logLine("refusing %s to %s: %s", what, from.describe().c_str(), limit.c_str());
+    }
+    router_.reply(from, frame.header, VOS_RET_NO_RESOURCE);
+}
+
+std::string Services::tableLimit(size_t ofAClient) const {
+    return "there are " + std::to_string(ofAClient) + " for a client, and a sixteenth of " +
+           std::to_string(memory_.limit()) + " bytes for all registrations of a process (--memory-limit)";
+}
+
 void Services::registerDelayed(Client &from, const Frame &frame) {
     vos::ByteReader reader = readerOf(frame);
     const auto delayMs = reader.native<uint32_t>();
-    VosRet ret = VOS_RET_BAD_ARG;
-    if (reader.ok()) {
-        const int64_t dueNs = monotonicNs() + int64_t{delayMs} * kNsPerMs;
-        ret = delayed_.add(from, frame.header.wordData, dueNs) ? VOS_RET_OK : VOS_RET_NO_RESOURCE;
+    if (!reader.ok()) {
+        router_.reply(from, frame.header, VOS_RET_BAD_ARG);
+    } else if (delayed_.add(from, frame.header.wordData, monotonicNs() + int64_t{delayMs} * kNsPerMs)) {
+        router_.reply(from, frame.header, VOS_RET_OK);
+    } else {
+        refuse(from, frame, "a delayed message", tableLimit(DelayedMessages::kMaxForOneClient));
     }
-    router_.reply(from, frame.header, ret);
 }
 
 void Services::unregisterDelayed(Client &from, const Frame &frame) {
@@ -158,17 +176,16 @@ void Services::unregisterDelayed(Client &from, const Frame &frame) {
 }
 
 void Services::sendDelayed(Client &to, uint32_t wordData) {
-    VosMsgHeader header{};
-    header.type = VOS_MSG_REGISTER_DELAYED_MSG;
-    header.src = EID_HUBD;
-    header.dst = to.eid;
-    header.flags = VOS_MSG_FLAG_EVENT;
-    header.wordData = wordData;
-    router_.sendFromHub(to, header);
+    router_.sendFromHub(
+        to, vos::messageHeader(VOS_MSG_REGISTER_DELAYED_MSG, EID_HUBD, to.eid, VOS_MSG_FLAG_EVENT, wordData));
 }
 
 void Services::registerInterest(Client &from, const Frame &frame) {
-    router_.reply(from, frame.header, interests_.add(from, frame.header.wordData));
+    if (interests_.add(from, frame.header.wordData)) {
+        router_.reply(from, frame.header, VOS_RET_OK);
+    } else {
+        refuse(from, frame, "an interest in events", tableLimit(Interests::kMaxForOneClient));
+    }
 }
 
 void Services::unregisterInterest(Client &from, const Frame &frame) {
@@ -202,7 +219,13 @@ void Services::addEntity(Client &from, const Frame &frame) {
     const auto description = reader.native<hubproto::EntityDescription>();
     router_.addWork(kNameWork);
     const bool whole = reader.ok() && reader.remaining() == 0;
-    router_.reply(from, frame.header, whole ? directory_.add(description) : VosRet{VOS_RET_BAD_ARG});
+    const VosRet ret = whole ? directory_.add(description) : VosRet{VOS_RET_BAD_ARG};
+    if (ret == VOS_RET_NO_RESOURCE) {
+        refuse(from, frame, "a name",
+               "there is room for " + std::to_string(EntityDirectory::kMaxAdded) + " added ones, and none is free");
+    } else {
+        router_.reply(from, frame.header, ret);
+    }
 }
 
 void Services::deleteEntity(Client &from, const Frame &frame) {

@@ -40,6 +40,10 @@ class Services {
     using Handler = void (Services::*)(Client &, const Frame &);
     static Handler handlerOf(uint32_t type);
 
+    /** Answers with VOS_RET_NO_RESOURCE and says why. */
+    void refuse(Client &from, const Frame &frame, const char *what, const std::string &limit);
+    std::string tableLimit(size_t ofAClient) const;
+
     void registerDelayed(Client &from, const Frame &frame);
     void unregisterDelayed(Client &from, const Frame &frame);
     void registerInterest(Client &from, const Frame &frame);

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "internal/message_header.h"
 #include "vos/eid.h"
 
 namespace load {
@@ -20,13 +21,7 @@ void fail(const std::string &what) {
 
 std::string message(uint32_t type, VosEntityId src, VosEntityId dst, uint16_t flags, uint32_t wordData,
                     const std::string &payload) {
-    VosMsgHeader header{};
-    header.type = type;
-    header.src = src;
-    header.dst = dst;
-    header.flags = flags;
-    header.wordData = wordData;
-    header.dataLength = static_cast<uint32_t>(payload.size());
+    const VosMsgHeader header = vos::messageHeader(type, src, dst, flags, wordData, payload.size());
     return std::string{reinterpret_cast<const char *>(&header), sizeof header} + payload;
 }
 

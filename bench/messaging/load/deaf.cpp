@@ -10,7 +10,7 @@
 
 #include "common/hub_protocol.h"
 #include "connection.h"
-#include "hub.h"
+#include "hub_child.h"
 #include "tables.h"
 #include "vos/eid.h"
 

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "hub.h"
+#include "hub_child.h"
 #include "tables.h"
 
 namespace {

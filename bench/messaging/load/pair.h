@@ -2,7 +2,7 @@
 #pragma once
 
 #include "connection.h"
-#include "hub.h"
+#include "hub_child.h"
 
 namespace load {
 

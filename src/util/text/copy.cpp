@@ -68,13 +68,8 @@ int util_sprintf_alloc(const char *func, uint32_t line, char **out, const char *
     }
     va_list args;
     va_start(args, format);
-    va_list again;
-    va_copy(again, args);
-    const vos::Scope endArgs{[&] {
-        va_end(args);
-        va_end(again);
-    }};
     int length = vsnprintf(nullptr, 0, format, args);
+    va_end(args);
     if (length < 0) {
         VOS_DBG_ERROR("%s:%u:vsnprintf error!", func, line);
         return 0;
@@ -85,7 +80,9 @@ int util_sprintf_alloc(const char *func, uint32_t line, char **out, const char *
         VOS_DBG_ERROR("VOS_MALLOC_FLAGS failed");
         return 0;
     }
-    length = vsnprintf(text, size, format, again);
+    va_start(args, format);
+    length = vsnprintf(text, size, format, args);
+    va_end(args);
     *out = text;
     return length;
 }

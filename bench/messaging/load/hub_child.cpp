@@ -1,5 +1,5 @@
 // The hub under load and the processes around it.
-#include "hub.h"
+#include "hub_child.h"
 
 #include <fcntl.h>
 #include <poll.h>
