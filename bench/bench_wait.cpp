@@ -51,7 +51,7 @@ class Conversation {
         close(ends_[1]);
         VosMsgHeader *left = nullptr;
         while (vosMsg_receiveWithTimeout(&handle_, &left, 0) == VOS_RET_OK) {
-            vosMem_free(left);
+            VOS_FREE(left);
         }
         close(ends_[0]);
     }
