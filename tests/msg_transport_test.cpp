@@ -239,7 +239,7 @@ TEST(StreamThroughAHub, LosesNothingInAPollLoop) {
     for (const size_t size : {size_t{1000}, size_t{260'000}}) {
         for (const uint32_t timeoutMs : {0U, 1U, 10U}) {
             SCOPED_TRACE(testing::Message() << timeoutMs << " ms, " << size << " bytes");
-            const uint32_t count = size == 1000 ? 3000 : 20;
+            const uint32_t count = size == 1000 ? 50'000 : 300;
             const auto numbered = [&](uint32_t word) {
                 return message(7, vosMsg_getHandleEid(sender), vosMsg_getHandleEid(receiver), 1, word,
                                std::string(size, static_cast<char>(word)))
