@@ -1,0 +1,112 @@
+#!/usr/bin/env bash
+# check_vosctl.sh PART BIN_DIR: vosctl as people and scripts use it, with a hub and daemons of its own: "scripts", "top" in
+# a terminal (tmux), "report" in a browser (chromium), "replay". Skipped (77) without the tools that a part needs.
+set -euo pipefail
+part=$1
+if [ "${3:-}" != --inside ]; then
+    needs=(python3)
+    [ "$part" != top ] || needs+=(tmux)
+    [ "$part" != report ] || needs+=(chromium)
+    for tool in "${needs[@]}"; do
+        command -v "$tool" > /dev/null || { echo "$tool is missing: apt-get install $tool"; exit 77; }
+    done
+    for try in "" "--user --map-root-user"; do
+        # shellcheck disable=SC2086 # the options are words
+        if unshare $try --mount --net true 2> /dev/null; then
+            exec unshare $try --mount --net --pid --fork --mount-proc --kill-child "$BASH" "$0" "$part" "$(realpath "$2")" --inside
+        fi
+    done
+    echo "this account may not create namespaces"
+    exit 77
+fi
+PATH=$2:$PATH
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+mount -t tmpfs tmpfs /var
+cd "$scratch"
+fail() {
+    echo "$1"
+    exit 1
+}
+# expect WHAT COMMAND …: the command's output holds the extended regular expression.
+expect() {
+    local what=$1
+    shift
+    local got
+    got=$("$@" 2>&1) || true
+    grep -Eq -- "$what" <<< "$got" || fail "'$*' gives no '$what':"$'\n'"$got"
+}
+# status N COMMAND …
+status() {
+    local wanted=$1 got=0
+    shift
+    "$@" > out 2> err || got=$?
+    [ "$got" = "$wanted" ] || fail "'$*' ends with $got, not $wanted: $(cat out err)"
+}
+one_line() { [ "$(wc -l < err)" = 1 ] && grep -Eq -- "$1" err || fail "no single line '$1': $(cat err)"; }
+start_hub() {
+    vos-hubd 2> /dev/null &
+    vosctl wait --timeout 20 20
+}
+
+part_scripts() {
+    # Everybody is awaited, the hub too; who does not come is named.
+    status 1 vosctl wait --timeout 0.1 echo
+    one_line 'no hub answers'
+    vosctl wait --timeout 20 --json echo 20 > waited &
+    waiting=$!
+    start_hub
+    echo_daemon --name echo > /dev/null &
+    echo=$!
+    wait "$waiting"
+    expect '^\[\{"name":"echo","connected":true,"eid":65[0-9]+\},\{"name":"20","connected":true,"eid":20\}\]$' cat waited
+    status 1 vosctl wait --timeout 0.1 echo nobody nothing
+    one_line '^vosctl: not connected within 0.1 s: nobody, nothing$'
+
+    # Attached means that nothing is missed, and the command's end ends the monitor, with its status.
+    for i in 1 2 3; do
+        status 5 vosctl monitor --json -- sh -c 'vosctl event echo 0x5678 --data x; exit 5'
+        one_line '^vosctl: attached$'
+        [ "$(grep -c '"type":22136,' out)" = 1 ] || fail "round $i: the event is missed"
+    done
+    status 143 vosctl monitor --hide-tools -- sh -c 'vosctl request echo ECHO; kill $$'
+    [ "$(grep -v '^VOS_RET_OK' out)" = "" ] || fail "the tools' traffic is not hidden: $(cat out)"
+    status 1 vosctl monitor -- /absent/program
+    expect "^vosctl: cannot run '/absent/program': No such file" cat err
+    status 0 timeout -s INT 20 sh -c 'vosctl register 0x5678 -c 1 --json 2> attached & until grep -q "^vosctl: attached$" attached
+        do sleep 0.02; done; vosctl event 20 0x5678; wait'
+    grep -q '"type":22136,' out || fail "registered, and no event: $(cat out)"
+
+    # Every result as JSON.
+    while IFS='|' read -r keys command; do
+        eval "vosctl $command" > out || fail "vosctl $command fails"
+        python3 -c 'import json, sys
+for line in open("out"):
+    value = json.loads(line)
+    for each in value if isinstance(value, list) else [value]:
+        assert list(each) == sys.argv[1].split(), list(each)' "$keys" || fail "vosctl $command: $(cat out)"
+        [ -s out ] || fail "vosctl $command prints nothing"
+    done << 'END'
+clients hub|list --json
+eid count size minUs medianUs p99Us maxUs|ping echo -c 2 --json
+result resultName src length payload|request echo ECHO --data 'x"y' --json
+name up mac address mask subnet ipv6|if --json
+eid name accessBit|entities --json
+cpuPercent ticks memoryPercent memoryKb|load --json --interval 10
+pid exitCode signal|run --json -- true
+length payload|nfc url http://a.b --json
+level event text|xml --json - <<< '<a b="1">t</a>'
+time verdict lost type typeName src srcName dst dstName flags flagNames word length payload|monitor --json -- sh -c 'vosctl list >&2' 2> /dev/null
+END
+    # No heading before a failure.
+    kill "$echo"
+    mv /var/hubd_messaging_server_addr /var/elsewhere
+    for command in list "if none0" "log nothing" "monitor"; do
+        # shellcheck disable=SC2086 # the command is words
+        status 1 vosctl $command
+        [ ! -s out ] || fail "vosctl $command prints before it fails: $(cat out)"
+    done
+}
+
+part_"$part"
+echo "done"
