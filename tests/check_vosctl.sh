@@ -90,6 +90,7 @@ for line in open("out"):
 clients hub|list --json
 eid count size minUs medianUs p99Us maxUs|ping echo -c 2 --json
 result resultName src length payload|request echo ECHO --data 'x"y' --json
+uptimeMs messagesPerSecond bytesPerSecond memoryUsed memoryLimit lost clients answers|top --json -c 2 --interval 0.05
 name up mac address mask subnet ipv6|if --json
 eid name accessBit|entities --json
 cpuPercent ticks memoryPercent memoryKb|load --json --interval 10
@@ -101,11 +102,77 @@ END
     # No heading before a failure.
     kill "$echo"
     mv /var/hubd_messaging_server_addr /var/elsewhere
-    for command in list "if none0" "log nothing" "monitor"; do
+    for command in list "if none0" "log nothing" "top --json" "monitor"; do
         # shellcheck disable=SC2086 # the command is words
         status 1 vosctl $command
         [ ! -s out ] || fail "vosctl $command prints before it fails: $(cat out)"
     done
+}
+
+# A picture of the terminal that tmux keeps; awaits an extended regular expression in it.
+screen() { tmux -f /dev/null -S "$scratch/tmux.$terminal" "$@"; }
+picture() {
+    for ((i = 0; i < 500; i++)); do
+        screen capture-pane -p -t top > picture
+        ! grep -Eq -- "$1" picture || return 0
+        sleep 0.02
+    done
+    fail "the screen never shows '$1':"$'\n'"$(cat picture)"
+}
+absent() {
+    for ((i = 0; i < 500; i++)); do
+        screen capture-pane -p -t top > picture
+        grep -Eq -- "$1" picture || return 0
+        sleep 0.02
+    done
+    fail "the screen goes on to show '$1':"$'\n'"$(cat picture)"
+}
+open_top() { # TERM
+    terminal=$1
+    screen new-session -d -s top -x 80 -y 24 "TERM=$1 vosctl top --interval 0.1; echo ended with \$?; sleep 100"
+}
+
+part_top() {
+    start_hub
+    echo_daemon --name echo > /dev/null &
+    echo_daemon --name meshd --delay 100000 > /dev/null &
+    vosctl wait --timeout 20 echo meshd
+    for name in screen vt100; do
+        open_top "$name"
+        picture 'ENTITY NAME .*BEAT OPEN'
+        vosctl ping echo -c 300 > /dev/null
+        status 1 vosctl request meshd 0x5678 --timeout 50
+        picture '^echo +ECHO +[0-9.k]+ +0 +[0-9.]+[mun]s +[0-9.]+[mun]s +[0-9.]+[mun]s'
+        picture '^ *65 meshd .* 1 +- *$' # one request open
+        picture '^up 0:00:[0-9]+  3 clients .* of 256 MiB \(0%\)$'
+        [ "$(wc -l < picture)" -le 24 ] && [ "$(awk '{ print length }' picture | sort -n | tail -n 1)" -le 80 ] ||
+            fail "more than 80x24: $(cat picture)"
+        screen send-keys -t top s
+        picture '^sorted by NAME'
+        awk '$2 == "echo" || $2 == "meshd" || $2 == "vosctl" { printf "%s ", $2 }' picture > order
+        expect '^echo meshd vosctl ' cat order
+        screen send-keys -t top / m e s h Enter
+        absent '^ *65[0-9]+ echo'
+        screen send-keys -t top Escape
+        picture '^ *65[0-9]+ echo'
+        screen send-keys -t top Down Enter
+        picture 'following 65'
+        absent '^ *65 meshd'
+        vosctl event echo 0x4321
+        picture '0x4321 vosctl'
+        screen resize-window -t top -x 60 -y 24
+        picture '^too small: vosctl top needs 80x24'
+        screen resize-window -t top -x 80 -y 24
+        picture 'ENTITY NAME'
+        screen send-keys -t top q
+        picture '^ended with 0'
+        screen kill-server
+    done
+    open_top dumb
+    picture "^vosctl: the terminal 'dumb' cannot place text"
+    screen kill-server
+    status 1 vosctl top
+    one_line "^vosctl: top needs a terminal; scripts use 'vosctl top --json'$"
 }
 
 part_"$part"
