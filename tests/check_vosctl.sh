@@ -34,7 +34,7 @@ expect() {
     shift
     local got
     got=$("$@" 2>&1) || true
-    grep -Eq -- "$what" <<< "$got" || fail "'$*' gives no '$what':"$'\n'"$got"
+    grep -Eq -- "$what" <<< "$got" || fail "'$*' gives no '$what':"$'\n'"$(head -n 40 <<< "$got" | cut -c 1-300)"
 }
 # status N COMMAND …
 status() {
@@ -173,6 +173,98 @@ part_top() {
     screen kill-server
     status 1 vosctl top
     one_line "^vosctl: top needs a terminal; scripts use 'vosctl top --json'$"
+}
+
+# make_capture FILE COUNT SIZE: requests and replies of two daemons; the second daemon's name is hostile.
+make_capture() {
+    python3 - "$@" << 'END'
+import struct, sys
+path, count, size = sys.argv[1], int(sys.argv[2]), int(sys.argv[3])
+with open(path, "wb") as out:
+    out.write(struct.pack("=IHHIIII", 0xA1B23C4D, 2, 4, 0, 0, 262144, 147))
+    def put(ns, kind, src, dst, flags, payload):
+        body = struct.pack("=IIIIIHHQII", 0, 0, kind, src, dst, flags, 0, 0, 0, len(payload)) + payload
+        out.write(struct.pack("=IIII", ns // 10**9, ns % 10**9, len(body), len(body)) + body)
+    for eid, name in ((65536, b"left"), (65537, b"</script><script>document.title='broken'</script>")):
+        put(0, 0x10000251, eid, 20, 1, name + b"\0\0")
+    for i in range(count - 2):
+        here, there = (65536, 65537) if i % 2 == 0 else (65537, 65536)
+        put(i * 1000, 0x20000001, here, there, 4 if i % 2 else 2, bytes(size))
+END
+}
+browse() { # URL: the page as the browser has made it
+    timeout 60 chromium --headless=new --no-sandbox --disable-gpu --user-data-dir="$scratch/profile" \
+        --virtual-time-budget=2000 --dump-dom "$1" 2> chromium.log
+}
+
+part_report() {
+    start_hub
+    echo_daemon --name echo > /dev/null &
+    echo_daemon --name mute --delay 100000 > /dev/null &
+    vosctl wait --timeout 20 echo mute
+    status 0 vosctl record trace.pcap -- sh -c 'vosctl request echo ECHO --data hello
+        vosctl request hubd VOS_MSG_GET_EID_BY_APP_NAME --hex "65 63 68 6f 00"; vosctl request mute ECHO --timeout 50; true'
+    expect '^vosctl: [0-9]+ messages recorded$' cat err
+    status 0 vosctl report trace.pcap -o trace.html
+    one_line '^vosctl: trace.html: [0-9]+ messages, 1 requests without answer, 0 late replies$'
+    expect '<td>echo <small>65[0-9]+</small></td><td>ECHO</td><td class=n>1</td><td class=n>1</td><td class=n>0</td>' cat trace.html
+    expect '<noscript><p><b>The diagram needs scripts, which this browser does not run' cat trace.html
+    ! grep -E '(src|href)=.?(https?:)?//|@import|url\(' trace.html || fail "the page needs something else"
+    asked=$(sed -n '/"type":\[/s/.*"type":\[\(.*\)\].*/\1/p' trace.html | tr ',' '\n' | grep -n '^268449319$' | tail -n 2 | head -n 1)
+    browse "file://$PWD/trace.html#m${asked%%:*}" > dom
+    expect '<pre id="decoded">\{[[:space:]]*$' cat dom
+    expect '^  "name": "(echo|hubd|mute)"' cat dom
+    expect 'its answer</button>' cat dom
+    expect 'aria-pressed="false">mute 2?[0-9]+</button>' cat dom
+
+    # A hundred thousand messages, of which only those in sight are in the document; a name that is a script is a text.
+    make_capture large.pcap 100000 24
+    status 0 vosctl report large.pcap -o large.html
+    browse "file://$PWD/large.html#m70000" > dom
+    expect '100,000 of 100,000 messages' cat dom
+    expect '<dd>70000, reply</dd>' cat dom
+    expect '<title>large.pcap</title>' cat dom
+    rows=$(grep -o 'class="row' dom | wc -l)
+    [ "$rows" -gt 5 ] && [ "$rows" -lt 60 ] || fail "$rows rows in the document"
+
+    # Memory does not grow with the capture. (A sanitizer's own does.)
+    if ! grep -q __asan_init "$(command -v vosctl)"; then
+        make_capture huge.pcap 300000 600
+        python3 -c 'import os, resource, subprocess
+subprocess.run(["vosctl", "report", "huge.pcap", "-o", "huge.html"], check=True)
+used, size = resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss * 1024, os.path.getsize("huge.pcap")
+assert used < size * 0.75, (used, size)' 2> err || fail "$(cat err)"
+        expect 'the diagram holds the newest 100000; the tables count all' cat huge.html
+        expect '<td class=n>149999</td><td class=n>149999</td><td class=n>0</td>' cat huge.html
+    fi
+
+    # Cut, damaged and foreign files: a line each; what can be read is reported.
+    head -c 100000 large.pcap > cut.pcap
+    status 1 vosctl report cut.pcap -o cut.html
+    one_line '^vosctl: cut.pcap: the file is cut behind message 12[0-9]{2}; the report holds the 12[0-9]{2} messages before that$'
+    expect '<b>the file is cut behind message 12[0-9]+</b>' cat cut.html
+    python3 -c 'data = bytearray(open("large.pcap", "rb").read()); data[50032:50048] = b"\xff" * 16
+open("damaged.pcap", "wb").write(data)'
+    while IFS='|' read -r line bytes; do
+        # shellcheck disable=SC2059 # the bytes are the format
+        printf "$bytes" > foreign
+        status 1 vosctl report foreign -o foreign.html
+        one_line "$line"
+        [ ! -e foreign.html ] || fail "a page of a foreign file: $line"
+    done << 'END'
+is no capture; 'vosctl record' writes one|just text, long enough for a header
+is no capture|
+ends inside its header|\x4d\x3c\xb2\xa1\x02\x00
+is a pcapng file; 'editcap -F nsecpcap'|\x0a\x0d\x0d\x0a\x1c\x00\x00\x00\x4d\x3c\x2b\x1a\x01\x00\x00\x00\xff\xff\xff\xff\xff\xff\xff\xff
+is a capture of something else, link type 1;|\x4d\x3c\xb2\xa1\x02\x00\x04\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x04\x00\x01\x00\x00\x00
+holds no message|\x4d\x3c\xb2\xa1\x02\x00\x04\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x04\x00\x93\x00\x00\x00
+END
+    status 1 vosctl report damaged.pcap -o damaged.html
+    one_line '(is damaged|is cut) behind message [0-9]+'
+    status 1 vosctl report . -o foreign.html
+    one_line "cannot read '.': Is a directory"
+    status 1 vosctl report cut.pcap -o /dev/full
+    one_line "cannot write '/dev/full': No space"
 }
 
 part_"$part"
