@@ -267,5 +267,49 @@ END
     one_line "cannot write '/dev/full': No space"
 }
 
+part_replay() {
+    start_hub
+    echo_daemon --name echo --events 2 > /dev/null &
+    echo=$!
+    vosctl wait --timeout 20 echo
+    status 0 vosctl record trace.pcap -- sh -c 'vosctl request echo ECHO --data 0123456789; vosctl request echo 0x5678'
+    for how in "" --at-once; do
+        # shellcheck disable=SC2086 # no option is no word
+        status 0 vosctl replay trace.pcap --as vosctl --to echo $how
+        expect '^2 messages sent, 6 answers and events compared, 0 differences$' cat out
+    done
+    # What the daemon is said to have answered: the second time that the payload passes.
+    python3 -c 'data = open("trace.pcap", "rb").read(); at = data.rindex(b"0123456789")
+open("other.pcap", "wb").write(data[:at + 4] + b"xy" + data[at + 6:])'
+    replay="vosctl replay other.pcap --as vosctl --to echo --at-once"
+    status 1 $replay
+    expect '^message [0-9]+, ECHO: the reply differs$' cat out
+    expect '^    bytes 4-5     recorded 78 79$' cat out
+    expect '^                  now      34 35$' cat out
+    one_line '^vosctl: echo does not answer as recorded'
+    status 1 $replay --json
+    expect '"compared":6,"differences":\[\{"message":[0-9]+,"type":268496912,"typeName":"ECHO","kind":"reply","field":"bytes 4-5","recorded":"78 79","now":"34 35"\}\]' cat out
+    status 0 $replay --ignore ECHO:4-5
+    status 0 $replay --ignore ECHO
+    status 1 $replay --ignore ECHO:word --ignore ECHO:4 --ignore 0x5678
+    status 2 $replay --ignore ECHO:5-4
+    one_line '^vosctl: --ignore takes TYPE, TYPE:word'
+
+    # A daemon that says less than it did.
+    kill "$echo"
+    wait "$echo" || true
+    echo_daemon --name echo --events 1 > /dev/null &
+    vosctl wait --timeout 20 echo
+    status 1 vosctl replay trace.pcap --as vosctl --to echo --at-once --timeout 300
+    expect 'the event differs' cat out
+    expect '^                  now      nothing$' cat out
+
+    status 1 vosctl replay trace.pcap --as nobody --to echo
+    one_line "holds no message from 'nobody' to 'echo'; it knows: echo, hubd, vosctl"
+    head -c 3000 trace.pcap > cut.pcap
+    status 1 vosctl replay cut.pcap --as vosctl --to echo
+    one_line 'the file is cut behind message [0-9]+; cut it with editcap'
+}
+
 part_"$part"
 echo "done"

@@ -3,7 +3,7 @@ add_dependencies(${name} vos-hubd vosctl)
 # vosctl in scripts, in a terminal and in a browser.
 if(TARGET example_echo_daemon AND NOT CMAKE_CROSSCOMPILING)
     foreach(part IN ITEMS scripts:ScriptsAwaitCountAndRead top:TopShowsTheHubInATerminal
-            report:ReportIsAPageForABrowser)
+            report:ReportIsAPageForABrowser replay:ReplayTellsWhatAnswersDiffer)
         string(REPLACE ":" ";" part ${part})
         list(GET part 0 what)
         list(GET part 1 test)
