@@ -164,7 +164,7 @@ void run(const Options &options) {
     vosctl::sayAttached();
     const auto report = [&] {
         if (options.report) {
-            fprintf(stderr, "vosctl: %ju messages recorded\n", static_cast<uintmax_t>(monitor.shown()));
+            fprintf(stderr, "vosctl: messages recorded: %ju\n", static_cast<uintmax_t>(monitor.shown()));
         }
     };
     try {

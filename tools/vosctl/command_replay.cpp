@@ -202,7 +202,7 @@ void run(const Options &options) {
         printJson(differences, script.steps.size(), replay.compared());
     } else {
         printText(differences);
-        printf("%zu messages sent, %zu answers and events compared, %zu differences\n", script.steps.size(),
+        printf("sent: %zu, answers and events compared: %zu, differences: %zu\n", script.steps.size(),
                replay.compared(), differences.size());
     }
     vosctl::flushOutput();

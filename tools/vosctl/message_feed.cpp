@@ -19,7 +19,10 @@ namespace {
 
 constexpr std::array kToolNames{"vosctl", "vosmini"};
 
+constexpr size_t kMostName = 63;  // as the hub keeps it; a capture may hold anything
+
 std::string textOf(ByteView payload) {
+    payload = payload.first(std::min(payload.size(), kMostName));
     return fieldText({reinterpret_cast<const char *>(payload.data()), payload.size()});
 }
 

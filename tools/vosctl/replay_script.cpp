@@ -1,7 +1,6 @@
 // Picks the messages of two entities out of a capture.
 #include "replay_script.h"
 
-#include <ranges>
 #include <set>
 
 #include "arguments.h"
@@ -37,10 +36,14 @@ std::string known(const std::set<VosEntityId> &seen, const Names &names) {
         texts.insert(name.empty() ? std::to_string(eid) : name);
     }
     std::string all;
-    for (const std::string &text : texts | std::views::take(kMost)) {
+    size_t count = 0;
+    for (const std::string &text : texts) {
+        if (count++ == kMost) {
+            return all + " ...";
+        }
         all += (all.empty() ? "" : ", ") + text;
     }
-    return all + (texts.size() > kMost ? " ..." : "");
+    return all;
 }
 
 class Builder {
@@ -97,7 +100,10 @@ ReplayScript readScript(const std::string &path, const std::string &client, cons
     std::set<VosEntityId> seen;
     for (CaptureFile first{path}; const auto message = first.next();) {
         names.learn(message->header, message->payload);
-        seen.insert({message->header.src, message->header.dst});
+        constexpr size_t kMostSeen = 4096;
+        if (seen.size() < kMostSeen) {
+            seen.insert({message->header.src, message->header.dst});
+        }
     }
     const Party from{client, names};
     const Party to{daemon, names};
