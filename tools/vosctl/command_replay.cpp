@@ -11,6 +11,7 @@
 #include "command.h"
 #include "common/message_line.h"
 #include "common/msg_names.h"
+#include "decode_payload.h"
 #include "output.h"
 #include "replay_compare.h"
 #include "replay_script.h"
@@ -167,7 +168,7 @@ void printText(const std::vector<Difference> &differences) {
     for (const Difference &each : differences) {
         const bool same = before != nullptr && before->message == each.message && each.message != 0;
         if (!same) {
-            const std::string type = msgnames::typeText(each.type);
+            const std::string type = vosctl::typeName(each.type);
             each.message == 0 ? printf("%s: one %s too many\n", type.c_str(), each.kind.c_str())
                               : printf("message %ju, %s: the %s differs\n", static_cast<uintmax_t>(each.message),
                                        type.c_str(), each.kind.c_str());
@@ -183,7 +184,7 @@ void printJson(const std::vector<Difference> &differences, size_t sent, size_t c
     for (const Difference &each : differences) {
         all.push_back({{"message", each.message},
                        {"type", each.type},
-                       {"typeName", msgnames::typeText(each.type)},
+                       {"typeName", vosctl::typeName(each.type)},
                        {"kind", each.kind},
                        {"field", each.field},
                        {"recorded", each.recorded},
@@ -229,6 +230,7 @@ void setUp(CLI::App &app) {
         ->allow_extra_args(false);
     vosctl::addTimeout(app, options->timeoutMs);
     vosctl::addJson(app, options->json);
+    vosctl::addDescriptions(app);
     app.callback([options] { run(*options); });
 }
 const vosctl::Command kCommand{"replay", "send a recorded client's side again and compare the answers", setUp};

@@ -1,15 +1,20 @@
-// Payloads of the library's own messages.
+// Payloads of the library's own messages, and of those that are described.
 #include "decode_payload.h"
 
-#include <string>
-
+#include "common/msg_names.h"
 #include "internal/bytes.h"
+#if __has_include("interfaces.h")
+#include "interfaces.h"
+#define VOSCTL_WITH_DESCRIPTIONS
+#endif
 
 namespace vosctl {
 
+namespace {
+
 using Json = nlohmann::ordered_json;
 
-std::optional<Json> decodePayload(const VosMsgHeader &header, ByteView payload) {
+std::optional<Json> decodeOwn(const VosMsgHeader &header, ByteView payload) {
     if ((header.flags & VOS_MSG_FLAG_RESPONSE) != 0) {
         return std::nullopt;
     }
@@ -37,6 +42,35 @@ std::optional<Json> decodePayload(const VosMsgHeader &header, ByteView payload) 
             return std::nullopt;
     }
     return reader.ok() ? std::optional{fields} : std::nullopt;
+}
+
+}  // namespace
+
+std::optional<Json> decodePayload(const VosMsgHeader &header, ByteView payload) {
+#ifdef VOSCTL_WITH_DESCRIPTIONS
+    Described described = describe(header, payload);
+    if (!described.value.empty()) {
+        return std::move(described.value);
+    }
+#endif
+    return decodeOwn(header, payload);
+}
+
+void addDescriptions([[maybe_unused]] CLI::App &app) {
+#ifdef VOSCTL_WITH_DESCRIPTIONS
+    addInterfaces(app);
+#endif
+}
+
+std::string typeName(uint32_t type) {
+    std::string name = msgnames::typeText(type);
+#ifdef VOSCTL_WITH_DESCRIPTIONS
+    const iface::Known known = descriptions().find(type, VOS_MSG_FLAG_REQUEST, 0);
+    if (name.starts_with("0x") && known && known.message->kind != iface::MessageKind::kProcedure) {
+        name = known.name();
+    }
+#endif
+    return name;
 }
 
 }  // namespace vosctl

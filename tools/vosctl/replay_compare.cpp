@@ -29,7 +29,7 @@ class Comparison {
         : kind_{kind}, recorded_{recorded}, now_{now}, ignored_{ignored} {}
 
     std::vector<Difference> run() {
-        if (recorded_.header.wordData != now_.header.wordData && !mayDiffer("word")) {
+        if (recorded_.header.wordData != now_.header.wordData && !mayDiffer("word") && !wordIsAField()) {
             add("word", wordText(recorded_), wordText(now_));
         }
         const auto before = decodePayload(recorded_.header, recorded_.payload);
@@ -43,6 +43,12 @@ class Comparison {
     }
 
   private:
+    // A word with a name is compared among the fields.
+    bool wordIsAField() const {
+        VosMsgHeader header = now_.header;
+        header.wordData = recorded_.header.wordData;
+        return decodePayload(header, now_.payload) != decodePayload(now_.header, now_.payload);
+    }
     static std::string wordText(const Message &message) { return msgnames::retText(message.header.wordData); }
     bool mayDiffer(const std::string &field) const {
         return std::ranges::any_of(ignored_, [&](const Ignored &each) { return each.field(field); });

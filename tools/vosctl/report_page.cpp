@@ -156,7 +156,7 @@ class Page {
 
     void answers() {
         for (const auto &[key, each] : model_.answers()) {
-            row({entity(names_, key.first), msgnames::typeText(key.second), std::to_string(each.asked),
+            row({entity(names_, key.first), typeName(key.second), std::to_string(each.asked),
                  std::to_string(each.durations.count()), std::to_string(each.unanswered), std::to_string(each.late),
                  duration(each.durations.percentile(50)), duration(each.durations.percentile(99)),
                  duration(each.durations.max()), histogram(each.durations)});
@@ -168,7 +168,7 @@ class Page {
             const Request &request = each.request;
             row({format("<a href=\"#m%" PRIu64 "\">%" PRIu64 "</a>", request.number, request.number),
                  duration(request.timeNs - std::min(request.timeNs, model_.firstNs())), entity(names_, request.src),
-                 entity(names_, request.dst), msgnames::typeText(request.type), duration(each.afterNs), each.why});
+                 entity(names_, request.dst), typeName(request.type), duration(each.afterNs), each.why});
         }
         if (all.count != all.first.size() || all.count == 0) {
             put("<tr><td colspan=7>" +
@@ -213,7 +213,7 @@ class Page {
         }
         Json typeNames = Json::object();
         for (const uint32_t type : types) {
-            typeNames[std::to_string(type)] = msgnames::typeText(type);
+            typeNames[std::to_string(type)] = typeName(type);
         }
         Json results = Json::object();
         for (const uint32_t word : words) {
