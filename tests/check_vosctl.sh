@@ -364,7 +364,7 @@ open("described.pcap", "wb").write(data[:at + 4] + b"x" + data[at + 5:])'
         status 1 vosctl replay described.pcap --as vosctl --to echo --at-once
         expect '^message [0-9]+, echo.measure: the reply differs$' cat out
         expect '^    second        recorded 120$' cat out
-        status 0 vosctl replay described.pcap --as vosctl --to echo --at-once --ignore echo.measure:second
+        status 0 vosctl replay described.pcap --as vosctl --to echo --at-once --ignore 0x5678:second
     fi
 
     # A daemon that says less than it did.
