@@ -154,6 +154,12 @@ open_top() { # TERM
 }
 
 part_top() {
+    status 1 vosctl top
+    if grep -q 'without ncurses' err; then
+        echo "ncurses was missing at configure time: apt-get install libncurses-dev"
+        exit 77
+    fi
+    one_line "^vosctl: top needs a terminal; scripts use 'vosctl top --json'$"
     start_hub
     echo_daemon --name echo > /dev/null &
     echo=$!
@@ -199,8 +205,6 @@ part_top() {
     open_top dumb
     picture "^vosctl: the terminal 'dumb' cannot place text"
     screen kill-server
-    status 1 vosctl top
-    one_line "^vosctl: top needs a terminal; scripts use 'vosctl top --json'$"
 }
 
 # make_capture FILE COUNT SIZE: requests and replies of two daemons; the second daemon's name is hostile.

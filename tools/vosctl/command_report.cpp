@@ -43,9 +43,9 @@ void run(const Options &options) {
         throw vosctl::Failure{options.capture + ": " + capture.problem() + "; the report holds the " +
                               std::to_string(model.messages()) + " messages before that"};
     }
-    fprintf(stderr, "vosctl: %s: messages: %ju, requests without an answer: %ju, late replies: %ju\n", options.output.c_str(),
-            static_cast<uintmax_t>(model.messages()), static_cast<uintmax_t>(model.unanswered().count),
-            static_cast<uintmax_t>(model.late().count));
+    fprintf(stderr, "vosctl: %s: messages: %ju, requests without an answer: %ju, late replies: %ju\n",
+            options.output.c_str(), static_cast<uintmax_t>(model.messages()),
+            static_cast<uintmax_t>(model.unanswered().count), static_cast<uintmax_t>(model.late().count));
 }
 
 void setUp(CLI::App &app) {
