@@ -52,7 +52,8 @@ struct ClientRow {
     uint64_t queuedBytes;      // waiting for it
     uint8_t watchdogStopped;
     uint8_t monitor;
-    uint8_t reserved[6];
+    uint8_t heldBack;  // not read for a while, because somebody takes what it sends too slowly
+    uint8_t reserved[5];
     char name[64];
     char path[512];
 };

@@ -57,6 +57,7 @@ hubproto::ClientRow rowOf(const Client &client) {
     row.queuedBytes = client.queue.size();
     row.watchdogStopped = client.watchdogStopped;
     row.monitor = client.monitor;
+    row.heldBack = client.pauses > 0;
     copyText(row.name, client.name);
     copyText(row.path, client.path);
     return row;

@@ -94,6 +94,10 @@ CLI::Option *addTimeout(CLI::App &app, uint32_t &value) {
         ->capture_default_str();
 }
 
+CLI::Option *addJson(CLI::App &app, bool &value, const std::string &description) {
+    return app.add_flag("--json", value, description);
+}
+
 void PayloadOptions::addTo(CLI::App &app) {
     CLI::Option *dataOption = app.add_option("--data", data, "payload: this text, without a terminator");
     CLI::Option *hexOption = app.add_option("--hex", hex, "payload: these bytes, e.g. '00 ff 17'");

@@ -23,6 +23,8 @@ CLI::Option *addType(CLI::App &app, const std::string &name, std::string &value)
 /** How often, at least once; without the option `value` stays as it is. */
 CLI::Option *addCount(CLI::App &app, const std::string &name, uint32_t &value, const std::string &description);
 CLI::Option *addTimeout(CLI::App &app, uint32_t &value);
+/** --json, which every command with a result has. */
+CLI::Option *addJson(CLI::App &app, bool &value, const std::string &description = "one JSON object");
 
 /** The longest payload that is sent, far above what hubs let through. */
 constexpr uint32_t kMaxPayload = 256U << 20;

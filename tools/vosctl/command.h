@@ -24,6 +24,11 @@ struct Failure {
     Exit status = Exit::kFailed;
 };
 
+/** Ends the command with the status of a program that it ran. */
+struct Ended {
+    int status;
+};
+
 struct Command {
     using SetUp = void (*)(CLI::App &app);
 

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <memory>
+#include <nlohmann/json.hpp>
 
 #include "arguments.h"
 #include "command.h"
@@ -21,6 +22,7 @@ struct Options {
     std::string entity;
     std::vector<std::string> words;
     uint32_t timeoutMs = vosctl::kDefaultTimeoutMs;
+    bool json = false;
 };
 
 vosctl::Bytes commandLine(const std::vector<std::string> &words) {
@@ -47,14 +49,28 @@ vos::UniqueFile openResult(const std::string &daemon) {
     return file;
 }
 
-void printOutput(const std::string &daemon) {
+// Hands over what the command wrote, block by block.
+template <typename Take>
+void readOutput(const std::string &daemon, Take take) {
     const vos::UniqueFile file = openResult(daemon);
     std::array<char, 65536> block;
     size_t got = 0;
     while ((got = fread(block.data(), 1, block.size(), file.get())) > 0) {
-        fwrite(block.data(), 1, got, stdout);
+        take(block.data(), got);
     }
-    vosctl::flushOutput();  // before anything on standard error
+}
+
+void printText(const std::string &daemon, uint32_t result) {
+    readOutput(daemon, [](const char *text, size_t length) { fwrite(text, 1, length, stdout); });
+    if (result == VOS_RET_OK) {
+        printf("result %s\n", msgnames::retText(result).c_str());
+    }
+}
+
+void printJson(const std::string &daemon, uint32_t result) {
+    std::string output;
+    readOutput(daemon, [&](const char *text, size_t length) { output.append(text, length); });
+    vosctl::printJson({{"result", result}, {"resultName", msgnames::retText(result)}, {"output", output}});
 }
 
 void run(const Options &options) {
@@ -72,12 +88,11 @@ void run(const Options &options) {
     if (!reply) {
         throw vosctl::Failure{daemon.text + " came back and was asked again; run the command once more"};
     }
-    printOutput(daemon.text);
-    const std::string result = msgnames::retText(reply->wordData);
+    (options.json ? printJson : printText)(daemon.text, reply->wordData);
+    vosctl::flushOutput();  // before anything on standard error
     if (reply->wordData != VOS_RET_OK) {
-        throw vosctl::Failure{"the command ended with " + result};
+        throw vosctl::Failure{"the command ended with " + msgnames::retText(reply->wordData)};
     }
-    printf("result %s\n", result.c_str());
 }
 
 void setUp(CLI::App &app) {
@@ -85,6 +100,7 @@ void setUp(CLI::App &app) {
     vosctl::addEntity(app, "entity", options->entity)->required();
     app.add_option("words", options->words, "command and arguments; put '--' in front")->type_name("WORD")->required();
     vosctl::addTimeout(app, options->timeoutMs);
+    vosctl::addJson(app, options->json);
     app.callback([options] { run(*options); });
 }
 const vosctl::Command kCommand{"cli", "run a command in a daemon and print what it wrote", setUp};

@@ -2,7 +2,9 @@
 #include <net/if.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -98,6 +100,9 @@ void run(const Options &options) {
         names.push_back(options.name);
     } else {
         const std::unique_ptr<struct if_nameindex, decltype(&if_freenameindex)> all{::if_nameindex(), if_freenameindex};
+        if (!all) {
+            throw vosctl::Failure{std::string{"cannot list the interfaces: "} + strerror(errno)};
+        }
         for (const struct if_nameindex *entry = all.get(); entry != nullptr && entry->if_index != 0; entry++) {
             names.emplace_back(entry->if_name);
         }

@@ -1,11 +1,14 @@
 // vosctl list: who is connected to the hub, and how they fare.
 #include <cinttypes>
 #include <cstdio>
-#include <cstring>
+#include <memory>
+#include <nlohmann/json.hpp>
 
+#include "arguments.h"
 #include "command.h"
 #include "common/message_line.h"
 #include "hub_connection.h"
+#include "output.h"
 
 namespace {
 
@@ -27,17 +30,12 @@ void printRow(const hubproto::ClientRow &row) {
            msgline::printable(vosctl::fieldText(row.path)).c_str());
 }
 
-void run() {
-    vosctl::Hub hub;
+void printTable(const std::vector<hubproto::ClientRow> &clients, const hubproto::HubCounters &counters) {
     printf("%10s  %-16s %7s %5s %10s %8s %8s %8s %6s %9s  %-8s  %s\n", "ENTITY", "NAME", "PID", "UID", "CONNECTED",
            "IN", "OUT", "QUEUED", "BEATS", "LAST", "WATCHDOG", "PROGRAM");
-    for (const hubproto::ClientRow &row : hub.clients()) {
+    for (const hubproto::ClientRow &row : clients) {
         printRow(row);
     }
-    const vosctl::MessagePtr reply = hub.ask(hubproto::kGetCounters);
-    hubproto::HubCounters counters{};
-    const vosctl::ByteView payload = vosctl::payloadOf(*reply);
-    memcpy(&counters, payload.data(), std::min(payload.size(), sizeof counters));
     printf("hub: up %s, %" PRIu64 " clients, %" PRIu64 " messages (%" PRIu64 " bytes) routed, %" PRIu64
            " requests answered, %" PRIu64 " events dropped, %" PRIu64 " requests to nobody, %" PRIu64
            " clients thrown out, %" PRIu64 " of %" PRIu64 " bytes of memory used\n",
@@ -46,8 +44,54 @@ void run() {
            counters.memoryUsed, counters.memoryLimit);
 }
 
+nlohmann::ordered_json rowJson(const hubproto::ClientRow &row) {
+    const bool beats = row.lastHeartbeatMs != UINT64_MAX;
+    return {{"eid", row.eid},
+            {"name", vosctl::fieldText(row.name)},
+            {"pid", row.pid},
+            {"uid", row.uid},
+            {"connectedMs", row.connectedMs},
+            {"messagesIn", row.messagesIn},
+            {"messagesOut", row.messagesOut},
+            {"queuedBytes", row.queuedBytes},
+            {"heldBack", row.heldBack != 0},
+            {"heartbeats", row.heartbeats},
+            {"lastHeartbeatMs", beats ? nlohmann::ordered_json(row.lastHeartbeatMs) : nlohmann::ordered_json()},
+            {"watchdogStopped", row.watchdogStopped != 0},
+            {"monitor", row.monitor != 0},
+            {"path", vosctl::fieldText(row.path)}};
+}
+
+void printJson(const std::vector<hubproto::ClientRow> &clients, const hubproto::HubCounters &counters) {
+    auto rows = nlohmann::ordered_json::array();
+    for (const hubproto::ClientRow &row : clients) {
+        rows.push_back(rowJson(row));
+    }
+    vosctl::printJson({{"clients", rows},
+                       {"hub",
+                        {{"uptimeMs", counters.uptimeMs},
+                         {"clients", counters.clients},
+                         {"routed", counters.routed},
+                         {"bytesRouted", counters.bytesRouted},
+                         {"hubRequests", counters.hubRequests},
+                         {"eventsDropped", counters.eventsDropped},
+                         {"peerGoneReplies", counters.peerGoneReplies},
+                         {"disconnects", counters.disconnects},
+                         {"memoryUsed", counters.memoryUsed},
+                         {"memoryLimit", counters.memoryLimit}}}});
+}
+
+void run(bool json) {
+    vosctl::Hub hub;
+    const std::vector<hubproto::ClientRow> clients = hub.clients();
+    const hubproto::HubCounters counters = hub.counters();
+    json ? printJson(clients, counters) : printTable(clients, counters);
+}
+
 void setUp(CLI::App &app) {
-    app.callback(run);
+    auto json = std::make_shared<bool>(false);
+    vosctl::addJson(app, *json);
+    app.callback([json] { run(*json); });
 }
 const vosctl::Command kCommand{"list", "show who is connected, with heartbeats and watchdog", setUp};
 

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <ctime>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <thread>
 
@@ -19,6 +20,7 @@ struct Options {
     bool watch = false;
     uint32_t intervalMs = 1000;
     uint32_t count = 0;  // 0: without end
+    bool json = false;
 };
 
 struct Sample {
@@ -32,6 +34,7 @@ struct Sample {
         const uint64_t available = uint64_t{memory.memFree.value} + memory.buffers.value + memory.cached.value;
         return memory.memTotal.value - std::min<uint64_t>(available, memory.memTotal.value);
     }
+    uint64_t ticks(uint64_t UtilCpuOccupy::*field) const { return newer.*field - older.*field; }
     uint32_t memoryPercent() const {
         return memory.memTotal.value == 0 ? 0 : static_cast<uint32_t>(usedKb() * 100 / memory.memTotal.value);
     }
@@ -55,16 +58,35 @@ Sample takeSample(const UtilCpuOccupy &older, uint32_t intervalMs) {
 }
 
 void printOnce(const Sample &sample) {
-    const auto ticks = [&sample](uint64_t UtilCpuOccupy::*field) { return sample.newer.*field - sample.older.*field; };
     printf("cpu     %3" PRIu32 " %% busy; ticks: user %" PRIu64 ", nice %" PRIu64 ", system %" PRIu64 ", idle %" PRIu64
            ", iowait %" PRIu64 ", irq %" PRIu64 ", softirq %" PRIu64 "\n",
-           sample.cpuPercent(), ticks(&UtilCpuOccupy::user), ticks(&UtilCpuOccupy::nice), ticks(&UtilCpuOccupy::system),
-           ticks(&UtilCpuOccupy::idle), ticks(&UtilCpuOccupy::iowait), ticks(&UtilCpuOccupy::irq),
-           ticks(&UtilCpuOccupy::softirq));
+           sample.cpuPercent(), sample.ticks(&UtilCpuOccupy::user), sample.ticks(&UtilCpuOccupy::nice),
+           sample.ticks(&UtilCpuOccupy::system), sample.ticks(&UtilCpuOccupy::idle),
+           sample.ticks(&UtilCpuOccupy::iowait), sample.ticks(&UtilCpuOccupy::irq),
+           sample.ticks(&UtilCpuOccupy::softirq));
     printf("memory  %3" PRIu32 " %% in use; kB: total %" PRIu32 ", free %" PRIu32 ", buffers %" PRIu32
            ", cached %" PRIu32 "\n",
            sample.memoryPercent(), sample.memory.memTotal.value, sample.memory.memFree.value,
            sample.memory.buffers.value, sample.memory.cached.value);
+}
+
+void printJson(const Sample &sample) {
+    vosctl::printJson({{"cpuPercent", sample.cpuPercent()},
+                       {"ticks",
+                        {{"user", sample.ticks(&UtilCpuOccupy::user)},
+                         {"nice", sample.ticks(&UtilCpuOccupy::nice)},
+                         {"system", sample.ticks(&UtilCpuOccupy::system)},
+                         {"idle", sample.ticks(&UtilCpuOccupy::idle)},
+                         {"iowait", sample.ticks(&UtilCpuOccupy::iowait)},
+                         {"irq", sample.ticks(&UtilCpuOccupy::irq)},
+                         {"softirq", sample.ticks(&UtilCpuOccupy::softirq)}}},
+                       {"memoryPercent", sample.memoryPercent()},
+                       {"memoryKb",
+                        {{"total", sample.memory.memTotal.value},
+                         {"free", sample.memory.memFree.value},
+                         {"buffers", sample.memory.buffers.value},
+                         {"cached", sample.memory.cached.value}}}});
+    vosctl::flushOutput();
 }
 
 std::string bar(uint32_t percent) {
@@ -87,11 +109,11 @@ void printLine(const Sample &sample) {
 void run(const Options &options) {
     UtilCpuOccupy last = readCpu();
     if (!options.watch) {
-        return printOnce(takeSample(last, options.intervalMs));
+        return (options.json ? printJson : printOnce)(takeSample(last, options.intervalMs));
     }
     for (uint32_t line = 0; options.count == 0 || line < options.count; line++) {
         const Sample sample = takeSample(last, options.intervalMs);
-        printLine(sample);
+        (options.json ? printJson : printLine)(sample);
         last = sample.newer;
     }
 }
@@ -104,6 +126,7 @@ void setUp(CLI::App &app) {
         ->check(CLI::Range(1U, UINT32_MAX))
         ->capture_default_str();
     vosctl::addCount(app, "--count", options->count, "end --watch after this many lines");
+    vosctl::addJson(app, options->json, "one JSON object, or one a line");
     app.callback([options] { run(*options); });
 }
 const vosctl::Command kCommand{"load", "show CPU and memory occupancy", setUp};

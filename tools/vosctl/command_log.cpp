@@ -1,9 +1,12 @@
 // vosctl log: shows and changes the log of a daemon through its shared segment, and follows its file.
+#include <algorithm>
 #include <array>
 #include <cinttypes>
 #include <cstdio>
 #include <filesystem>
+#include <iterator>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <string_view>
 
 #include "arguments.h"
@@ -11,6 +14,7 @@
 #include "common/message_line.h"
 #include "log_follow.h"
 #include "log_segment.h"
+#include "output.h"
 #include "vos/eid.h"
 
 namespace {
@@ -37,6 +41,7 @@ struct Options {
     std::optional<uint32_t> maxSize;
     bool all = false;
     bool follow = false;
+    bool json = false;
 };
 
 std::string textOf(std::span<const Named> names, uint32_t value) {
@@ -131,6 +136,23 @@ void printFile(VosEntityId eid) {
     }
 }
 
+nlohmann::ordered_json logJson(const LogSegment &segment) {
+    if (segment.isForeign()) {
+        return {{"log", segment.name}, {"segment", segment.id < 0 ? "missing" : "foreign"}};
+    }
+    const VosEntityId eid = eidOf(segment.name);
+    return {{"log", segment.name},
+            {"segment", "present"},
+            {"eid", eid},
+            {"level", segment.config.level},
+            {"destination", segment.config.destination},
+            {"maxSize", segment.config.maxSize},
+            {"file", fileOf(eid, false)},
+            {"attached", segment.attached},
+            {"processes", segment.processes},
+            {"callSites", segment.callSites()}};
+}
+
 void show(const LogSegment &segment) {
     printf("%-12s %s\n", "log", msgline::printable(segment.name).c_str());
     printf("%-12s %s\n", "level", textOf(kLevels, segment.config.level).c_str());
@@ -144,10 +166,16 @@ void show(const LogSegment &segment) {
     }
 }
 
-void showAll() {
+void showAll(bool json) {
     constexpr const char *kRow = "%-24s %-12s %-12s %10s  %-16s %s\n";
+    const std::vector<LogSegment> logs = vosctl::findLogs();
+    if (json) {
+        auto all = nlohmann::ordered_json::array();
+        std::ranges::transform(logs, std::back_inserter(all), logJson);
+        return vosctl::printJson(all);
+    }
     printf(kRow, "LOG", "LEVEL", "DESTINATION", "ROTATES AT", "HELD BY", "LAST CALL SITE");
-    for (const LogSegment &segment : vosctl::findLogs()) {
+    for (const LogSegment &segment : logs) {
         const std::string name = msgline::printable(segment.name);
         if (segment.isForeign()) {
             printf("%-24s %s\n", name.c_str(), segment.id < 0 ? "no segment" : "a segment too small for a log");
@@ -171,7 +199,7 @@ void follow(const LogSegment &segment) {
 
 void run(const Options &options) {
     if (options.all) {
-        return showAll();
+        return showAll(options.json);
     }
     if (options.app.empty()) {
         throw Failure{"give the name or number of a daemon, or --all", Exit::kUsage};
@@ -187,7 +215,9 @@ void run(const Options &options) {
     if (options.follow) {
         follow(segment);
     }
-    if (!changes) {
+    if (options.json) {
+        vosctl::printJson(logJson(changes ? findSegment(options.app) : segment));
+    } else if (!changes) {
         show(segment);
     }
 }
@@ -206,9 +236,11 @@ const vosctl::Command kCommand{
         app.add_option("--max-size", options->maxSize, "rotate the file at this size from now on")
             ->type_name("BYTES")
             ->needs(name);
-        app.add_flag("--follow", options->follow, "print the log file and what is added to it, through rotation")
-            ->needs(name);
+        CLI::Option *follow =
+            app.add_flag("--follow", options->follow, "print the log file and what is added to it, through rotation")
+                ->needs(name);
         app.add_flag("--all", options->all, "list the logs of all daemons")->excludes(name);
+        vosctl::addJson(app, options->json, "one JSON object, with --all an array of them")->excludes(follow);
         app.callback([options] { run(*options); });
     }};
 

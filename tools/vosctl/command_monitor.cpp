@@ -1,39 +1,36 @@
-// vosctl monitor: a copy of what the hub routes, decoded, one line a message, until SIGINT or SIGTERM.
-#include <array>
+// vosctl monitor and record: a copy of what the hub routes, as lines or as a capture, until SIGINT or SIGTERM or as
+// long as a command runs.
+#include <cerrno>
+#include <csignal>
 #include <cstdio>
-#include <cstring>
-#include <ctime>
 #include <functional>
-#include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <utility>
 
 #include "arguments.h"
+#include "child_command.h"
 #include "command.h"
 #include "common/message_line.h"
-#include "common/msg_names.h"
+#include "message_feed.h"
 #include "output.h"
 #include "pcap.h"
 #include "stop_signals.h"
 
 namespace {
 
+using vosctl::Seen;
+
 struct Options {
     std::string type;
     std::string entity;
     uint32_t count = 0;  // 0: without end
     bool json = false;
+    bool hideTools = false;
     std::string pcap;
-};
-
-/** One message as the hub saw it. */
-struct Seen {
-    hubproto::MonitorRecord record;
-    VosMsgHeader header;
-    vosctl::ByteView payload;
-    std::string srcName;
-    std::string dstName;
+    bool report = false;  // how much was recorded
+    std::vector<std::string> command;
 };
 
 /** What is done with a message; one for each output format. */
@@ -45,63 +42,22 @@ struct Filter {
     uint32_t type = 0;
     bool anyEntity = true;
     VosEntityId entity = 0;
+    bool hideTools = false;
 
-    bool passes(const VosMsgHeader &header) const {
-        return (anyType || header.type == type) && (anyEntity || header.src == entity || header.dst == entity);
+    // The hub's welcome comes before the name of who gets it is known.
+    static bool isOfTools(const VosMsgHeader &header, const vosctl::Names &names) {
+        return names.isTool(header.src) || names.isTool(header.dst) ||
+               (header.type == VOS_MSG_LAUNCHED && header.src == EID_HUBD);
+    }
+    bool passes(const VosMsgHeader &header, const vosctl::Names &names) const {
+        return (anyType || header.type == type) && (anyEntity || header.src == entity || header.dst == entity) &&
+               !(hideTools && isOfTools(header, names));
     }
 };
-
-// Names of entities, from the hub's list at the start and from the launch events that it passes on.
-class Names {
-  public:
-    explicit Names(vosctl::Hub &hub) : hub_{hub} {
-        hub.registerFor(VOS_MSG_LAUNCHED);
-        refresh();
-    }
-
-    void learn(const VosMsgHeader &launched) {
-        const vosctl::ByteView payload = vosctl::payloadOf(launched);
-        const std::string name = vosctl::fieldText({reinterpret_cast<const char *>(payload.data()), payload.size()});
-        if (name.empty()) {
-            refresh();  // launched by id: the hub may know a name
-        } else {
-            names_[launched.src] = name;
-        }
-    }
-    std::string of(VosEntityId eid) const {
-        const auto found = names_.find(eid);
-        return found != names_.end() ? found->second : "";
-    }
-
-  private:
-    void refresh() {
-        for (const hubproto::ClientRow &row : hub_.clients()) {
-            names_[row.eid] = vosctl::fieldText(row.name);
-        }
-    }
-
-    vosctl::Hub &hub_;
-    std::map<VosEntityId, std::string> names_{{EID_HUBD, "hubd"}};
-};
-
-const char *verdictText(uint32_t verdict) {
-    constexpr std::array kTexts{"delivered", "to-hub", "from-hub", "no-destination"};
-    return verdict < kTexts.size() ? kTexts[verdict] : "?";
-}
-
-std::string isoTime(uint64_t realtimeNs) {
-    const auto seconds = static_cast<time_t>(realtimeNs / 1'000'000'000);
-    tm broken{};
-    gmtime_r(&seconds, &broken);
-    char text[64];
-    const size_t length = strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &broken);
-    snprintf(text + length, sizeof text - length, ".%06uZ", static_cast<unsigned>(realtimeNs / 1000 % 1'000'000));
-    return text;
-}
 
 void printText(const Seen &seen) {
     if (seen.record.lost > 0) {
-        printf("... %u messages lost: the output is slower than the traffic\n", seen.record.lost);
+        printf("(%u messages before this one are lost: the monitor was too slow)\n", seen.record.lost);
     }
     const std::string line =
         msgline::messageLine(seen.record.realtimeNs, seen.header, seen.payload,
@@ -110,35 +66,7 @@ void printText(const Seen &seen) {
 }
 
 void printJson(const Seen &seen) {
-    const VosMsgHeader &header = seen.header;
-    vosctl::printJson({{"time", isoTime(seen.record.realtimeNs)},
-                       {"verdict", verdictText(seen.record.verdict)},
-                       {"lost", seen.record.lost},
-                       {"type", header.type},
-                       {"typeName", msgnames::typeText(header.type)},
-                       {"src", header.src},
-                       {"srcName", seen.srcName},
-                       {"dst", header.dst},
-                       {"dstName", seen.dstName},
-                       {"flags", header.flags},
-                       {"flagNames", msgnames::flagsText(header.flags)},
-                       {"word", header.wordData},
-                       {"length", header.dataLength},
-                       {"payload", msgline::hexText(seen.payload, "")}});
-}
-
-// Nothing for a message that is no copy.
-std::optional<Seen> decode(const VosMsgHeader &msg) {
-    const vosctl::ByteView bytes = vosctl::payloadOf(msg);
-    Seen seen{};
-    constexpr size_t kFixed = sizeof seen.record + sizeof seen.header;
-    if (msg.type != hubproto::kMonitorCopy || bytes.size() < kFixed) {
-        return std::nullopt;
-    }
-    memcpy(&seen.record, bytes.data(), sizeof seen.record);
-    memcpy(&seen.header, bytes.data() + sizeof seen.record, sizeof seen.header);
-    seen.payload = bytes.subspan(kFixed);
-    return seen;
+    vosctl::printJson(vosctl::messageJson(seen));
 }
 
 Sink sinkFor(const Options &options) {
@@ -152,8 +80,79 @@ Sink sinkFor(const Options &options) {
     return [file](const Seen &seen) { file->write(seen.record, seen.header, seen.payload); };
 }
 
+/** Shows one message after the other. */
+class Monitor {
+  public:
+    Monitor(const Options &options, vosctl::Hub &hub, const Filter &filter)
+        : options_{options}, hub_{hub}, filter_{filter}, feed_{hub}, sink_{sinkFor(options)} {}
+
+    /** False once enough is shown. */
+    bool take(const VosMsgHeader &msg) {
+        std::optional<Seen> seen = feed_.read(msg);
+        if (!seen) {
+            return true;
+        }
+        lost_ += seen->record.lost;
+        if (feed_.isOwn(seen->header) ? !tellsNames(*seen) : !filter_.passes(seen->header, feed_.names())) {
+            return true;
+        }
+        seen->record.lost = std::exchange(lost_, 0);
+        sink_(*seen);
+        shown_ += feed_.isOwn(seen->header) ? 0 : 1;
+        return options_.count == 0 || shown_ < options_.count;
+    }
+    /** Takes what the hub had routed when everybody who has ended was gone. */
+    void takeTheRest() {
+        constexpr int kMostLooks = 100;
+        const auto hasEnded = [](const hubproto::ClientRow &row) {
+            return kill(static_cast<pid_t>(row.pid), 0) != 0 && errno == ESRCH;
+        };
+        for (int looks = 0; looks < kMostLooks && std::ranges::any_of(hub_.clients(), hasEnded); looks++) {
+        }
+        for (bool more = true; more;) {
+            const vosctl::MessagePtr msg = hub_.receiveWithin(0);
+            more = msg && take(*msg);
+        }
+    }
+    uint64_t shown() const { return shown_; }
+
+  private:
+    // The monitor's own traffic is not worth seeing, but who reads a capture learns the names from it.
+    bool tellsNames(const Seen &seen) const {
+        const bool names = seen.header.type == VOS_MSG_LAUNCHED || (seen.header.type == hubproto::kListClients &&
+                                                                    (seen.header.flags & VOS_MSG_FLAG_RESPONSE) != 0);
+        return names && !options_.pcap.empty() && (filter_.anyType || filter_.type == seen.header.type);
+    }
+
+    const Options &options_;
+    vosctl::Hub &hub_;
+    Filter filter_;
+    vosctl::Feed feed_;
+    Sink sink_;          // a capture that is there stays until its successor has a hub
+    uint32_t lost_ = 0;  // also in front of messages that are not shown
+    uint64_t shown_ = 0;
+};
+
+void monitorCommand(const std::vector<std::string> &words, vosctl::Hub &hub, Monitor &monitor) {
+    vosctl::ChildCommand child{words};
+    bool ended = false;
+    bool goesOn = true;
+    vosctl::untilStopped(hub, [&] {
+        const vosctl::MessagePtr msg = hub.receiveUnless(child.fd());
+        ended = !msg;
+        goesOn = !ended && monitor.take(*msg);
+        return goesOn;
+    });
+    // Enough was shown: the command goes on to its end.
+    const int status = child.status(!ended && goesOn);
+    if (ended) {
+        monitor.takeTheRest();
+    }
+    throw vosctl::Ended{status};
+}
+
 void run(const Options &options) {
-    Filter filter{.anyType = options.type.empty(), .anyEntity = options.entity.empty()};
+    Filter filter{.anyType = options.type.empty(), .anyEntity = options.entity.empty(), .hideTools = options.hideTools};
     if (!filter.anyType) {
         filter.type = vosctl::parseType(options.type);
     }
@@ -161,46 +160,60 @@ void run(const Options &options) {
     if (!filter.anyEntity) {
         filter.entity = hub.find(options.entity).eid;
     }
-    hub.ask(hubproto::kMonitorAttach);
-    Names names{hub};
-    const Sink sink = sinkFor(options);  // a capture that is there stays until its successor has a hub
-    uint32_t lost = 0;                   // also in front of messages that are not shown
-    uint64_t shown = 0;
-    vosctl::untilStopped(hub, [&] {
-        const vosctl::MessagePtr msg = hub.receive();
-        if (msg->type == VOS_MSG_LAUNCHED) {
-            names.learn(*msg);
+    Monitor monitor{options, hub, filter};
+    vosctl::sayAttached();
+    const auto report = [&] {
+        if (options.report) {
+            fprintf(stderr, "vosctl: messages recorded: %ju\n", static_cast<uintmax_t>(monitor.shown()));
         }
-        std::optional<Seen> seen = decode(*msg);
-        if (!seen) {
-            return true;
+    };
+    try {
+        if (!options.command.empty()) {
+            monitorCommand(options.command, hub, monitor);
         }
-        lost += seen->record.lost;
-        // The monitor's own questions are no traffic worth seeing.
-        if (seen->header.src == hub.eid() || seen->header.dst == hub.eid() || !filter.passes(seen->header)) {
-            return true;
-        }
-        seen->record.lost = std::exchange(lost, 0);
-        seen->srcName = names.of(seen->header.src);
-        seen->dstName = names.of(seen->header.dst);
-        sink(*seen);
-        shown++;
-        return options.count == 0 || shown < options.count;
-    });
+        vosctl::untilStopped(hub, [&] { return monitor.take(*hub.receive()); });
+    } catch (const vosctl::Ended &) {
+        vosctl::flushOutput();
+        report();
+        throw;
+    }
+    report();
 }
 
-void setUp(CLI::App &app) {
-    auto options = std::make_shared<Options>();
+void addFilter(CLI::App &app, const std::shared_ptr<Options> &options) {
     vosctl::addType(app, "--type", options->type);
     vosctl::addEntity(app, "--entity", options->entity);
     vosctl::addCount(app, "-c,--count", options->count, "stop after so many messages");
-    CLI::Option *json = app.add_flag("--json", options->json, "one JSON object a line, payload in hexadecimal");
-    app.add_option("--pcap", options->pcap, "write a capture for Wireshark instead; - for standard output")
-        ->type_name("FILE")
-        ->check([](const std::string &file) { return file.empty() ? "the name is empty" : ""; })
-        ->excludes(json);
+    app.add_flag("--hide-tools", options->hideTools, "leave out what vosctl and vosmini send and get");
+    app.add_option("command", options->command, "run this, behind --, and end with it and with its exit status")
+        ->type_name("COMMAND");
     app.callback([options] { run(*options); });
 }
-const vosctl::Command kCommand{"monitor", "show what the hub routes, live", setUp};
+
+std::string emptyName(const std::string &file) {
+    return file.empty() ? "the name is empty" : "";
+}
+
+void setUpMonitor(CLI::App &app) {
+    auto options = std::make_shared<Options>();
+    CLI::Option *json = vosctl::addJson(app, options->json, "one JSON object a line, payload in hexadecimal");
+    app.add_option("--pcap", options->pcap, "write a capture for Wireshark instead; - for standard output")
+        ->type_name("FILE")
+        ->check(emptyName)
+        ->excludes(json);
+    addFilter(app, options);
+}
+const vosctl::Command kMonitor{"monitor", "show what the hub routes, live", setUpMonitor};
+
+void setUpRecord(CLI::App &app) {
+    auto options = std::make_shared<Options>();
+    options->report = true;
+    app.add_option("file", options->pcap, "the capture; - for standard output")
+        ->type_name("FILE")
+        ->required()
+        ->check(emptyName);
+    addFilter(app, options);
+}
+const vosctl::Command kRecord{"record", "write what the hub routes to a capture, for report and replay", setUpRecord};
 
 }  // namespace

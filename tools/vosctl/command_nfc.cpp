@@ -2,11 +2,15 @@
 #include <cstdio>
 #include <fstream>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <string>
 
+#include "arguments.h"
 #include "command.h"
+#include "common/message_line.h"
 #include "dump.h"
 #include "internal/guards.h"
+#include "output.h"
 #include "vos/nfc.h"
 
 namespace {
@@ -18,15 +22,22 @@ struct Options {
     std::string key;
     std::string url;
     std::string output;
+    bool json = false;
 };
 
-void write(uint8_t *buffer, uint32_t length, const std::string &output) {
+void write(uint8_t *buffer, uint32_t length, const Options &options) {
+    const std::string &output = options.output;
     const vos::MemPtr<uint8_t> owned{buffer};
     if (!owned) {
         throw vosctl::Failure{"out of memory"};
     }
+    const auto bytes = std::as_bytes(std::span{buffer, length});
+    if (options.json) {
+        vosctl::printJson({{"length", length}, {"payload", msgline::hexText(bytes, "")}});
+    } else if (output.empty()) {
+        vosctl::printDump(bytes);
+    }
     if (output.empty()) {
-        vosctl::printDump(std::as_bytes(std::span{buffer, length}));
         return;
     }
     std::ofstream file{output, std::ios::binary};
@@ -35,12 +46,15 @@ void write(uint8_t *buffer, uint32_t length, const std::string &output) {
     if (!file) {
         throw vosctl::Failure{"cannot write " + output + "; give a writable file with --output"};
     }
-    printf("%u bytes in %s\n", length, output.c_str());
+    if (!options.json) {
+        printf("%u bytes in %s\n", length, output.c_str());
+    }
 }
 
 void addOutput(CLI::App &app, Options &options) {
     app.add_option("-o,--output", options.output, "write the tag's contents there instead of dumping them")
         ->type_name("FILE");
+    vosctl::addJson(app, options.json);
 }
 
 void setUpWifi(CLI::App &app, const std::shared_ptr<Options> &options) {
@@ -67,7 +81,7 @@ void setUpWifi(CLI::App &app, const std::shared_ptr<Options> &options) {
         uint32_t length = 0;
         UTIL_nfcGenWifiNdefData(options->ssid.c_str(), options->auth.c_str(), options->encryption.c_str(),
                                 options->key.c_str(), &buffer, &length);
-        write(buffer, length, options->output);
+        write(buffer, length, *options);
     });
 }
 
@@ -83,7 +97,7 @@ void setUpUrl(CLI::App &app, const std::shared_ptr<Options> &options) {
         uint8_t *buffer = nullptr;
         uint32_t length = 0;
         UTIL_nfcGenUrlNdefData(options->url.c_str(), &buffer, &length);
-        write(buffer, length, options->output);
+        write(buffer, length, *options);
     });
 }
 

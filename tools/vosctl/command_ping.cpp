@@ -4,11 +4,13 @@
 #include <cmath>
 #include <cstdio>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <vector>
 
 #include "arguments.h"
 #include "command.h"
 #include "common/msg_names.h"
+#include "output.h"
 
 namespace {
 
@@ -17,6 +19,7 @@ struct Options {
     uint32_t count = 10;
     uint32_t size = 0;
     uint32_t timeoutMs = vosctl::kDefaultTimeoutMs;
+    bool json = false;
 };
 
 using Micros = std::chrono::duration<double, std::micro>;
@@ -51,6 +54,15 @@ void run(const Options &options) {
         requireEcho(*request, reply.get(), peer.text);
     }
     std::ranges::sort(times);
+    if (options.json) {
+        return vosctl::printJson({{"eid", peer.eid},
+                                  {"count", options.count},
+                                  {"size", options.size},
+                                  {"minUs", times.front()},
+                                  {"medianUs", percentile(times, 50)},
+                                  {"p99Us", percentile(times, 99)},
+                                  {"maxUs", times.back()}});
+    }
     printf("%u requests of %u bytes to %s: min %.1f median %.1f p99 %.1f max %.1f us\n", options.count, options.size,
            peer.text.c_str(), times.front(), percentile(times, 50), percentile(times, 99), times.back());
 }
@@ -67,6 +79,7 @@ void setUp(CLI::App &app) {
         ->check(CLI::Range(0U, vosctl::kMaxPayload))
         ->capture_default_str();
     vosctl::addTimeout(app, options->timeoutMs);
+    vosctl::addJson(app, options->json);
     app.callback([options] { run(*options); });
 }
 const vosctl::Command kCommand{"ping", "measure round trips to an entity", setUp};

@@ -2,10 +2,12 @@
 #include <chrono>
 #include <cstdio>
 #include <memory>
+#include <nlohmann/json.hpp>
 
 #include "arguments.h"
 #include "command.h"
 #include "common/message_line.h"
+#include "message_feed.h"
 #include "output.h"
 #include "stop_signals.h"
 
@@ -14,6 +16,7 @@ namespace {
 struct Options {
     std::string type;
     uint32_t count = 0;  // 0: without end
+    bool json = false;
 };
 
 uint64_t realtimeNs() {
@@ -21,10 +24,16 @@ uint64_t realtimeNs() {
     return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(now).count());
 }
 
-void print(const VosMsgHeader &event) {
-    const std::string line = msgline::messageLine(realtimeNs(), event, vosctl::payloadOf(event),
-                                                  hubproto::Verdict::kDelivered, "", "vosctl");
-    printf("%s\n", line.c_str());
+void print(const VosMsgHeader &event, bool json) {
+    constexpr auto kVerdict = hubproto::Verdict::kDelivered;
+    const uint64_t now = realtimeNs();
+    const vosctl::ByteView payload = vosctl::payloadOf(event);
+    if (json) {
+        const hubproto::MonitorRecord record{now, static_cast<uint32_t>(kVerdict), 0};
+        vosctl::printJson(vosctl::messageJson({record, event, payload, "", "vosctl"}));
+    } else {
+        printf("%s\n", msgline::messageLine(now, event, payload, kVerdict, "", "vosctl").c_str());
+    }
     vosctl::flushOutput();
 }
 
@@ -32,11 +41,12 @@ void run(const Options &options) {
     const uint32_t type = vosctl::parseType(options.type);
     vosctl::Hub hub;
     hub.registerFor(type);
+    vosctl::sayAttached();
     uint64_t shown = 0;
     vosctl::untilStopped(hub, [&] {
         const vosctl::MessagePtr msg = hub.receive();
         if (msg->type == type) {
-            print(*msg);
+            print(*msg, options.json);
             shown++;
         }
         return options.count == 0 || shown < options.count;
@@ -47,6 +57,7 @@ void setUp(CLI::App &app) {
     auto options = std::make_shared<Options>();
     vosctl::addType(app, "type", options->type)->required();
     vosctl::addCount(app, "-c,--count", options->count, "stop after so many events");
+    vosctl::addJson(app, options->json, "one JSON object a line, as monitor prints it");
     app.callback([options] { run(*options); });
 }
 const vosctl::Command kCommand{"register", "show events of one type as they come", setUp};

@@ -1,11 +1,14 @@
 // vosctl request and vosctl event: one message to an entity.
 #include <cstdio>
 #include <memory>
+#include <nlohmann/json.hpp>
 
 #include "arguments.h"
 #include "command.h"
+#include "common/message_line.h"
 #include "common/msg_names.h"
 #include "dump.h"
+#include "output.h"
 
 namespace {
 
@@ -18,6 +21,7 @@ struct Options {
     bool srpc = false;
     vosctl::PayloadOptions payload;
     uint32_t timeoutMs = vosctl::kDefaultTimeoutMs;
+    bool json = false;
 };
 
 // Reads everything that the command line can get wrong before the hub is needed.
@@ -44,8 +48,16 @@ void runRequest(const Options &options) {
         throw vosctl::Failure{peer.text + " came back and left the repeated request unanswered; try again"};
     }
     const std::string result = msgnames::retText(reply->wordData);
-    printf("%s from %s, %u bytes\n", result.c_str(), peer.text.c_str(), reply->dataLength);
-    vosctl::printDump(vosctl::payloadOf(*reply));
+    if (options.json) {
+        vosctl::printJson({{"result", reply->wordData},
+                           {"resultName", result},
+                           {"src", reply->src},
+                           {"length", reply->dataLength},
+                           {"payload", msgline::hexText(vosctl::payloadOf(*reply), "")}});
+    } else {
+        printf("%s from %s, %u bytes\n", result.c_str(), peer.text.c_str(), reply->dataLength);
+        vosctl::printDump(vosctl::payloadOf(*reply));
+    }
     if (reply->wordData != VOS_RET_OK && result.starts_with("VOS_RET_")) {
         throw vosctl::Failure{peer.text + " refused the request: " + result};
     }
@@ -72,6 +84,7 @@ void setUpRequest(CLI::App &app) {
     const auto options = addOptions(app);
     app.add_flag("--srpc", options->srpc, "call the procedure --word; takes at least 8 bytes of payload");
     vosctl::addTimeout(app, options->timeoutMs);
+    vosctl::addJson(app, options->json);
     app.callback([options] { runRequest(*options); });
 }
 const vosctl::Command kRequest{"request", "send a request and print the reply", setUpRequest};

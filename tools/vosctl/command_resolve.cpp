@@ -4,10 +4,13 @@
 
 #include <fstream>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
 
+#include "arguments.h"
 #include "command.h"
+#include "output.h"
 #include "vos/addr.h"
 #include "vos/dns.h"
 #include "vos/ret.h"
@@ -20,6 +23,7 @@ struct Options {
     std::string interface;
     bool ipv6 = false;
     bool ipv4 = false;
+    bool json = false;
 };
 
 std::string configuredServer() {
@@ -61,8 +65,15 @@ void run(const Options &options) {
                               "' from " + server + "; check the name, the server and the route to it"};
     }
     std::istringstream addresses{found.c_str()};
+    auto all = nlohmann::ordered_json::array();
     for (std::string address; std::getline(addresses, address, '\t');) {
-        puts(address.c_str());
+        all.push_back(address);
+    }
+    if (options.json) {
+        return vosctl::printJson({{"name", options.name}, {"server", server}, {"addresses", all}});
+    }
+    for (const auto &address : all) {
+        puts(address.get_ref<const std::string &>().c_str());
     }
 }
 
@@ -76,6 +87,7 @@ void setUp(CLI::App &app) {
     app.add_option("--if", options->interface, "interface to ask through")->type_name("NAME");
     auto *ipv6 = app.add_flag("-6", options->ipv6, "IPv6 addresses (default with an IPv6 server)");
     app.add_flag("-4", options->ipv4, "IPv4 addresses (default with an IPv4 server)")->excludes(ipv6);
+    vosctl::addJson(app, options->json);
     app.callback([options] { run(*options); });
 }
 const vosctl::Command kCommand{"resolve", "ask a DNS server for a host's addresses", setUp};

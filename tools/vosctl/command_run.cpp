@@ -11,12 +11,15 @@
 #include <functional>
 #include <iterator>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "arguments.h"
 #include "command.h"
 #include "common/msg_names.h"
+#include "output.h"
 #include "vos/netns.h"
 #include "vos/prctl.h"
 
@@ -35,6 +38,7 @@ struct Options {
     bool noCore = false;
     bool detach = false;
     bool quiet = false;
+    bool json = false;
 };
 
 bool isProgram(const std::string &path) {
@@ -223,10 +227,13 @@ void run(const Options &options) {
     if (ret != VOS_RET_OK) {
         throw vosctl::Failure{"cannot run " + exe + ": " + msgnames::retText(ret)};
     }
+    if (options.json) {
+        vosctl::printJson({{"pid", result.pid}, {"exitCode", result.exitCode}, {"signal", result.signalNumber}});
+    }
     if (result.signalNumber != 0 || result.exitCode != 0) {
         throw vosctl::Failure{describe(result)};
     }
-    if (!options.quiet) {
+    if (!options.quiet && !options.json) {
         fprintf(stderr, "vosctl: %s\n", describe(result).c_str());
     }
 }
@@ -246,6 +253,7 @@ const vosctl::Command kCommand{
         app.add_flag("--no-core", options->noCore, "no core files");
         app.add_flag("--detach", options->detach, "in a session of its own");
         app.add_flag("-q,--quiet", options->quiet, "say nothing about a good end");
+        vosctl::addJson(app, options->json, "the report as one JSON object, behind what the program printed");
         app.callback([options] { run(*options); });
     }};
 

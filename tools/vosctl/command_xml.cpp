@@ -3,21 +3,28 @@
 #include <fstream>
 #include <iostream>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
+#include "arguments.h"
 #include "command.h"
 #include "common/message_line.h"
+#include "output.h"
 #include "vos/xml.h"
 
 namespace {
 
 // The reader's callbacks carry no context of the caller's; one document is printed at a time.
 struct Printer {
+    bool json = false;
     int level = 0;
     std::string pending;  // a value or text whose end has not come yet
 
     void line(const char *kind, const std::string &text) const {
+        if (json) {
+            return vosctl::printJson({{"level", level}, {"event", kind}, {"text", text}});
+        }
         printf("%*s%-9s %s\n", 2 * level, "", kind, msgline::printable(text).c_str());
     }
     void part(const char *kind, const char *text, uint32_t len, int partial) {
@@ -73,6 +80,7 @@ void run(const std::string &file) {
 void setUp(CLI::App &app) {
     auto file = std::make_shared<std::string>();
     app.add_option("file", *file, "document, or - for standard input")->required();
+    vosctl::addJson(app, g_printer.json, "one JSON object a line");
     app.callback([file] { run(*file); });
 }
 const vosctl::Command kCommand{"xml", "print the events of an XML configuration document", setUp};

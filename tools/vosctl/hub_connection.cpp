@@ -67,9 +67,10 @@ Failure notConnected() {
     return {"cannot connect to the hub at " + path + ": " + strerror(error)};
 }
 
-VosMsgHandle *launch() {
+VosMsgHandle *launch(const std::string &name = "vosctl") {
     VosMsgHandle *handle = nullptr;
-    if (vosMsg_initByName("vosctl", &handle) != VOS_RET_OK) {
+    const auto number = parseNumber(name);
+    if ((number ? vosMsg_init(*number, &handle) : vosMsg_initByName(name.c_str(), &handle)) != VOS_RET_OK) {
         throw notConnected();
     }
     return handle;
@@ -90,11 +91,12 @@ std::string fieldText(std::span<const char> field) {
 }
 
 Hub::Hub() : handle_{launch()} {}
+Hub::Hub(const std::string &nameOrNumber) : handle_{launch(nameOrNumber)} {}
 
 // The library waits for the hub's welcome as long as daemons do. That wait goes on beside a shorter one and ends with
 // the process.
 Hub::Hub(uint32_t timeoutMs) : hubTimeoutMs_{std::max(timeoutMs, kShortestHubTimeoutMs)} {
-    std::packaged_task<VosMsgHandle *()> task{launch};
+    std::packaged_task<VosMsgHandle *()> task{[] { return launch(); }};
     std::future<VosMsgHandle *> launched = task.get_future();
     std::thread{std::move(task)}.detach();
     if (launched.wait_for(std::chrono::milliseconds{hubTimeoutMs_}) != std::future_status::ready) {
@@ -149,22 +151,46 @@ MessagePtr Hub::request(const VosMsgHeader &msg, const std::string &peer, uint32
     return reply;
 }
 
-MessagePtr Hub::receive() {
-    VosMsgHeader *received = nullptr;
-    const VosRet ret = vosMsg_receive(handle_, &received);
-    MessagePtr msg{received};
+MessagePtr Hub::received(VosRet ret, VosMsgHeader *msg) {
+    MessagePtr owned{msg};
     if (ret == VOS_RET_NO_RESOURCE) {
         throw Failure{"no memory for a message from the hub"};
     }
-    if (ret != VOS_RET_OK) {
+    if (ret != VOS_RET_OK && ret != VOS_RET_TIMEOUT) {
         throw connectionLost(ret);
     }
-    return msg;
+    return owned;
 }
 
-Entity Hub::find(const std::string &numberOrName) {
+MessagePtr Hub::receive() {
+    VosMsgHeader *msg = nullptr;
+    const VosRet ret = vosMsg_receive(handle_, &msg);
+    return received(ret, msg);
+}
+
+MessagePtr Hub::receiveWithin(uint32_t timeoutMs) {
+    VosMsgHeader *msg = nullptr;
+    const VosRet ret = vosMsg_receiveWithTimeout(handle_, &msg, timeoutMs);
+    return received(ret, msg);
+}
+
+MessagePtr Hub::receiveUnless(int otherFd, int timeoutMs) {
+    for (;;) {
+        if (MessagePtr msg = receiveWithin(0)) {
+            return msg;
+        }
+        pollfd waiting[] = {{.fd = fd(), .events = POLLIN, .revents = 0},
+                            {.fd = otherFd, .events = POLLIN, .revents = 0}};
+        poll(waiting, std::size(waiting), timeoutMs);
+        if (waiting[0].revents == 0 && (timeoutMs >= 0 || waiting[1].revents != 0)) {
+            return nullptr;
+        }
+    }
+}
+
+VosEntityId Hub::lookUp(const std::string &numberOrName) {
     if (const auto number = parseNumber(numberOrName)) {
-        return {*number, numberOrName};
+        return *number;
     }
     const ByteView name = std::as_bytes(std::span{numberOrName.c_str(), numberOrName.size() + 1});
     const MessagePtr query = build(EID_HUBD, VOS_MSG_GET_EID_BY_APP_NAME, VOS_MSG_FLAG_REQUEST, 0, name);
@@ -173,6 +199,14 @@ Entity Hub::find(const std::string &numberOrName) {
     // The answer is a number either way: no daemon has an id that reads like a result.
     if (const std::string result = msgnames::retText(eid); eid != 0 && result.starts_with("VOS_RET_")) {
         throw Failure{"the hub cannot look '" + numberOrName + "' up: " + result + "; give the entity's number"};
+    }
+    return eid;
+}
+
+Entity Hub::find(const std::string &numberOrName) {
+    const VosEntityId eid = lookUp(numberOrName);
+    if (parseNumber(numberOrName)) {
+        return {eid, numberOrName};
     }
     if (eid == 0) {
         throw Failure{"no entity is called '" + numberOrName + "'; 'vosctl list' shows who is there"};
@@ -198,12 +232,24 @@ void Hub::registerFor(uint32_t type) {
     }
 }
 
-void Hub::requirePresence(const Entity &peer) {
-    const MessagePtr query = build(EID_HUBD, VOS_MSG_IS_APP_RUNNING, VOS_MSG_FLAG_REQUEST, peer.eid, {});
+bool Hub::isPresent(VosEntityId eid) {
+    const MessagePtr query = build(EID_HUBD, VOS_MSG_IS_APP_RUNNING, VOS_MSG_FLAG_REQUEST, eid, {});
     const MessagePtr reply = request(*query, kTheHub);
-    if (reply && reply->wordData != VOS_RET_OK) {
+    return !reply || reply->wordData == VOS_RET_OK;
+}
+
+void Hub::requirePresence(const Entity &peer) {
+    if (!isPresent(peer.eid)) {
         throw nobodyHolds(peer.text);
     }
+}
+
+hubproto::HubCounters Hub::counters() {
+    const MessagePtr reply = ask(hubproto::kGetCounters);
+    hubproto::HubCounters counters{};
+    const ByteView payload = payloadOf(*reply);
+    memcpy(&counters, payload.data(), std::min(payload.size(), sizeof counters));
+    return counters;
 }
 
 std::vector<hubproto::ClientRow> Hub::clients() {

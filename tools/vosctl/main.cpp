@@ -61,6 +61,8 @@ int main(int argc, char **argv) {
         const bool unknown = app.get_subcommands().empty() && app.remaining_size() > 0;
         return fail(app, unknown ? "unknown command or option '" + app.remaining().front() + "'" : error.what(),
                     vosctl::Exit::kUsage);
+    } catch (const vosctl::Ended &ended) {
+        return ended.status;
     } catch (const vosctl::Failure &failure) {
         return fail(app, failure.text, failure.status);
     } catch (const std::bad_alloc &) {

@@ -20,7 +20,7 @@ PACKAGECONFIG[gb18030] = "-DVOS_WITH_GB18030=ON,-DVOS_WITH_GB18030=OFF"
 PACKAGECONFIG[console-log] = "-DVOS_WITH_CONSOLE_LOG=ON,-DVOS_WITH_CONSOLE_LOG=OFF"
 PACKAGECONFIG[semtimedop-fallback] = "-DVOS_SEMTIMEDOP_FALLBACK=ON,-DVOS_SEMTIMEDOP_FALLBACK=OFF"
 # Hub and command-line tool for development images; CLI11 and the JSON library come from meta-oe.
-PACKAGECONFIG[tools] = "-DVOS_BUILD_TOOLS=ON,-DVOS_BUILD_TOOLS=OFF,cli11 nlohmann-json"
+PACKAGECONFIG[tools] = "-DVOS_BUILD_TOOLS=ON,-DVOS_BUILD_TOOLS=OFF,cli11 nlohmann-json ncurses"
 DEPENDS:append:libc-glibc = " virtual/crypt"
 RDEPENDS:${PN}:append:class-target:libc-glibc = " libxcrypt"
 

@@ -1,0 +1,71 @@
+// vosctl report: a capture as one page for a browser.
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include "capture.h"
+#include "command.h"
+#include "decode_payload.h"
+#include "internal/guards.h"
+#include "report_page.h"
+
+namespace {
+
+struct Options {
+    std::string capture;
+    std::string output = "report.html";
+    uint32_t messages = 100'000;
+    uint32_t lateMs = 1000;
+};
+
+void run(const Options &options) {
+    vosctl::CaptureFile capture{options.capture};
+    vosctl::ReportModel model{options.messages, uint64_t{options.lateMs} * 1'000'000};
+    while (const auto message = capture.next()) {
+        model.take(*message);
+    }
+    model.finish();
+    if (model.messages() == 0) {
+        throw vosctl::Failure{"'" + options.capture + "' holds no message" +
+                              (capture.problem().empty() ? "" : ": " + capture.problem())};
+    }
+    const vos::UniqueFile file{options.output == "-" ? nullptr : fopen(options.output.c_str(), "wbe")};
+    FILE *out = options.output == "-" ? stdout : file.get();
+    if (out != nullptr) {
+        vosctl::writeReport(out, model, {options.capture, capture.problem(), capture.foreign()});
+    }
+    if (out == nullptr || fflush(out) != 0 || ferror(out) != 0) {
+        throw vosctl::Failure{"cannot write '" + options.output + "': " + strerror(errno)};
+    }
+    if (!capture.problem().empty()) {
+        throw vosctl::Failure{options.capture + ": " + capture.problem() + "; the report holds the " +
+                              std::to_string(model.messages()) + " messages before that"};
+    }
+    fprintf(stderr, "vosctl: %s: messages: %ju, requests without an answer: %ju, late replies: %ju\n",
+            options.output.c_str(), static_cast<uintmax_t>(model.messages()),
+            static_cast<uintmax_t>(model.unanswered().count), static_cast<uintmax_t>(model.late().count));
+}
+
+void setUp(CLI::App &app) {
+    auto options = std::make_shared<Options>();
+    app.add_option("file", options->capture, "a capture of 'vosctl record'; - for standard input")
+        ->type_name("FILE")
+        ->required();
+    app.add_option("-o,--output", options->output, "the page; - for standard output")
+        ->type_name("FILE")
+        ->capture_default_str();
+    app.add_option("--messages", options->messages, "the diagram holds so many, the newest")
+        ->type_name("N")
+        ->check(CLI::Range(1U, 1'000'000U))
+        ->capture_default_str();
+    app.add_option("--late", options->lateMs, "a reply is late after so many milliseconds")
+        ->type_name("MS")
+        ->capture_default_str();
+    vosctl::addDescriptions(app);
+    app.callback([options] { run(*options); });
+}
+const vosctl::Command kCommand{"report", "make a page for a browser out of a capture", setUp};
+
+}  // namespace
