@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <future>
 #include <string>
 #include <vector>
 
@@ -364,6 +365,48 @@ TEST(Vosgen, MakesClientsAndServersThatUnderstandEachOther) {
     EXPECT_THAT(seen, ElementsAre("changed hall1", "added 1", "counted 1", "hall here they are", "no 9840", "no 9810",
                                   "id 7", "no 9003"));
     EXPECT_EQ(mesh.pokes, 1u);
+}
+
+TEST(Vosgen, HasItsDescriptionsUsedByVosctl) {
+    const vostest::HubProcess process;
+    setenv("VOS_INTERFACES", kExamples.c_str(), 1);
+    vos::Connection hub = vos::Connection::open("meshd").value();
+    vos::Loop loop{hub};
+    Mesh mesh{loop};
+    // vosctl runs while the daemon takes its turns.
+    const auto run = [&](const std::string &arguments) {
+        auto ended = std::async(std::launch::async, [&] { return vostest::vosctl(arguments); });
+        while (ended.wait_for(0s) != std::future_status::ready) {
+            loop.turn(1ms);
+        }
+        return ended.get();
+    };
+    const std::string node = kNode;
+    EXPECT_EQ(run("call meshd.addNode '" + node + "'").out, "{\"count\":1}\n");
+    EXPECT_EQ(run("call meshd.listNodes '{\"band\":\"ghz5\"}'").out,
+              "{\"result\":\"VOS_RET_OK\",\"nodes\":[" + node + "],\"comment\":\"here they are\",\"raw\":\"\"}\n");
+    EXPECT_THAT(run("request meshd meshd.nodeByName --fields '{\"name\":\"hall\"}'").out,
+                HasSubstr("meshd.nodeByName {\"id\":7}\n"));
+    auto events = std::async(std::launch::async, [] { return vostest::vosctl("register meshd.changed -c 2"); });
+    const auto isRegistered = [&] { return run("list").out.find("vosctl") != std::string::npos; };
+    while (!isRegistered()) {
+    }
+    for (unsigned i = 0; events.wait_for(0s) != std::future_status::ready; i++) {
+        run(i % 2 == 0 ? "call meshd.addNode '" + node + "'" : "event hubd meshd.changed --hex '00 01'");
+    }
+    const std::string seen = events.get().out;
+    EXPECT_THAT(seen, HasSubstr("meshd.changed {\"count\":"));
+    EXPECT_THAT(seen, HasSubstr("|..| meshd.changed does not fit: 2 bytes, where Node has 72\n"));
+    EXPECT_THAT(run("interfaces meshd").out, HasSubstr("request meshd.nodeByName {name: text} -> {id: i32}\n"));
+    EXPECT_THAT(run("complete -- call meshd.a").out, HasSubstr("meshd.addNode\n"));
+    vostest::expectComplaints({
+        {"call meshd.listNodes '{\"band\":7.5}'", 2, "meshd.listNodes: band: 7.5 is no whole number"},
+        {"call meshd.none", 2, "there is no message 'meshd.none'; see 'vosctl interfaces meshd'"},
+        {"call meshd.count '{'", 2, "is no JSON"},
+        {"call meshd.count --to 4711", 1, "nobody"},
+        {"interfaces none", 1, "there is no description of 'none'"},
+    });
+    unsetenv("VOS_INTERFACES");
 }
 
 }  // namespace

@@ -47,8 +47,10 @@ void run(const Options &options) {
     const vosctl::Entity peer = receiver(hub, options, known);
     const vosctl::MessagePtr message =
         hub.build(peer.eid, known.message->type, flagsOf(*known.message), encoded.word, encoded.payload);
+    if (known.message->kind != iface::MessageKind::kRequest) {
+        hub.requirePresence(peer);  // what the hub says of nobody is no reply to a procedure
+    }
     if (!known.message->isAnswered()) {
-        hub.requirePresence(peer);
         return hub.send(*message);
     }
     const vosctl::MessagePtr reply = hub.request(*message, peer.text, options.timeoutMs);

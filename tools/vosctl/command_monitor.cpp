@@ -13,6 +13,7 @@
 #include "command.h"
 #include "common/message_line.h"
 #include "common/msg_names.h"
+#include "interfaces.h"
 #include "output.h"
 #include "pcap.h"
 #include "stop_signals.h"
@@ -106,25 +107,27 @@ void printText(const Seen &seen) {
     const std::string line =
         msgline::messageLine(seen.record.realtimeNs, seen.header, seen.payload,
                              static_cast<hubproto::Verdict>(seen.record.verdict), seen.srcName, seen.dstName);
-    printf("%s\n", line.c_str());
+    printf("%s%s\n", line.c_str(), vosctl::describedText(seen.header, seen.payload).c_str());
 }
 
 void printJson(const Seen &seen) {
     const VosMsgHeader &header = seen.header;
-    vosctl::printJson({{"time", isoTime(seen.record.realtimeNs)},
-                       {"verdict", verdictText(seen.record.verdict)},
-                       {"lost", seen.record.lost},
-                       {"type", header.type},
-                       {"typeName", msgnames::typeText(header.type)},
-                       {"src", header.src},
-                       {"srcName", seen.srcName},
-                       {"dst", header.dst},
-                       {"dstName", seen.dstName},
-                       {"flags", header.flags},
-                       {"flagNames", msgnames::flagsText(header.flags)},
-                       {"word", header.wordData},
-                       {"length", header.dataLength},
-                       {"payload", msgline::hexText(seen.payload, "")}});
+    nlohmann::ordered_json line{{"time", isoTime(seen.record.realtimeNs)},
+                                {"verdict", verdictText(seen.record.verdict)},
+                                {"lost", seen.record.lost},
+                                {"type", header.type},
+                                {"typeName", msgnames::typeText(header.type)},
+                                {"src", header.src},
+                                {"srcName", seen.srcName},
+                                {"dst", header.dst},
+                                {"dstName", seen.dstName},
+                                {"flags", header.flags},
+                                {"flagNames", msgnames::flagsText(header.flags)},
+                                {"word", header.wordData},
+                                {"length", header.dataLength},
+                                {"payload", msgline::hexText(seen.payload, "")}};
+    vosctl::addDescribed(line, header, seen.payload);
+    vosctl::printJson(line);
 }
 
 // Nothing for a message that is no copy.
@@ -194,6 +197,7 @@ void setUp(CLI::App &app) {
     vosctl::addType(app, "--type", options->type);
     vosctl::addEntity(app, "--entity", options->entity);
     vosctl::addCount(app, "-c,--count", options->count, "stop after so many messages");
+    vosctl::addInterfaces(app);
     CLI::Option *json = app.add_flag("--json", options->json, "one JSON object a line, payload in hexadecimal");
     app.add_option("--pcap", options->pcap, "write a capture for Wireshark instead; - for standard output")
         ->type_name("FILE")

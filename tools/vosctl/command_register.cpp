@@ -6,6 +6,7 @@
 #include "arguments.h"
 #include "command.h"
 #include "common/message_line.h"
+#include "interfaces.h"
 #include "output.h"
 #include "stop_signals.h"
 
@@ -24,7 +25,7 @@ uint64_t realtimeNs() {
 void print(const VosMsgHeader &event) {
     const std::string line = msgline::messageLine(realtimeNs(), event, vosctl::payloadOf(event),
                                                   hubproto::Verdict::kDelivered, "", "vosctl");
-    printf("%s\n", line.c_str());
+    printf("%s%s\n", line.c_str(), vosctl::describedText(event, vosctl::payloadOf(event)).c_str());
     vosctl::flushOutput();
 }
 
@@ -46,6 +47,7 @@ void run(const Options &options) {
 void setUp(CLI::App &app) {
     auto options = std::make_shared<Options>();
     vosctl::addType(app, "type", options->type)->required();
+    vosctl::addInterfaces(app);
     vosctl::addCount(app, "-c,--count", options->count, "stop after so many events");
     app.callback([options] { run(*options); });
 }

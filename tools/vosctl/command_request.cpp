@@ -6,6 +6,7 @@
 #include "command.h"
 #include "common/msg_names.h"
 #include "dump.h"
+#include "interfaces.h"
 
 namespace {
 
@@ -15,6 +16,7 @@ struct Options {
     std::string entity;
     std::string type;
     uint32_t word = 0;
+    std::string fields;
     bool srpc = false;
     vosctl::PayloadOptions payload;
     uint32_t timeoutMs = vosctl::kDefaultTimeoutMs;
@@ -24,14 +26,20 @@ struct Options {
 vosctl::MessagePtr build(const Options &options, uint16_t flags, std::unique_ptr<vosctl::Hub> &hub,
                          vosctl::Entity &peer) {
     const uint32_t type = vosctl::parseType(options.type);
-    const vosctl::Bytes payload = options.payload.read();
+    vosctl::Bytes payload = options.payload.read();
+    uint32_t word = options.word;
+    if (!options.fields.empty()) {
+        iface::Encoded encoded = vosctl::encodeJson(vosctl::findMessage(options.type), options.fields);
+        payload = std::move(encoded.payload);
+        word = encoded.word;
+    }
     if (options.srpc && payload.size() < kSrpcHead) {
         throw vosctl::Failure{"--srpc needs at least " + std::to_string(kSrpcHead) + " bytes of payload",
                               vosctl::Exit::kUsage};
     }
     hub = std::make_unique<vosctl::Hub>(options.timeoutMs);
     peer = hub->find(options.entity);
-    return hub->build(peer.eid, type, flags, options.word, payload);
+    return hub->build(peer.eid, type, flags, word, payload);
 }
 
 void runRequest(const Options &options) {
@@ -46,6 +54,9 @@ void runRequest(const Options &options) {
     const std::string result = msgnames::retText(reply->wordData);
     printf("%s from %s, %u bytes\n", result.c_str(), peer.text.c_str(), reply->dataLength);
     vosctl::printDump(vosctl::payloadOf(*reply));
+    if (const std::string text = vosctl::describedText(*reply, vosctl::payloadOf(*reply)); !text.empty()) {
+        printf("%s\n", text.c_str() + 1);
+    }
     if (reply->wordData != VOS_RET_OK && result.starts_with("VOS_RET_")) {
         throw vosctl::Failure{peer.text + " refused the request: " + result};
     }
@@ -65,6 +76,9 @@ std::shared_ptr<Options> addOptions(CLI::App &app) {
     vosctl::addType(app, "type", options->type)->required();
     app.add_option("--word", options->word, "the header's wordData")->type_name("N")->capture_default_str();
     options->payload.addTo(app);
+    app.add_option("--fields", options->fields, "word and payload of a described message: its fields, as '{\"id\": 7}'")
+        ->type_name("JSON");
+    vosctl::addInterfaces(app);
     return options;
 }
 

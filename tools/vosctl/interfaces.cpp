@@ -50,6 +50,19 @@ Described describe(const VosMsgHeader &header, ByteView payload) {
     return {known.name(), std::move(decoded.value), std::move(decoded.misfit)};
 }
 
+std::string describedText(const VosMsgHeader &header, ByteView payload) {
+    const Described described = describe(header, payload);
+    return described.misfit.empty() && described.value.empty() ? "" : " " + described.text();
+}
+
+void addDescribed(iface::Json &object, const VosMsgHeader &header, ByteView payload) {
+    const Described described = describe(header, payload);
+    if (!described.message.empty()) {
+        iface::Json &entry = object["described"] = {{"message", described.message}};
+        described.misfit.empty() ? entry["fields"] = described.value : entry["misfit"] = described.misfit;
+    }
+}
+
 iface::Known findMessage(const std::string &name) {
     const size_t dot = name.find('.');
     const std::string interface = name.substr(0, dot);

@@ -26,6 +26,13 @@ struct Described {
 };
 Described describe(const VosMsgHeader &header, ByteView payload);
 
+/** What describe() says, behind a blank; empty for an unknown message and where there is nothing to tell. */
+std::string describedText(const VosMsgHeader &header, ByteView payload);
+
+/** Adds "described" to a message's object: {"message": "meshd.changed", "fields": {…}}, "misfit" in the place of fields
+ * for a payload that does not fit. An unknown message stays as it is. */
+void addDescribed(iface::Json &object, const VosMsgHeader &header, ByteView payload);
+
 /** A message by "meshd.addNode"; a usage failure where there is none. */
 iface::Known findMessage(const std::string &name);
 

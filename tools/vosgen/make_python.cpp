@@ -152,7 +152,12 @@ class PythonMaker {
                 out_.put(upperSnake(each.name), "_NUMBER = ", std::to_string(each.number));
             }
         }
-        out_.put(kHelpers);
+        out_.put("\nvos.name_types(\n    {");
+        for (const Message &each : all_.messages) {
+            out_.put("        \"", each.constant.empty() ? all_.name + "." + each.name : each.constant,
+                     "\": ", upperSnake(each.name), "_TYPE,");
+        }
+        out_.put("    }\n)", kHelpers);
         for (const iface::Named &each : all_.named) {
             out_.put("\nclass ", each.name, each.flags ? "(IntFlag):" : "(IntEnum):", "\n    ", docText(each.doc),
                      "\n");
