@@ -5,6 +5,7 @@
 # names. With INSTALL the descriptions, and their tables for the Wireshark dissector, are installed where vosctl looks.
 function(vos_add_interface target)
     cmake_parse_arguments(PARSE_ARGV 1 arg INSTALL "" LANGUAGES)
+    include(GNUInstallDirs)
     if(NOT arg_LANGUAGES)
         set(arg_LANGUAGES c cpp)
     endif()

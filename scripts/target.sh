@@ -14,7 +14,7 @@ cd "$root"
 zig_version=0.16.0
 # What the library, its tools and its tests link, as Debian has it for the target.
 glibc_packages=(android-liblog-dev libc6-dev libcli11-dev libcrypt-dev libexpat1-dev libgmock-dev libgtest-dev libicu-dev
-    libssl-dev libstdc++-12-dev libtiff-dev libtomlplusplus-dev nlohmann-json3-dev zlib1g-dev)
+    libssl-dev libstdc++-12-dev libtiff-dev nlohmann-json3-dev zlib1g-dev)
 
 prepare_musl() {
     local zig=$vos_cache/zig-$zig_version/bin/aarch64-linux-musl- key=zig-$zig_version

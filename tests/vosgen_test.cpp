@@ -262,7 +262,7 @@ TEST(Vosgen, TellsWhetherOldAndNewPeersUnderstandEachOther) {
              Row{"    { name = \"ghz5\"", "    { name = \"ghz6\", value = 2, doc = \"d\" },\n    { name = \"ghz5\"", 0,
                  "fits:   enum Band: ghz6 is new; old peers see a number\n"},
              Row{"[notice.poke]", "[notice.prod]", 1, "breaks: notice poke is gone\nfits:   notice prod is new\n"},
-             Row{"type = 0x1000f105", "type = 0x1000f106", 1, "has type 0x1000f106"},
+             Row{"type = 0x1000f105", "type = 0x1000f1ff", 1, "has type 0x1000f1ff"},
              Row{"result = { name = \"id\", type = \"i32\"", "result = { name = \"id\", type = \"u32\"", 1,
                  "the reply's word is u32, was i32\n"},
              Row{"name = \"online\"", "name = \"alive\"", 0, "'alive' was called 'online'\n"},
@@ -355,15 +355,16 @@ TEST(Vosgen, MakesClientsAndServersThatUnderstandEachOther) {
         std::memset(unterminated.name, 'x', sizeof unterminated.name);
         out.push_back("no " + std::to_string((co_await asks.addNode(own, unterminated)).ret()));
         out.push_back("id " + std::to_string(*co_await asks.nodeByName(own, {"hall", 4})));
+        out.push_back("id " + std::to_string(*co_await asks.nodeByName(own, {"", 0})));  // not a byte of payload
     }(loop, client, seen)
                                                                                         .detach();
-    turnUntil(7);
+    turnUntil(8);
     auto misfit =
         loop.ask({.to = serverHub.eid(), .type = MESHD_LIST_NODES_TYPE, .payload = std::string_view{"xx"}},
                  [&](const vos::Result<vos::Message> &reply) { seen.push_back("no " + std::to_string(reply.ret())); });
-    turnUntil(8);
+    turnUntil(9);
     EXPECT_THAT(seen, ElementsAre("changed hall1", "added 1", "counted 1", "hall here they are", "no 9840", "no 9810",
-                                  "id 7", "no 9003"));
+                                  "id 7", "id 0", "no 9003"));
     EXPECT_EQ(mesh.pokes, 1u);
 }
 

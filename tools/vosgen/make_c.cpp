@@ -252,13 +252,14 @@ class CMaker {
         out_.put("    if (value == NULL || length == NULL) return VOS_RET_BAD_ARG;");
         out_.put("    *length = sizeof *value;");
         out_.put("    if (payload == NULL || room < sizeof *value) return VOS_RET_NO_RESOURCE;");
+        if (isChecked(record)) {
+            out_.put("    const void *const bytes = value;");
+            out_.put("    if (!", function_, "fits", record.name,
+                     "(VOS_CAST(const uint8_t *, bytes))) return VOS_RET_BAD_ARG;");
+        }
         out_.put("    memcpy(payload, value, sizeof *value);");
         putPads(record);
-        out_.put("    return ",
-                 isChecked(record) ? function_ + "fits" + record.name +
-                                         "(VOS_CAST(const uint8_t *, payload)) ? VOS_RET_OK : VOS_RET_BAD_ARG"
-                                   : "VOS_RET_OK",
-                 ";\n}");
+        out_.put("    return VOS_RET_OK;\n}");
     }
     // Nobody gets to see what happened to lie in the gaps.
     static bool hasPads(const Struct &record) { return std::ranges::any_of(record.fields, hasPad); }
@@ -393,7 +394,7 @@ class CMaker {
             putTailSize(record, field);
         }
         out_.put("    *length = size <= UINT32_MAX ? VOS_CAST(uint32_t, size) : UINT32_MAX;");
-        out_.put("    if (payload == NULL || size > room) return VOS_RET_NO_RESOURCE;");
+        out_.put("    if (size > room || (payload == NULL && size > 0)) return VOS_RET_NO_RESOURCE;");
         out_.put("    uint8_t *const bytes = VOS_CAST(uint8_t *, payload);");
         if (record.size > 0) {
             out_.put("    ", fixedName(record), " head = value->head;");

@@ -21,7 +21,7 @@ class CppMaker {
 
     std::string make() {
         out_.put("// Made by vosgen from the description of ", all_.name, "; do not edit.");
-        out_.put("#pragma once\n\n#include <vos/interface.hpp>\n\n#include \"", all_.name, ".h\"\n");
+        out_.put("#pragma once\n\n#include <tuple>\n#include <vos/interface.hpp>\n\n#include \"", all_.name, ".h\"\n");
         out_.put("/** ", all_.doc, " */\nnamespace ", space_, " {\n");
         const std::string type = upperFirst(all_.name);
         for (const iface::Named &each : all_.named) {
@@ -30,6 +30,11 @@ class CppMaker {
         for (const Struct &each : all_.structs) {
             out_.put("using ", each.name, " = ", type, each.name, ";");
         }
+        std::string types;
+        for (const Struct &each : all_.structs) {
+            types += (types.empty() ? "" : ", ") + each.name;
+        }
+        out_.put("/** Every structure, in the order of the description. */\nusing Payloads = std::tuple<", types, ">;");
         out_.put("\n}  // namespace ", space_, "\n");
         for (const Struct &each : all_.structs) {
             putCodec(each, type + each.name);

@@ -68,7 +68,8 @@ const std::set<std::string_view> kTakenWords{
     "requires", "restrict", "return",  "self",      "short",    "signed",    "sizeof",   "static",   "struct",
     "switch",   "template", "this",    "throw",     "True",     "try",       "typedef",  "typename", "union",
     "unsigned", "using",    "virtual", "void",      "volatile", "while",     "with",     "xor",      "yield",
-    "find",     "Client",   "Server",  "head",      "pad",
+    "bytes",    "list",     "str",     "tuple",     "server",   "find",      "Client",   "Server",   "head",
+    "pad",
 };
 
 bool isName(std::string_view text) {
@@ -446,8 +447,7 @@ class Reader {
         if (field.kind == Kind::kCString && inside.empty()) {
             field.kind = Kind::kCStrings;
         } else if (field.isTail() || field.kind == Kind::kTextAt) {
-            throw Stop{field.line,
-                       quote(type) + " has no fixed size to repeat; write cstring[] or a list of a struct"};
+            throw Stop{field.line, quote(type) + " has no fixed size to repeat; write cstring[] or a list of a struct"};
         } else if (inside.empty()) {
             field.element = field.kind;
             field.kind = Kind::kList;
