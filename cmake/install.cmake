@@ -16,7 +16,7 @@ configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/vosConfig.cmake.in ${P
     INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vos)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/vosConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/vosConfig.cmake ${PROJECT_BINARY_DIR}/vosConfigVersion.cmake
-    DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vos)
+    ${PROJECT_SOURCE_DIR}/cmake/interfaces.cmake DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vos)
 install(EXPORT vosTargets NAMESPACE vos:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vos)
 
 set(vos_pc_libs_private "-pthread")

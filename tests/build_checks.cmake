@@ -20,6 +20,13 @@ if(NOT CMAKE_CROSSCOMPILING)
     set_tests_properties(Build.LoopsAndMacrosCompileWithoutWarnings PROPERTIES TIMEOUT 300)
 endif()
 
+# What vosgen makes of every description.
+if(TARGET vosgen AND NOT CMAKE_CROSSCOMPILING)
+    add_test(NAME Build.GeneratedCodeIsCleanAndThatWhichIsKept
+        COMMAND ${PROJECT_SOURCE_DIR}/tests/check_interfaces.sh $<TARGET_FILE:vosgen> ${PROJECT_SOURCE_DIR})
+    set_tests_properties(Build.GeneratedCodeIsCleanAndThatWhichIsKept PROPERTIES TIMEOUT 300)
+endif()
+
 # A consumer in C through pkg-config and one in C++ through find_package, against an installed tree.
 if(NOT CMAKE_CROSSCOMPILING)
     add_test(NAME Build.InstalledTreeServesConsumers

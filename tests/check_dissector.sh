@@ -17,6 +17,8 @@ vosctl=$2
 scratch=$(mktemp -d)
 mount -t tmpfs tmpfs /var
 cp "$3" "$scratch/vos.lua"
+VOS_INTERFACES=$(dirname "$3")/../../interfaces
+export VOS_INTERFACES
 cd "$scratch"
 "$1" &
 hub=$!
@@ -33,7 +35,7 @@ wait "$monitor"
 
 read_capture() { HOME=$scratch tshark -X "lua_script:vos.lua" -r trace.pcap "$@" 2> tshark.log; }
 fields=$(read_capture -T fields -E separator=, -e frame.protocols -e vos.type -e vos.dst -e vos.flags.request \
-    -e vos.length -e vos.name -Y vos.flags.request==1)
+    -e vos.length -e vos.GetEid.name -Y vos.flags.request==1)
 echo "$fields"
 [[ $fields == vos,0x10003627,20,1,5,hubd ]] || [[ $fields == vos,0x10003627,20,True,5,hubd ]] || { cat tshark.log; exit 1; }
 replies=$(read_capture -T fields -E separator=, -e vos.src -e vos.word -e _ws.col.Info -Y vos.flags.response==1)

@@ -16,6 +16,8 @@ DESTDIR=$scratch/root $cmake --install "$build" > "$scratch/install.log"
 prefix=$(sed -n 's/^prefix=//p' "$build/vos.pc")
 libdir=$scratch/root$(dirname "$(dirname "$(find "$scratch/root" -name vos.pc | sed "s|^$scratch/root||")")")
 
+interface=
+[ ! -x "$scratch/root$prefix/bin/vosgen" ] || interface=$consumer/../../examples/meshd.toml
 export PKG_CONFIG_PATH="$libdir/pkgconfig"
 vos_flags() { pkg-config --define-variable=prefix="$scratch/root$prefix" "$@" vos; }
 # shellcheck disable=SC2046
@@ -27,12 +29,20 @@ cc -std=c11 $flags "$consumer/consumer.c" $(vos_flags --cflags --libs --static |
 "$scratch/c_consumer"
 
 $cmake -S "$consumer" -B "$scratch/cxx" -DCMAKE_PREFIX_PATH="$scratch/root$prefix" -DCMAKE_CXX_FLAGS="$flags" \
+    ${interface:+"-DINTERFACE=$interface"} \
     > "$scratch/cmake.log" || { cat "$scratch/cmake.log"; exit 1; }
 $cmake --build "$scratch/cxx" > "$scratch/build.log" || { cat "$scratch/build.log"; exit 1; }
 LD_LIBRARY_PATH=$libdir "$scratch/cxx/consumer"
 "$scratch/cxx/static_consumer"
+if [ -n "$interface" ]; then
+    LD_LIBRARY_PATH=$libdir "$scratch/cxx/described_consumer"
+    DESTDIR=$scratch/root $cmake --install "$scratch/cxx" --prefix "$prefix" > "$scratch/install.log"
+    for file in meshd.toml meshd.lua vos.toml hub.lua; do
+        [ -f "$scratch/root$prefix/share/vos/interfaces/$file" ] || { echo "$file is not installed"; exit 1; }
+    done
+fi
 
-for tool in vos-hubd vosctl; do
+for tool in vos-hubd vosctl vosgen; do
     [ -x "$scratch/root$prefix/bin/$tool" ] || { echo "$tool is not installed"; exit 1; }
     LD_LIBRARY_PATH=$libdir "$scratch/root$prefix/bin/$tool" --help > /dev/null
 done

@@ -5,7 +5,6 @@
 #include <array>
 #include <cstdio>
 
-#include "common/hub_protocol.h"
 #include "vos/msg_types.h"
 #include "vos/ret.h"
 
@@ -18,31 +17,9 @@ namespace {
         constant, #constant \
     }
 
-constexpr std::array kTypes{
-    NAMED(VOS_MSG_SYSTEM_TASK_FINISH),
-    NAMED(VOS_MSG_LAUNCHED),
-    NAMED(VOS_MSG_REGISTER_DELAYED_MSG),
-    NAMED(VOS_MSG_UNREGISTER_DELAYED_MSG),
-    NAMED(VOS_MSG_REGISTER_EVENT_INTEREST),
-    NAMED(VOS_MSG_UNREGISTER_EVENT_INTEREST),
-    NAMED(VOS_MSG_IS_APP_RUNNING),
-    NAMED(VOS_MSG_REQUEUE_WAKEUP),
-    NAMED(VOS_MSG_RESEND_REQUEST),
-    NAMED(VOS_MSG_HEARTBEAT),
-    NAMED(VOS_MSG_STOP_WATCHDOG),
-    NAMED(VOS_MSG_REBOOT),
-    NAMED(VOS_MSG_SAVE_LOG_TO_FLASH),
-    NAMED(VOS_MSG_ADD_ENTITY_INFO),
-    NAMED(VOS_MSG_DEL_ENTITY_INFO),
-    NAMED(VOS_MSG_GET_EID_BY_APP_NAME),
-    NAMED(VOS_MSG_PLUGIN_SET_PARAMETER),
-    NAMED(VOS_MSG_GET_PLUGIN_CFG_DIR),
-    NamedCode{hubproto::kMonitorAttach, "HUB_MONITOR_ATTACH"},
-    NamedCode{hubproto::kMonitorCopy, "HUB_MONITOR_COPY"},
-    NamedCode{hubproto::kListClients, "HUB_LIST_CLIENTS"},
-    NamedCode{hubproto::kGetCounters, "HUB_GET_COUNTERS"},
-    NamedCode{hubproto::kEcho, "ECHO"},
-    NamedCode{hubproto::kRemoteCli, "REMOTE_CLI"},
+// Made from interfaces/ by the target vos_interface_files.
+constexpr NamedCode kTypes[] = {
+#include "common/msg_types.inc"
 };
 
 constexpr std::array kReturnCodes{
@@ -74,7 +51,7 @@ std::span<const NamedCode> messageTypes() {
 
 std::string typeText(uint32_t type) {
     const auto found = std::ranges::find(kTypes, type, &NamedCode::code);
-    return found != kTypes.end() ? std::string{found->name} : hex(type);
+    return found != std::end(kTypes) ? std::string{found->name} : hex(type);
 }
 
 std::optional<uint32_t> typeByName(std::string_view name) {
@@ -82,13 +59,18 @@ std::optional<uint32_t> typeByName(std::string_view name) {
         return known == name || (known.starts_with(kTypePrefix) && known.substr(kTypePrefix.size()) == name);
     };
     const auto found = std::ranges::find_if(kTypes, matches, &NamedCode::name);
-    return found != kTypes.end() ? std::optional{found->code} : std::nullopt;
+    return found != std::end(kTypes) ? std::optional{found->code} : std::nullopt;
+}
+
+std::optional<std::string_view> retName(uint32_t ret) {
+    const auto found = std::ranges::find(kReturnCodes, ret, &NamedCode::code);
+    return found != kReturnCodes.end() ? std::optional{found->name} : std::nullopt;
 }
 
 std::string retText(uint32_t ret) {
-    const auto found = std::ranges::find(kReturnCodes, ret, &NamedCode::code);
+    const auto name = retName(ret);
     const std::string number = std::to_string(ret);
-    return found != kReturnCodes.end() ? std::string{found->name} + " (" + number + ")" : number;
+    return name ? std::string{*name} + " (" + number + ")" : number;
 }
 
 std::string flagsText(uint16_t flags) {

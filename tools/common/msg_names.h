@@ -23,6 +23,9 @@ std::string typeText(uint32_t type);
 /** The type of a name as typeText() prints it; the "VOS_MSG_" in front may be left out. Nothing for an unknown name. */
 std::optional<uint32_t> typeByName(std::string_view name);
 
+/** "VOS_RET_TIMEOUT"; nothing for a value that is no return code. */
+std::optional<std::string_view> retName(uint32_t ret);
+
 /** "VOS_RET_TIMEOUT (9809)"; the bare number for a value that is no return code. */
 std::string retText(uint32_t ret);
 

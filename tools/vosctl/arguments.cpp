@@ -9,6 +9,7 @@
 
 #include "command.h"
 #include "common/msg_names.h"
+#include "interfaces.h"
 #include "internal/guards.h"
 
 namespace vosctl {
@@ -73,6 +74,9 @@ uint32_t parseType(const std::string &text) {
     if (const auto type = msgnames::typeByName(text)) {
         return *type;
     }
+    if (text.find('.') != std::string::npos) {
+        return findMessage(text).message->type;
+    }
     throw Failure{"unknown message type '" + text + "'; give a number or a VOS_MSG_ name", Exit::kUsage};
 }
 
@@ -81,7 +85,7 @@ CLI::Option *addEntity(CLI::App &app, const std::string &name, std::string &valu
 }
 
 CLI::Option *addType(CLI::App &app, const std::string &name, std::string &value) {
-    return app.add_option(name, value, "message type: number or VOS_MSG_ name")->type_name("TYPE");
+    return app.add_option(name, value, "message type: number, VOS_MSG_ name or described message")->type_name("TYPE");
 }
 
 CLI::Option *addCount(CLI::App &app, const std::string &name, uint32_t &value, const std::string &description) {

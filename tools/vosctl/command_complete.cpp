@@ -10,6 +10,7 @@
 #include "command.h"
 #include "common/msg_names.h"
 #include "hub_connection.h"
+#include "interfaces.h"
 
 namespace {
 
@@ -52,12 +53,27 @@ void offerEntities() {
     }
 }
 
-void offerValues(const CLI::Option *option) {
-    const std::string kind = option != nullptr ? option->get_type_name() : "";
-    if (kind == "TYPE") {
-        for (const msgnames::NamedCode &type : msgnames::messageTypes()) {
+void offerDescribed(const std::string &kind) {
+    for (const msgnames::NamedCode &type : msgnames::messageTypes()) {
+        if (kind == "TYPE") {
             offer(std::string{type.name});
         }
+    }
+    for (const iface::Interface &interface : vosctl::descriptions().interfaces()) {
+        if (kind == "INTERFACE") {
+            offer(interface.name);
+            continue;
+        }
+        for (const iface::Message &message : interface.messages) {
+            offer(interface.name + "." + message.name);
+        }
+    }
+}
+
+void offerValues(const CLI::Option *option) {
+    const std::string kind = option != nullptr ? option->get_type_name() : "";
+    if (kind == "TYPE" || kind == "MESSAGE" || kind == "INTERFACE") {
+        offerDescribed(kind);
     } else if (kind == "ENTITY") {
         offerEntities();
     }

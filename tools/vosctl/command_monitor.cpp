@@ -13,6 +13,7 @@
 #include "child_command.h"
 #include "command.h"
 #include "common/message_line.h"
+#include "interfaces.h"
 #include "message_feed.h"
 #include "output.h"
 #include "pcap.h"
@@ -62,7 +63,7 @@ void printText(const Seen &seen) {
     const std::string line =
         msgline::messageLine(seen.record.realtimeNs, seen.header, seen.payload,
                              static_cast<hubproto::Verdict>(seen.record.verdict), seen.srcName, seen.dstName);
-    printf("%s\n", line.c_str());
+    printf("%s%s\n", line.c_str(), vosctl::describedText(seen.header, seen.payload).c_str());
 }
 
 void printJson(const Seen &seen) {
@@ -184,6 +185,7 @@ void addFilter(CLI::App &app, const std::shared_ptr<Options> &options) {
     vosctl::addType(app, "--type", options->type);
     vosctl::addEntity(app, "--entity", options->entity);
     vosctl::addCount(app, "-c,--count", options->count, "stop after so many messages");
+    vosctl::addInterfaces(app);
     app.add_flag("--hide-tools", options->hideTools, "leave out what vosctl and vosmini send and get");
     app.add_option("command", options->command, "run this, behind --, and end with it and with its exit status")
         ->type_name("COMMAND");

@@ -7,6 +7,7 @@
 #include "arguments.h"
 #include "command.h"
 #include "common/message_line.h"
+#include "interfaces.h"
 #include "message_feed.h"
 #include "output.h"
 #include "stop_signals.h"
@@ -32,7 +33,8 @@ void print(const VosMsgHeader &event, bool json) {
         const hubproto::MonitorRecord record{now, static_cast<uint32_t>(kVerdict), 0};
         vosctl::printJson(vosctl::messageJson({record, event, payload, "", "vosctl"}));
     } else {
-        printf("%s\n", msgline::messageLine(now, event, payload, kVerdict, "", "vosctl").c_str());
+        printf("%s%s\n", msgline::messageLine(now, event, payload, kVerdict, "", "vosctl").c_str(),
+               vosctl::describedText(event, payload).c_str());
     }
     vosctl::flushOutput();
 }
@@ -56,6 +58,7 @@ void run(const Options &options) {
 void setUp(CLI::App &app) {
     auto options = std::make_shared<Options>();
     vosctl::addType(app, "type", options->type)->required();
+    vosctl::addInterfaces(app);
     vosctl::addCount(app, "-c,--count", options->count, "stop after so many events");
     vosctl::addJson(app, options->json, "one JSON object a line, as monitor prints it");
     app.callback([options] { run(*options); });

@@ -11,7 +11,7 @@
 #include "command.h"
 #include "common/message_line.h"
 #include "common/msg_names.h"
-#include "decode_payload.h"
+#include "interfaces.h"
 #include "output.h"
 #include "replay_compare.h"
 #include "replay_script.h"
@@ -230,7 +230,7 @@ void setUp(CLI::App &app) {
         ->allow_extra_args(false);
     vosctl::addTimeout(app, options->timeoutMs);
     vosctl::addJson(app, options->json);
-    vosctl::addDescriptions(app);
+    vosctl::addInterfaces(app);
     app.callback([options] { run(*options); });
 }
 const vosctl::Command kCommand{"replay", "send a recorded client's side again and compare the answers", setUp};

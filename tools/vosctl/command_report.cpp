@@ -7,7 +7,7 @@
 
 #include "capture.h"
 #include "command.h"
-#include "decode_payload.h"
+#include "interfaces.h"
 #include "internal/guards.h"
 #include "report_page.h"
 
@@ -63,7 +63,7 @@ void setUp(CLI::App &app) {
     app.add_option("--late", options->lateMs, "a reply is late after so many milliseconds")
         ->type_name("MS")
         ->capture_default_str();
-    vosctl::addDescriptions(app);
+    vosctl::addInterfaces(app);
     app.callback([options] { run(*options); });
 }
 const vosctl::Command kCommand{"report", "make a page for a browser out of a capture", setUp};

@@ -8,6 +8,7 @@
 #include "common/message_line.h"
 #include "common/msg_names.h"
 #include "dump.h"
+#include "interfaces.h"
 #include "output.h"
 
 namespace {
@@ -18,6 +19,7 @@ struct Options {
     std::string entity;
     std::string type;
     uint32_t word = 0;
+    std::string fields;
     bool srpc = false;
     vosctl::PayloadOptions payload;
     uint32_t timeoutMs = vosctl::kDefaultTimeoutMs;
@@ -28,14 +30,20 @@ struct Options {
 vosctl::MessagePtr build(const Options &options, uint16_t flags, std::unique_ptr<vosctl::Hub> &hub,
                          vosctl::Entity &peer) {
     const uint32_t type = vosctl::parseType(options.type);
-    const vosctl::Bytes payload = options.payload.read();
+    vosctl::Bytes payload = options.payload.read();
+    uint32_t word = options.word;
+    if (!options.fields.empty()) {
+        iface::Encoded encoded = vosctl::encodeJson(vosctl::findMessage(options.type), options.fields);
+        payload = std::move(encoded.payload);
+        word = encoded.word;
+    }
     if (options.srpc && payload.size() < kSrpcHead) {
         throw vosctl::Failure{"--srpc needs at least " + std::to_string(kSrpcHead) + " bytes of payload",
                               vosctl::Exit::kUsage};
     }
     hub = std::make_unique<vosctl::Hub>(options.timeoutMs);
     peer = hub->find(options.entity);
-    return hub->build(peer.eid, type, flags, options.word, payload);
+    return hub->build(peer.eid, type, flags, word, payload);
 }
 
 void runRequest(const Options &options) {
@@ -48,15 +56,21 @@ void runRequest(const Options &options) {
         throw vosctl::Failure{peer.text + " came back and left the repeated request unanswered; try again"};
     }
     const std::string result = msgnames::retText(reply->wordData);
+    const vosctl::ByteView answer = vosctl::payloadOf(*reply);
     if (options.json) {
-        vosctl::printJson({{"result", reply->wordData},
-                           {"resultName", result},
-                           {"src", reply->src},
-                           {"length", reply->dataLength},
-                           {"payload", msgline::hexText(vosctl::payloadOf(*reply), "")}});
+        nlohmann::ordered_json line{{"result", reply->wordData},
+                                    {"resultName", result},
+                                    {"src", reply->src},
+                                    {"length", reply->dataLength},
+                                    {"payload", msgline::hexText(answer, "")}};
+        vosctl::addDescribed(line, *reply, answer);
+        vosctl::printJson(line);
     } else {
         printf("%s from %s, %u bytes\n", result.c_str(), peer.text.c_str(), reply->dataLength);
-        vosctl::printDump(vosctl::payloadOf(*reply));
+        vosctl::printDump(answer);
+        if (const std::string text = vosctl::describedText(*reply, answer); !text.empty()) {
+            printf("%s\n", text.c_str() + 1);
+        }
     }
     if (reply->wordData != VOS_RET_OK && result.starts_with("VOS_RET_")) {
         throw vosctl::Failure{peer.text + " refused the request: " + result};
@@ -77,6 +91,9 @@ std::shared_ptr<Options> addOptions(CLI::App &app) {
     vosctl::addType(app, "type", options->type)->required();
     app.add_option("--word", options->word, "the header's wordData")->type_name("N")->capture_default_str();
     options->payload.addTo(app);
+    app.add_option("--fields", options->fields, "word and payload of a described message: its fields, as '{\"id\": 7}'")
+        ->type_name("JSON");
+    vosctl::addInterfaces(app);
     return options;
 }
 

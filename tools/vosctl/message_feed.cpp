@@ -11,6 +11,7 @@
 #include "arguments.h"
 #include "common/message_line.h"
 #include "common/msg_names.h"
+#include "interfaces.h"
 #include "vos/eid.h"
 
 namespace vosctl {
@@ -136,20 +137,22 @@ std::optional<Seen> Feed::read(const VosMsgHeader &msg) {
 
 nlohmann::ordered_json messageJson(const Seen &seen) {
     const VosMsgHeader &header = seen.header;
-    return {{"time", isoTime(seen.record.realtimeNs)},
-            {"verdict", verdictText(seen.record.verdict)},
-            {"lost", seen.record.lost},
-            {"type", header.type},
-            {"typeName", msgnames::typeText(header.type)},
-            {"src", header.src},
-            {"srcName", seen.srcName},
-            {"dst", header.dst},
-            {"dstName", seen.dstName},
-            {"flags", header.flags},
-            {"flagNames", msgnames::flagsText(header.flags)},
-            {"word", header.wordData},
-            {"length", header.dataLength},
-            {"payload", msgline::hexText(seen.payload, "")}};
+    nlohmann::ordered_json line{{"time", isoTime(seen.record.realtimeNs)},
+                                {"verdict", verdictText(seen.record.verdict)},
+                                {"lost", seen.record.lost},
+                                {"type", header.type},
+                                {"typeName", msgnames::typeText(header.type)},
+                                {"src", header.src},
+                                {"srcName", seen.srcName},
+                                {"dst", header.dst},
+                                {"dstName", seen.dstName},
+                                {"flags", header.flags},
+                                {"flagNames", msgnames::flagsText(header.flags)},
+                                {"word", header.wordData},
+                                {"length", header.dataLength},
+                                {"payload", msgline::hexText(seen.payload, "")}};
+    addDescribed(line, header, seen.payload);
+    return line;
 }
 
 void sayAttached() {

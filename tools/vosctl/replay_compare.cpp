@@ -8,7 +8,7 @@
 #include "command.h"
 #include "common/message_line.h"
 #include "common/msg_names.h"
-#include "decode_payload.h"
+#include "interfaces.h"
 
 namespace vosctl {
 

@@ -12,7 +12,7 @@
 
 #include "common/message_line.h"
 #include "common/msg_names.h"
-#include "decode_payload.h"
+#include "interfaces.h"
 #include "report_template.h"
 #include "vos/base.h"
 

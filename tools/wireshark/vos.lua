@@ -3,30 +3,34 @@
 
 local vos = Proto("vos", "Gateway message")
 
-local types = {
-    [0x00000013] = "VOS_MSG_SYSTEM_TASK_FINISH",
-    [0x10000251] = "VOS_MSG_LAUNCHED",
-    [0x10000800] = "VOS_MSG_REGISTER_DELAYED_MSG",
-    [0x10000801] = "VOS_MSG_UNREGISTER_DELAYED_MSG",
-    [0x10000802] = "VOS_MSG_REGISTER_EVENT_INTEREST",
-    [0x10000803] = "VOS_MSG_UNREGISTER_EVENT_INTEREST",
-    [0x1000080b] = "VOS_MSG_IS_APP_RUNNING",
-    [0x10000830] = "VOS_MSG_REQUEUE_WAKEUP",
-    [0x10000831] = "VOS_MSG_RESEND_REQUEST",
-    [0x10000832] = "VOS_MSG_HEARTBEAT",
-    [0x10000834] = "VOS_MSG_STOP_WATCHDOG",
-    [0x10000850] = "VOS_MSG_REBOOT",
-    [0x10002c07] = "VOS_MSG_SAVE_LOG_TO_FLASH",
-    [0x10003620] = "VOS_MSG_ADD_ENTITY_INFO",
-    [0x10003621] = "VOS_MSG_DEL_ENTITY_INFO",
-    [0x10003627] = "VOS_MSG_GET_EID_BY_APP_NAME",
-    [0x1000700b] = "VOS_MSG_PLUGIN_SET_PARAMETER",
-    [0x10009130] = "VOS_MSG_GET_PLUGIN_CFG_DIR",
-}
+-- What is known of messages: every description's table, from the directory VOS_INTERFACES or the installed one.
+local function interfaces()
+    local here = debug.getinfo(1, "S").source:match("^@(.*)/[^/]*$") or "."
+    local place = os.getenv("VOS_INTERFACES") or here .. "/../vos/interfaces"
+    local all = {}
+    local opened, files = pcall(Dir.open, place)
+    for name in opened and files or function() end do
+        if name:match("%.lua$") then
+            local read, described = pcall(dofile, place .. "/" .. name)
+            if read and type(described) == "table" then
+                all[#all + 1] = described
+            else
+                print("vos.lua: " .. place .. "/" .. name .. " cannot be read: " .. tostring(described))
+            end
+        end
+    end
+    return all
+end
+local described = interfaces()
+
+local types, records = {}, {} -- names by type; record by interface and name
+for _, interface in ipairs(described) do
+    for _, message in ipairs(interface.messages) do
+        types[message.type] = message.constant or types[message.type] or interface.name .. "." .. message.name
+    end
+end
 local verdicts = { [0] = "delivered", [1] = "to the hub", [2] = "from the hub", [3] = "no destination" }
-local LAUNCHED, REGISTER_DELAYED, ADD_ENTITY, DEL_ENTITY, GET_EID =
-    0x10000251, 0x10000800, 0x10003620, 0x10003621, 0x10003627
-local RESPONSE = 0x04
+local REQUEST, RESPONSE, SRPC = 0x02, 0x04, 0x20
 
 local f = {
     verdict = ProtoField.uint32("vos.verdict", "What became of it", base.DEC, verdicts),
@@ -45,39 +49,201 @@ local f = {
     word = ProtoField.uint32("vos.word", "Word", base.DEC_HEX),
     length = ProtoField.uint32("vos.length", "Payload length"),
     payload = ProtoField.bytes("vos.payload", "Payload"),
-    name = ProtoField.stringz("vos.name", "Name"),
-    path = ProtoField.stringz("vos.path", "Executable"),
-    delay = ProtoField.uint32("vos.delay", "Delay in milliseconds"),
 }
-vos.fields = f
+
+-- A field of Wireshark's for each of a description: "vos.INTERFACE.RECORD.FIELD", "vos.RECORD.FIELD" for the library's.
+local function proto_field(abbreviation, field, names)
+    local bits = tostring(8 * (field.size or 0))
+    local kind = field.kind
+    if kind == "integer" or kind == "enum" then
+        return ProtoField[(field.signed and "int" or "uint") .. bits](abbreviation, field.name, base.DEC, names, nil, field.doc)
+    elseif kind == "flags" then
+        return ProtoField["uint" .. bits](abbreviation, field.name, base.HEX, nil, nil, field.doc)
+    elseif kind == "bool" then
+        return ProtoField.bool(abbreviation, field.name)
+    elseif kind == "ipv4" or kind == "ipv6" then
+        return ProtoField[kind](abbreviation, field.name, field.doc)
+    elseif kind == "mac" then
+        return ProtoField.ether(abbreviation, field.name, field.doc)
+    elseif kind == "struct" then
+        return ProtoField.none(abbreviation, field.name, field.doc)
+    elseif kind == "bytes" then
+        return ProtoField.bytes(abbreviation, field.name, base.NONE, field.doc)
+    end
+    return ProtoField.string(abbreviation, field.name, base.UNICODE, field.doc)
+end
+for _, interface in ipairs(described) do
+    local prefix = interface.name == "vos" and "vos." or "vos." .. interface.name .. "."
+    local own = {}
+    for _, record in ipairs(interface.records) do
+        own[record.name] = record
+        for _, field in ipairs(record.fields) do
+            local names = field.kind == "enum" and interface.names[field.names] or nil
+            field.proto = proto_field(prefix .. record.name .. "." .. field.name, field, names)
+            field.bits = field.kind == "flags" and interface.names[field.names] or nil
+            field.own = own
+            f[#f + 1] = field.proto
+        end
+    end
+    records[interface] = own
+end
+local fields = {}
+for _, each in pairs(f) do
+    fields[#fields + 1] = each
+end
+vos.fields = fields
 
 local cut = ProtoExpert.new("vos.cut", "The message is longer than the capture of it", expert.group.UNDECODED,
     expert.severity.NOTE)
-vos.experts = { cut }
+local misfit = ProtoExpert.new("vos.misfit", "The payload does not fit its description", expert.group.MALFORMED,
+    expert.severity.WARN)
+vos.experts = { cut, misfit }
 
 local FATE, HEADER = 8, 32
 
--- A text with its NUL at `offset`, added to the tree; the offset behind it, or nil when its NUL is missing.
-local function text(tree, field, range, offset)
+-- The message that a header belongs to, its interface, and whether it is the reply.
+local function message_of(message, flags, word)
+    local function has(flag)
+        return flags % (2 * flag) >= flag
+    end
+    local answered = has(REQUEST) or has(RESPONSE)
+    local second
+    for _, interface in ipairs(described) do
+        for _, each in ipairs(interface.messages) do
+            if each.type == message and (each.number == nil or each.number == word) then
+                local kind = has(SRPC) and "procedure" or answered and "request" or nil
+                if each.kind == kind or (kind == nil and (each.kind == "notice" or each.kind == "event")) then
+                    return each, interface, has(RESPONSE)
+                end
+                second = second or { each, interface, has(RESPONSE) }
+            end
+        end
+    end
+    if second then
+        return table.unpack(second)
+    end
+end
+
+local shown = {} -- how each kind is added to the tree; all give what stands behind, or nil and why not
+
+-- `number(tree, field, range)` adds in the byte order of the capture, `value(range)` reads in it.
+local function add_fixed(tree, record, range, whole, number, value)
+    local values = {}
+    for _, field in ipairs(record.fields) do
+        if field.offset then
+            for i = 0, (field.count or 1) - 1 do
+                local piece = range(field.offset + i * field.size, field.size)
+                local bad = shown.element(tree, field, piece, whole, number, value)
+                if bad then
+                    return nil, bad
+                end
+                values[field.name] = field.kind == "integer" and value(piece) or nil
+            end
+        end
+    end
+    return values
+end
+
+function shown.element(tree, field, piece, whole, number, value)
+    local kind = field.kind
+    if kind == "struct" then
+        local record = field.own[field.record]
+        local _, bad = add_fixed(tree:add(field.proto, piece), record, piece, whole, number, value)
+        return bad
+    elseif kind == "textAt" then
+        local offset = value(piece)
+        if offset == 0 then
+            return
+        elseif offset >= whole:len() then
+            return field.name .. " stands outside"
+        end
+        local text = whole(offset):stringz()
+        tree:add(field.proto, whole(offset, math.min(#text + 1, whole:len() - offset)), text)
+    elseif kind == "chars" then
+        tree:add(field.proto, piece, piece:stringz())
+    elseif kind == "integer" or kind == "enum" then
+        number(tree, field.proto, piece)
+    elseif kind == "flags" then
+        local item, bits = number(tree, field.proto, piece), value(piece)
+        for bit, name in pairs(field.bits) do
+            if bits % (2 * bit) >= bit then
+                item:append_text(" " .. name)
+            end
+        end
+    else
+        tree:add(field.proto, piece)
+    end
+end
+
+-- The offset behind the NUL of a text.
+local function behind_text(range, offset)
     for i = offset, range:len() - 1 do
         if range(i, 1):uint() == 0 then
-            tree:add(field, range(offset, i - offset + 1))
             return i + 1
         end
     end
 end
 
-local function payload(tree, range, message, number)
-    local sub = tree:add(f.payload, range)
-    if message == LAUNCHED then
-        local behind = text(sub, f.name, range, 0)
-        if behind and behind < range:len() then
-            text(sub, f.path, range, behind)
+function shown.tail(tree, field, range, offset, values, number, value)
+    local length = range:len()
+    if field.kind == "cstring" or field.kind == "cstrings" then
+        repeat
+            local behind = behind_text(range, offset)
+            if not behind then
+                return (field.kind == "cstrings" and offset == length) and offset or nil, field.name .. " has no NUL"
+            end
+            local text = range(offset, behind - offset)
+            tree:add(field.proto, text, text:stringz())
+            offset = behind
+        until field.kind == "cstring" or offset == length
+        return offset
+    elseif field.list then
+        local count = math.floor((length - offset) / field.size)
+        local wanted = field.counter and values[field.counter] or count
+        if wanted > count then
+            return nil, field.name .. " is cut short"
         end
-    elseif message == ADD_ENTITY or message == DEL_ENTITY or message == GET_EID then
-        text(sub, f.name, range, 0)
-    elseif message == REGISTER_DELAYED and range:len() >= 4 then
-        number(sub, f.delay, range(0, 4))
+        for _ = 1, wanted do
+            local bad = shown.element(tree, field, range(offset, field.size), range, number, value)
+            if bad then
+                return nil, bad
+            end
+            offset = offset + field.size
+        end
+        return offset
+    end
+    if offset < length then
+        local rest = range(offset)
+        if field.kind == "text" then
+            tree:add(field.proto, rest, rest:string())
+        else
+            tree:add(field.proto, rest)
+        end
+    end
+    return length
+end
+
+-- Why the payload is none of this record; nothing when it is.
+local function add_record(tree, record, range, number, value)
+    local length = range and range:len() or 0
+    if length < record.size or (not record.tail and length ~= record.size) then
+        return string.format("%u bytes, where %s has %u", length, record.name, record.size)
+    elseif length == 0 then
+        return
+    end
+    local values, bad = add_fixed(tree, record, range, range, number, value)
+    local offset, open = record.size, false
+    for _, field in ipairs(record.fields) do
+        open = open or field.kind == "textAt"
+        if not bad and not field.offset then
+            offset, bad = shown.tail(tree, field, range, offset, values, number, value)
+        end
+        if bad then
+            return bad
+        end
+    end
+    if offset < length and not open then
+        return "it is longer than " .. record.name
     end
 end
 
@@ -128,9 +294,26 @@ function vos.dissector(buffer, info, root)
     number(tree, f.word, header(24, 4))
     number(tree, f.length, header(28, 4))
 
+    local function value_of(range)
+        if range:len() == 8 then
+            return (little and range:le_uint64() or range:uint64()):tonumber()
+        end
+        return little and range:le_uint() or range:uint()
+    end
     local present = buffer:len() - FATE - HEADER
-    if present > 0 then
-        payload(tree, buffer(FATE + HEADER, present), message, number)
+    local known, interface, reply = message_of(message, flags, word)
+    local range = present > 0 and buffer(FATE + HEADER, present) or nil
+    local sub = range and tree:add(f.payload, range)
+    if known then
+        local record = records[interface][reply and known.reply or known.payload]
+        tree:append_text(", " .. interface.name .. "." .. known.name)
+        -- A reply that says no has a code and nothing else.
+        if record and sub and (present == length) then
+            local bad = add_record(sub, record, range, number, value_of)
+            if bad then
+                sub:add_proto_expert_info(misfit, "The payload does not fit its description: " .. bad)
+            end
+        end
     end
     if present < length then
         tree:add_proto_expert_info(cut)

@@ -19,8 +19,8 @@ PACKAGECONFIG[security] = "-DVOS_WITH_SECURITY=ON,-DVOS_WITH_SECURITY=OFF,openss
 PACKAGECONFIG[gb18030] = "-DVOS_WITH_GB18030=ON,-DVOS_WITH_GB18030=OFF"
 PACKAGECONFIG[console-log] = "-DVOS_WITH_CONSOLE_LOG=ON,-DVOS_WITH_CONSOLE_LOG=OFF"
 PACKAGECONFIG[semtimedop-fallback] = "-DVOS_SEMTIMEDOP_FALLBACK=ON,-DVOS_SEMTIMEDOP_FALLBACK=OFF"
-# Hub and command-line tool for development images; CLI11 and the JSON library come from meta-oe.
-PACKAGECONFIG[tools] = "-DVOS_BUILD_TOOLS=ON,-DVOS_BUILD_TOOLS=OFF,cli11 nlohmann-json ncurses"
+# Hub and command-line tools for development images; CLI11, the JSON and the TOML library come from meta-oe.
+PACKAGECONFIG[tools] = "-DVOS_BUILD_TOOLS=ON,-DVOS_BUILD_TOOLS=OFF,cli11 nlohmann-json tomlplusplus ncurses"
 DEPENDS:append:libc-glibc = " virtual/crypt"
 RDEPENDS:${PN}:append:class-target:libc-glibc = " libxcrypt"
 
@@ -30,8 +30,10 @@ PACKAGE_BEFORE_PN = "vos-tools vosmini"
 FILES:vos-tools = " \
     ${bindir}/vos-hubd \
     ${bindir}/vosctl \
+    ${bindir}/vosgen \
     ${datadir}/bash-completion/completions/vosctl \
     ${datadir}/vos-tools \
+    ${datadir}/vos/interfaces \
 "
 
 FILES:vosmini = "${bindir}/vosmini"

@@ -1,0 +1,5 @@
+if(TARGET vosgen)
+    vos_add_interface(${name} ${PROJECT_SOURCE_DIR}/examples/meshd.toml LANGUAGES c)
+else()
+    set_property(TARGET ${name} PROPERTY EXCLUDE_FROM_ALL TRUE)
+endif()

@@ -1,0 +1,68 @@
+// Generated readers and writers against a memcpy into the structure, and against what a careful hand writes.
+#include <benchmark/benchmark.h>
+
+#include <cstring>
+#include <string>
+
+#include "meshd.h"
+
+namespace {
+
+/** What lies on the wire, at a place that the compiler knows nothing of. */
+template <typename T>
+struct Wire {
+    alignas(8) unsigned char bytes[sizeof(T)] = {};
+    uint32_t length = sizeof(T);
+};
+
+template <typename T, typename Function>
+void addRow(const std::string &name, Function function) {
+    benchmark::RegisterBenchmark(name.c_str(), [function](benchmark::State &state) {
+        Wire<T> wire;
+        T value{};
+        for (auto _ : state) {
+            benchmark::DoNotOptimize(wire);
+            benchmark::DoNotOptimize(value);
+            auto result = function(wire, value);
+            benchmark::DoNotOptimize(result);
+            benchmark::ClobberMemory();
+        }
+    });
+}
+
+template <typename T>
+void addMemcpy(const std::string &way) {
+    addRow<T>(way + "|memcpy", [reading = way.find("read") == 0](Wire<T> &wire, T &value) {
+        reading ? memcpy(&value, wire.bytes, sizeof value) : memcpy(wire.bytes, &value, sizeof value);
+        return 0;
+    });
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+    addRow<MeshdStatistics>("read 64 bytes of numbers|vos", [](auto &wire, auto &value) {
+        return meshd_readStatistics(wire.bytes, wire.length, &value);
+    });
+    addMemcpy<MeshdStatistics>("read 64 bytes of numbers");
+    addRow<MeshdStatistics>("write 64 bytes of numbers|vos", [](auto &wire, auto &value) {
+        return meshd_writeStatistics(&value, wire.bytes, sizeof wire.bytes, &wire.length);
+    });
+    addMemcpy<MeshdStatistics>("write 64 bytes of numbers");
+    addRow<MeshdNode>("read 72 bytes with text|vos",
+                      [](auto &wire, auto &value) { return meshd_readNode(wire.bytes, wire.length, &value); });
+    addMemcpy<MeshdNode>("read 72 bytes with text");
+    addRow<MeshdNode>("write 72 bytes with text|vos", [](auto &wire, auto &value) {
+        return meshd_writeNode(&value, wire.bytes, sizeof wire.bytes, &wire.length);
+    });
+    addMemcpy<MeshdNode>("write 72 bytes with text");
+    addRow<MeshdLogged>("read 1024 bytes|vos",
+                        [](auto &wire, auto &value) { return meshd_readLogged(wire.bytes, wire.length, &value); });
+    addMemcpy<MeshdLogged>("read 1024 bytes");
+    addRow<MeshdLogged>("write 1024 bytes|vos", [](auto &wire, auto &value) {
+        return meshd_writeLogged(&value, wire.bytes, sizeof wire.bytes, &wire.length);
+    });
+    addMemcpy<MeshdLogged>("write 1024 bytes");
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+}

@@ -1,0 +1,7 @@
+if(NOT TARGET vosgen OR CMAKE_CROSSCOMPILING)
+    vos_test_left_out("it runs vosgen while it is built")
+endif()
+vos_add_interface(${name} ${PROJECT_SOURCE_DIR}/examples/meshd.toml ${PROJECT_SOURCE_DIR}/interfaces/vos.toml)
+target_link_libraries(${name} PRIVATE vos_interface)
+target_compile_definitions(${name} PRIVATE VOS_TEST_CXX="${CMAKE_CXX_COMPILER}")
+add_dependencies(${name} vosgen vosctl vos-hubd)
