@@ -38,3 +38,11 @@ endif()
 add_test(NAME Python.PassesMypyStrictly COMMAND ${PROJECT_SOURCE_DIR}/tests/python/check_types.sh
     ${CMAKE_CURRENT_BINARY_DIR}/mypy)
 set_tests_properties(Python.PassesMypyStrictly PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 300)
+
+# The template of a daemon's repository, which knows nothing but an installed tree.
+if(TARGET vosgen AND VOS_BUILD_PYTHON AND NOT VOS_SANITIZE)
+    add_test(NAME Template.BuildsAndPassesItsTestsFromAnInstalledTree
+        COMMAND ${PROJECT_SOURCE_DIR}/tests/check_template.sh ${CMAKE_COMMAND} ${PROJECT_BINARY_DIR}
+            ${PROJECT_SOURCE_DIR}/examples/template ${CMAKE_CURRENT_BINARY_DIR}/template)
+    set_tests_properties(Template.BuildsAndPassesItsTestsFromAnInstalledTree PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 300)
+endif()
