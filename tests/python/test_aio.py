@@ -16,8 +16,8 @@ def run(work):
     return asyncio.run(asyncio.wait_for(work, 20))
 
 
-def test_requests_run_side_by_side(peer):
-    peer("slow").answers(ECHO, b"slow", after=0.2)
+def test_requests_run_side_by_side_and_replies_of_a_kind_in_order(peer):
+    peer("slow").answers(ECHO, b"slow", after=0.2, times=1).answers(ECHO, b"slower")
     peer("quick").answers(ECHO, b"quick")
 
     async def ask():
@@ -27,10 +27,11 @@ def test_requests_run_side_by_side(peer):
             async def one(name):
                 done.append((await hub.request(name, ECHO)).payload)
 
-            await asyncio.gather(one("slow"), one("quick"))
+            first = asyncio.ensure_future(one("slow"))
+            await asyncio.gather(first, one("slow"), one("quick"))
             return done
 
-    assert run(ask()) == [b"quick", b"slow"]
+    assert run(ask()) == [b"quick", b"slow", b"slower"]
 
 
 def test_replies_are_matched_by_word_and_late_ones_counted(peer):

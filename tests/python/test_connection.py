@@ -67,8 +67,7 @@ def test_late_replies_are_dropped_and_counted(client, peer):
     with pytest.raises(vos.TimedOut):
         client.request("other", ECHO, timeout=0.05)
     # The peer answers in order, so the first reply belongs to the request that was given up.
-    with pytest.raises(vos.TimedOut):
-        client.receive(0.4)
+    assert client.request("other", ECHO).payload == b"right"
     assert client.late_replies == 1
     assert client.request("other", ECHO).payload == b"right"
 
