@@ -150,7 +150,9 @@ def test_delayed_messages_follow_the_clock(client, clock, hub):
 
 def test_sigterm_ends_run(hub, daemon, tmp_path):
     program = tmp_path / "daemon.py"
-    program.write_text("import vos\nvos.hold_stop_signals()\nwith vos.Connection('pyd') as hub:\n    print('ready', flush=True)\n    hub.run()\n")
+    lines = ["import vos", "vos.hold_stop_signals()", "with vos.Connection('pyd') as hub:"]
+    lines += ["    print('ready', flush=True)", "    hub.run()"]
+    program.write_text("\n".join(lines))
     process = daemon(sys.executable, program)
     process.await_output("ready")
     assert process.stop(signal.SIGTERM) == 0

@@ -154,7 +154,8 @@ def test_no_root_is_needed(bin_dir):
 
 def test_without_namespaces_it_says_so_in_one_line(bin_dir):
     # Root of a user namespace that may not have another one, without a single capability.
-    bare = f"echo 0 >/proc/sys/user/max_user_namespaces; exec setpriv --bounding-set=-all {bin_dir}/vosctl sandbox -- true"
+    command = f"exec setpriv --bounding-set=-all {bin_dir}/vosctl sandbox -- true"
+    bare = f"echo 0 >/proc/sys/user/max_user_namespaces; {command}"
     ended = subprocess.run(["unshare", "-Ur", "sh", "-c", bare], capture_output=True, text=True, timeout=30)
     assert (ended.returncode, ended.stderr.count("\n")) == (125, 1)
     assert "cannot create namespaces" in ended.stderr and "root or user namespaces" in ended.stderr
