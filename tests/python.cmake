@@ -6,15 +6,17 @@ if(NOT VOS_PYTHON OR NOT TARGET vosctl OR NOT TARGET vos-hubd OR CMAKE_CROSSCOMP
     message(STATUS "left out: the tests in Python, which need python3, vosctl and vos-hubd on this machine")
     return()
 endif()
+if(VOS_SANITIZE MATCHES "thread")
+    message(STATUS "left out: the tests in Python, whose interpreter ThreadSanitizer does not know")
+    return()
+endif()
 
 set(environment PATH=$<TARGET_FILE_DIR:vosctl>:$ENV{PATH} PYTHONPATH=${PROJECT_SOURCE_DIR}/python
     PYTHONDONTWRITEBYTECODE=1 VOS_LIBRARY=$<TARGET_FILE:vos> VOS_TEST_BIN_DIR=${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
-if(VOS_SANITIZE MATCHES "address|thread")
-    string(SUBSTRING ${CMAKE_MATCH_0} 0 1 letter)
-    execute_process(COMMAND ${CMAKE_C_COMPILER} -print-file-name=lib${letter}san.so
+if(VOS_SANITIZE MATCHES "address")
+    execute_process(COMMAND ${CMAKE_C_COMPILER} -print-file-name=libasan.so
         OUTPUT_VARIABLE runtime OUTPUT_STRIP_TRAILING_WHITESPACE)
-    string(TOUPPER ${letter} letter)
-    list(APPEND environment ${letter}SAN_OPTIONS=detect_leaks=0)
+    list(APPEND environment ASAN_OPTIONS=detect_leaks=0)
     set(preload LD_PRELOAD=${runtime})
     if(DEFINED ENV{ASAN_OPTIONS})
         list(APPEND environment VOS_TEST_ASAN_OPTIONS=$ENV{ASAN_OPTIONS})

@@ -7,12 +7,17 @@ import pytest
 
 pytest_plugins = ["vos.testing", "pytester"]
 
-# A sanitizer's runtime is loaded into Python for the library's sake only; what the tests start has its own.
-os.environ.pop("LD_PRELOAD", None)
-for options in ("ASAN_OPTIONS", "TSAN_OPTIONS"):
-    os.environ.pop(options, None)
-    if f"VOS_TEST_{options}" in os.environ:
-        os.environ[options] = os.environ[f"VOS_TEST_{options}"]
+# A sanitizer's runtime is loaded into Python for the library's sake only; other programs have their own.
+_OURS = ("LD_PRELOAD", "ASAN_OPTIONS")
+_for_python = {name: os.environ.pop(name) for name in _OURS if name in os.environ}
+os.environ.update({name: os.environ[f"VOS_TEST_{name}"] for name in _OURS if f"VOS_TEST_{name}" in os.environ})
+
+
+@pytest.fixture
+def starts_python(monkeypatch: pytest.MonkeyPatch) -> None:
+    """For tests that start Python programs, which load the library too."""
+    for name, value in _for_python.items():
+        monkeypatch.setenv(name, value)
 
 
 @pytest.fixture

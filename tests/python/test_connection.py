@@ -148,6 +148,7 @@ def test_delayed_messages_follow_the_clock(client, clock, hub):
     assert len(hub.traffic.all(due)) == 3
 
 
+@pytest.mark.usefixtures("starts_python")
 def test_sigterm_ends_run(hub, daemon, tmp_path):
     program = tmp_path / "daemon.py"
     lines = ["import vos", "vos.hold_stop_signals()", "with vos.Connection('pyd') as hub:"]
@@ -158,7 +159,8 @@ def test_sigterm_ends_run(hub, daemon, tmp_path):
     assert process.stop(signal.SIGTERM) == 0
 
 
-def test_the_log_knows_the_call_site(hub, tmp_path, bin_dir):
+@pytest.mark.usefixtures("starts_python")
+def test_the_log_knows_the_call_site(hub):
     script = """
 import logging, vos
 with vos.Connection("logd") as hub, vos.Log(hub.eid) as log:

@@ -8,6 +8,7 @@ import pytest
 import vos
 from vos.testing import message
 
+pytestmark = pytest.mark.usefixtures("starts_python")
 ECHO = 0x2000
 
 DAEMON = """
