@@ -67,4 +67,7 @@ foreach(part IN ITEMS runtime:libvos${PROJECT_VERSION_MAJOR} dev:libvos-dev tool
         RENAME changelog.Debian COMPONENT ${component} EXCLUDE_FROM_ALL)
 endforeach()
 
+if(VOS_BUILD_TOOLS AND VOS_BUILD_PYTHON)
+    include(${PROJECT_SOURCE_DIR}/python/packaging.cmake)
+endif()
 include(CPack)

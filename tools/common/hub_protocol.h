@@ -18,6 +18,9 @@ enum : uint32_t {
     kListClients = 0x1000f003,
     /** Request to the hub: reply payload = HubCounters. */
     kGetCounters = 0x1000f004,
+    /** Request to a hub with --test-clock from a client of the same user: wordData milliseconds pass for delayed
+     *  messages. Answered with VOS_RET_OK, then what is due is sent; without the option answered with VOS_RET_ERROR. */
+    kAdvanceClock = 0x1000f005,
     /** Request to any daemon that follows the convention of the examples: answered with the same payload. */
     kEcho = 0x1000f010,
     /** Request to any daemon that follows the convention of the examples: a command line as vos/cli.h lays it out. The

@@ -45,6 +45,8 @@ void addOptions(CLI::App &app, hubd::Options &options) {
                    "write a line to this descriptor and close it once clients can connect")
         ->check(CLI::Range(STDERR_FILENO + 1, INT_MAX));
     app.add_flag("--trace", options.trace, "print every message as one line");
+    app.add_flag("--test-clock", options.testClock,
+                 "for tests: time for delayed messages passes only when a client of the same user lets it");
     app.add_option("--queue-limit", options.queueLimit,
                    "bytes that may wait for a client; senders are held back long before")
         ->capture_default_str()

@@ -24,6 +24,7 @@ struct Options {
     std::optional<mode_t> socketMode;  // else the umask decides
     int readyFd = -1;
     bool trace = false;
+    bool testClock = false;  // delayed messages go by a clock that moves only when it is told to
 };
 
 }  // namespace hubd

@@ -100,6 +100,7 @@ Services::Handler Services::handlerOf(uint32_t type) {
         Entry{hubproto::kMonitorAttach, &Services::attachMonitor},
         Entry{hubproto::kListClients, &Services::listClients},
         Entry{hubproto::kGetCounters, &Services::getCounters},
+        Entry{hubproto::kAdvanceClock, &Services::advanceClock},
         Entry{hubproto::kEcho, &Services::echo},
     };
     const auto found = std::ranges::find(kHandlers, type, &Entry::type);
@@ -158,12 +159,24 @@ std::string Services::tableLimit(size_t ofAClient) const {
            std::to_string(memory_.limit()) + " bytes for all registrations of a process (--memory-limit)";
 }
 
+int64_t Services::delayedNowNs() const {
+    return options_.testClock ? testNowNs_ : monotonicNs();
+}
+
+std::optional<int64_t> Services::nextDueNs() const {
+    const std::optional<int64_t> due = delayed_.nextDueNs();
+    if (!options_.testClock || !due) {
+        return due;
+    }
+    return *due <= testNowNs_ ? std::optional{monotonicNs()} : std::nullopt;
+}
+
 void Services::registerDelayed(Client &from, const Frame &frame) {
     vos::ByteReader reader = readerOf(frame);
     const auto delayMs = reader.native<uint32_t>();
     if (!reader.ok()) {
         router_.reply(from, frame.header, VOS_RET_BAD_ARG);
-    } else if (delayed_.add(from, frame.header.wordData, monotonicNs() + int64_t{delayMs} * kNsPerMs)) {
+    } else if (delayed_.add(from, frame.header.wordData, delayedNowNs() + int64_t{delayMs} * kNsPerMs)) {
         router_.reply(from, frame.header, VOS_RET_OK);
     } else {
         refuse(from, frame, "a delayed message", tableLimit(DelayedMessages::kMaxForOneClient));
@@ -263,14 +276,31 @@ void Services::pluginDirectory(Client &from, const Frame &frame) {
     router_.reply(from, frame.header, VOS_RET_OK, std::as_bytes(std::span{directory.c_str(), directory.size() + 1}));
 }
 
-void Services::attachMonitor(Client &from, const Frame &frame) {
-    if (from.credentials.uid != geteuid()) {
-        logLine("%s of user %u must not look on", from.describe().c_str(), from.credentials.uid);
+bool Services::mayDo(const char *what, Client &from, const Frame &frame) {
+    const bool may = from.credentials.uid == geteuid();
+    if (!may) {
+        logLine("%s of user %u must not %s", from.describe().c_str(), from.credentials.uid, what);
         router_.reply(from, frame.header, VOS_RET_SYS_REFUSED);
-        return;
     }
-    router_.reply(from, frame.header, VOS_RET_OK);
-    observers_.attach(from);
+    return may;
+}
+
+void Services::attachMonitor(Client &from, const Frame &frame) {
+    if (mayDo("look on", from, frame)) {
+        router_.reply(from, frame.header, VOS_RET_OK);
+        observers_.attach(from);
+    }
+}
+
+// What is due now goes out before the next message is read.
+void Services::advanceClock(Client &from, const Frame &frame) {
+    if (!options_.testClock) {
+        router_.reply(from, frame.header, VOS_RET_ERROR);
+    } else if (mayDo("move the clock", from, frame)) {
+        constexpr int64_t kEndOfTime = INT64_MAX / 2;
+        testNowNs_ = std::min(testNowNs_ + int64_t{frame.header.wordData} * kNsPerMs, kEndOfTime);
+        router_.reply(from, frame.header, VOS_RET_OK);
+    }
 }
 
 void Services::listClients(Client &from, const Frame &frame) {

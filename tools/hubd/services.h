@@ -28,9 +28,11 @@ class Services {
     void publish(Client &from, const Frame &event);
 
     /** When the next delayed message is due. */
-    std::optional<int64_t> nextDueNs() const { return delayed_.nextDueNs(); }
+    std::optional<int64_t> nextDueNs() const;
     /** The next one that is due, as the message for its registrant; `fd` is that client's. */
-    std::optional<DelayedMessages::Due> takeDue(int64_t nowNs) { return delayed_.takeDue(nowNs); }
+    std::optional<DelayedMessages::Due> takeDue(int64_t nowNs) {
+        return delayed_.takeDue(options_.testClock ? testNowNs_ : nowNs);
+    }
     void sendDelayed(Client &to, uint32_t wordData);
 
     /** Everything that a client left here ends with it. */
@@ -59,7 +61,13 @@ class Services {
     void attachMonitor(Client &from, const Frame &frame);
     void listClients(Client &from, const Frame &frame);
     void getCounters(Client &from, const Frame &frame);
+    void advanceClock(Client &from, const Frame &frame);
     void echo(Client &from, const Frame &frame);
+
+    /** The time that delayed messages go by. */
+    int64_t delayedNowNs() const;
+    /** Whether the client is the hub's own user's; others are refused `what`. */
+    bool mayDo(const char *what, Client &from, const Frame &frame);
 
     const Options &options_;
     ClientWalk &clients_;
@@ -72,6 +80,7 @@ class Services {
     DelayedMessages delayed_;
     Interests interests_;
     int64_t startedNs_;
+    int64_t testNowNs_ = 0;
 };
 
 }  // namespace hubd

@@ -24,7 +24,7 @@ PACKAGECONFIG[tools] = "-DVOS_BUILD_TOOLS=ON,-DVOS_BUILD_TOOLS=OFF,cli11 nlohman
 DEPENDS:append:libc-glibc = " virtual/crypt"
 RDEPENDS:${PN}:append:class-target:libc-glibc = " libxcrypt"
 
-EXTRA_OECMAKE += "-DVOS_BUILD_EXAMPLES=OFF -DVOS_WITH_ANDROID_LOG=OFF"
+EXTRA_OECMAKE += "-DVOS_BUILD_EXAMPLES=OFF -DVOS_BUILD_PYTHON=OFF -DVOS_WITH_ANDROID_LOG=OFF"
 
 PACKAGE_BEFORE_PN = "vos-tools vosmini"
 FILES:vos-tools = " \

@@ -1,1 +1,0 @@
-add_dependencies(${name} vos-hubd vosctl example_plugin example_statusd example_statusd_cpp)
