@@ -1,5 +1,6 @@
-// What vos.hpp adds to the C calls: a request and its reply, and an event from the socket to its handler. In the place of
-// the hub a child answers with as little as it can, the same for both.
+// What vos.hpp adds to the C calls: a request and its reply, an event from the socket to its handler, and the
+// allocations of both. In the place of the hub a child answers with as little as it can, the same for both.
+//   bench_hpp --allocations=FILE counts these, for bench/report.py
 #include <benchmark/benchmark.h>
 #include <poll.h>
 #include <signal.h>
@@ -14,12 +15,20 @@
 
 #include "vos/vos.hpp"
 
+static uint64_t allocations;
+extern "C" void *__libc_malloc(size_t size);
+/** Stands before libc's; operator new and the memory manager end here. */
+extern "C" void *malloc(size_t size) {
+    allocations++;
+    return __libc_malloc(size);
+}
+
 namespace {
 
 constexpr uint32_t kType = 0x10005001;
 constexpr int kEventsAtOnce = 64;
 
-/** Answers each message: a request by itself as a reply, an event by itself. */
+/** Answers each message: a request by itself as a reply, an event by itself, a heartbeat not at all. */
 void answer(int fd) {
     VosMsgHeader messages[kEventsAtOnce];
     for (ssize_t got; (got = read(fd, messages, sizeof messages)) > 0;) {
@@ -35,7 +44,7 @@ void answer(int fd) {
                 got = sizeof messages[0];
             }
         }
-        if (write(fd, messages, static_cast<size_t>(got)) != got) {
+        if (messages[0].type != VOS_MSG_HEARTBEAT && write(fd, messages, static_cast<size_t>(got)) != got) {
             return;
         }
     }
@@ -68,30 +77,38 @@ VosMsgHandle *connected() {
     return handle;
 }
 
+VosRet requestInC(VosMsgHandle *handle) {
+    auto *msg = static_cast<VosMsgHeader *>(VOS_MALLOC_FLAGS(sizeof(VosMsgHeader), ALLOC_ZEROIZE));
+    VosMsgHeader *reply = nullptr;
+    msg->type = kType;
+    msg->src = 77;
+    msg->dst = 5;
+    msg->flags = VOS_MSG_FLAG_REQUEST;
+    const VosRet ret = vosMsg_sendAndGetReplyBufWithTimeout(handle, msg, &reply, 15000);
+    VOS_FREE(msg);
+    VOS_FREE(reply);
+    return ret;
+}
+VosRet requestInCpp(const vos::Connection &hub) {
+    return hub.ask({.to = 5, .type = kType}).ret();
+}
+
 void requestThroughC(benchmark::State &state) {
     VosMsgHandle *const handle = connected();
     for (auto _ : state) {
-        auto *msg = static_cast<VosMsgHeader *>(VOS_MALLOC_FLAGS(sizeof(VosMsgHeader), ALLOC_ZEROIZE));
-        VosMsgHeader *reply = nullptr;
-        msg->type = kType;
-        msg->src = 77;
-        msg->dst = 5;
-        msg->flags = VOS_MSG_FLAG_REQUEST;
-        benchmark::DoNotOptimize(vosMsg_sendAndGetReplyBufWithTimeout(handle, msg, &reply, 15000));
-        VOS_FREE(msg);
-        VOS_FREE(reply);
+        benchmark::DoNotOptimize(requestInC(handle));
     }
 }
-BENCHMARK(requestThroughC);
+BENCHMARK(requestThroughC)->Name("C++ request and its reply|C calls")->UseRealTime();
 
 void requestThroughCpp(benchmark::State &state) {
     vos::Connection hub{connected()};
     for (auto _ : state) {
-        benchmark::DoNotOptimize(bool{hub.ask({.to = 5, .type = kType})});
+        benchmark::DoNotOptimize(requestInCpp(hub));
     }
     new vos::Connection{std::move(hub)};  // the handle goes on
 }
-BENCHMARK(requestThroughCpp);
+BENCHMARK(requestThroughCpp)->Name("C++ request and its reply|vos")->UseRealTime();
 
 /** Has the other side send events to us. */
 void fill(VosMsgHandle *handle) {
@@ -125,7 +142,7 @@ void eventThroughC(benchmark::State &state) {
     }
     state.counters["seen"] = static_cast<double>(seen);
 }
-BENCHMARK(eventThroughC)->Iterations(200 * kEventsAtOnce);
+BENCHMARK(eventThroughC)->Name("C++ event to its handler|C calls")->Iterations(200 * kEventsAtOnce);
 
 void eventThroughCpp(benchmark::State &state) {
     vos::Connection hub{connected()};
@@ -145,8 +162,52 @@ void eventThroughCpp(benchmark::State &state) {
     state.counters["seen"] = static_cast<double>(seen);
     new vos::Connection{std::move(hub)};  // the handle goes on
 }
-BENCHMARK(eventThroughCpp)->Iterations(200 * kEventsAtOnce);
+BENCHMARK(eventThroughCpp)->Name("C++ event to its handler|vos")->Iterations(200 * kEventsAtOnce);
+
+/** Allocations of one call, which has run before. */
+template <typename Call>
+double counted(Call call) {
+    constexpr int kTimes = 1000;
+    call();
+    const uint64_t before = allocations;
+    for (int i = 0; i < kTimes; i++) {
+        call();
+    }
+    return static_cast<double>(allocations - before) / kTimes;
+}
+
+int countAllocations(const char *file) {
+    vos::Connection hub{connected()};
+    VosMsgHandle *const handle = hub.handle();
+    const std::pair<const char *, double> rows[] = {
+        {"allocations of one blocking request|vos", counted([&] { requestInCpp(hub); })},
+        {"allocations of one blocking request|C calls", counted([&] { requestInC(handle); })},
+        {"allocations of one event sent|vos", counted([&] { hub.notify(5, VOS_MSG_HEARTBEAT); })},
+        {"allocations of one event sent|C calls",
+         counted([&] { UTIL_sendEventMsg(handle, 5, VOS_MSG_HEARTBEAT, 0, nullptr, 0, 1); })},
+    };
+    FILE *const out = fopen(file, "w");
+    if (out == nullptr) {
+        return 1;
+    }
+    fprintf(out, "{\"benchmarks\": [");
+    for (const auto &row : rows) {
+        fprintf(out,
+                "%s\n{\"run_name\": \"%s\", \"run_type\": \"iteration\", \"cpu_time\": %g, \"time_unit\": \"calls\"}",
+                &row == rows ? "" : ",", row.first, row.second);
+    }
+    fprintf(out, "\n]}\n");
+    return fclose(out);
+}
 
 }  // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char **argv) {
+    constexpr char kOption[] = "--allocations=";
+    if (argc == 2 && strncmp(argv[1], kOption, sizeof kOption - 1) == 0) {
+        return countAllocations(argv[1] + sizeof kOption - 1);
+    }
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}

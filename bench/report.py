@@ -48,7 +48,15 @@ def spread(values):
 def load_targets(name):
     with open(name) as file:
         lines = [line.split("|") for line in file if "|" in line and not line.startswith("#")]
-    return [(row.strip(), peer.strip(), float(limit)) for row, peer, limit in lines]
+    return [(row.strip(), peer.strip(), limit.strip()) for row, peer, limit in lines]
+
+
+def verdict(own, peer, limit):
+    """A limit is the largest own / peer or, as "+50 ns", the largest own - peer."""
+    if limit.startswith("+"):
+        most, unit = limit[1:].split()
+        return f"≤ {limit} " + ("met" if own - peer <= float(most) * SCALE[unit] else "MISSED")
+    return f"≤ {limit} " + ("met" if own / peer <= float(limit) else "MISSED")
 
 
 def table(rows, units, targets):
@@ -62,9 +70,9 @@ def table(rows, units, targets):
             ratio = statistics.median(own) / middle if own and middle and units[row] != "calls" else None
             limit = next((limit for pattern, name, limit in targets
                           if name == peer and re.fullmatch(pattern, row)), None)
-            verdict = "" if limit is None or ratio is None else f"≤ {limit:g} " + ("met" if ratio <= limit else "MISSED")
+            judged = verdict(statistics.median(own), middle, limit) if limit and own and middle else ""
             yield (row, *own_cells, peer, text(middle, units[row]), spread(values),
-                   "" if ratio is None else f"{ratio:.2f}", verdict)
+                   "" if ratio is None else f"{ratio:.2f}", judged)
 
 
 def main():

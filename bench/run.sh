@@ -54,4 +54,7 @@ done
 if [ -x "$build/bin/bench_messaging" ]; then
     python3 bench/count_calls.py "$build/bin/bench_messaging" "$filter" "$results/calls.json"
 fi
+if grep -Eq "$filter" <<< 'allocations of one'; then
+    "$build/bin/bench_hpp" --allocations="$results/allocations.json"
+fi
 python3 bench/report.py ${markdown:+--markdown "$markdown"} --targets bench/targets.txt "$results"/*.json

@@ -36,10 +36,13 @@ file(CONFIGURE OUTPUT ${vos_docs_dir}/functions.md CONTENT "${functions_page}" @
 
 file(GLOB vos_docs_images CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/images/*.svg)
 file(GLOB vos_docs_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md ${PROJECT_SOURCE_DIR}/docs/manual/*.md
-    ${PROJECT_SOURCE_DIR}/docs/examples/*.c ${PROJECT_SOURCE_DIR}/include/vos/*.h)
+    ${PROJECT_SOURCE_DIR}/docs/examples/*.c* ${PROJECT_SOURCE_DIR}/docs/examples/cookbook/*.c*
+    ${PROJECT_SOURCE_DIR}/examples/tutorial/* ${PROJECT_SOURCE_DIR}/include/vos/*.h*
+    ${PROJECT_SOURCE_DIR}/include/vos/hpp/*.hpp ${PROJECT_SOURCE_DIR}/include/vos/loop/*.h)
 list(APPEND vos_docs_sources ${vos_docs_images} ${vos_docs_dir}/functions.md ${PROJECT_SOURCE_DIR}/docs/manual.css
     ${PROJECT_SOURCE_DIR}/docs/layout.xml)
-set(vos_docs_input ${PROJECT_SOURCE_DIR}/include/vos ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/docs/manual
+set(vos_docs_input ${PROJECT_SOURCE_DIR}/include/vos ${PROJECT_SOURCE_DIR}/include/vos/hpp
+    ${PROJECT_SOURCE_DIR}/include/vos/loop ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/docs/manual
     ${vos_docs_dir}/functions.md)
 string(REPLACE ";" " " vos_docs_input "${vos_docs_input}")
 string(REPLACE ";" " " vos_docs_images "${vos_docs_images}")

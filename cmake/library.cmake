@@ -83,6 +83,17 @@ endif()
 set(vos_bind_sources ${vos_sources})
 list(FILTER vos_bind_sources INCLUDE REGEX "/(oal_password|security/bind)\\.cpp$")
 list(REMOVE_ITEM vos_sources ${vos_bind_sources})
+# What a debugger or a C++ program needs to look through the library's frames. Debug builds always have them.
+set(vos_unwind_default ON)
+if(CMAKE_BUILD_TYPE STREQUAL "MinSizeRel")
+    set(vos_unwind_default OFF)
+endif()
+option(VOS_WITH_UNWIND "Unwind tables, so that a backtrace passes through the library" ${vos_unwind_default})
+set(vos_unwind -fno-asynchronous-unwind-tables -fno-unwind-tables)
+if(VOS_WITH_UNWIND OR CMAKE_BUILD_TYPE STREQUAL "Debug")
+    set(vos_unwind -fasynchronous-unwind-tables)
+endif()
+
 add_library(vos_objects OBJECT ${vos_sources})
 add_library(vos_shared_objects OBJECT ${vos_bind_sources})
 add_library(vos_static_objects OBJECT ${vos_bind_sources})
@@ -94,8 +105,8 @@ foreach(objects IN ITEMS vos_objects vos_shared_objects vos_static_objects)
     target_compile_definitions(${objects} PRIVATE _GNU_SOURCE ${vos_bind_definition})
     target_link_libraries(${objects} PRIVATE Threads::Threads ${vos_private_libs} ${vos_static_libs})
     target_compile_options(${objects} PRIVATE -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/= -fno-exceptions -fno-rtti
-        -fno-semantic-interposition -fno-threadsafe-statics -fno-asynchronous-unwind-tables -fno-unwind-tables
-        -ffunction-sections -fdata-sections ${vos_atomics})
+        -fno-semantic-interposition -fno-threadsafe-statics -ffunction-sections -fdata-sections ${vos_unwind}
+        ${vos_atomics})
 endforeach()
 
 # Sanitizers and counters keep books that a child with its parent's memory would write into.

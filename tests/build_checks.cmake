@@ -17,7 +17,7 @@ endforeach()
 if(NOT CMAKE_CROSSCOMPILING)
     add_test(NAME Build.LoopsAndMacrosCompileWithoutWarnings
         COMMAND ${PROJECT_SOURCE_DIR}/tests/check_cpp.sh ${PROJECT_SOURCE_DIR})
-    set_tests_properties(Build.LoopsAndMacrosCompileWithoutWarnings PROPERTIES TIMEOUT 300)
+    set_tests_properties(Build.LoopsAndMacrosCompileWithoutWarnings PROPERTIES TIMEOUT 600)
 endif()
 
 # What vosgen makes of every description.

@@ -25,12 +25,15 @@ check() { "$@" -fsyntax-only || { echo "warns: $*"; status=1; }; }
 for compiler in g++ clang++; do
     command -v "$compiler" > /dev/null || continue
     # shellcheck disable=SC2086 # the options are words
-    for standard in c++20 c++23 c++2b; do
+    for standard in c++20 c++2b; do
         printf '' | "$compiler" -std=$standard -x c++ -fsyntax-only - 2> /dev/null || continue
         for mode in "" "-fno-exceptions -fno-rtti"; do
             check "$compiler" -std=$standard $mode $cxx '-DVOS_HEADER=<vos/vos.hpp>' "$scratch/use.cpp"
         done
-        check "$compiler" -std=$standard $cxx "$source/examples/statusd.cpp"
+    done
+    for use in "$source"/examples/*.cpp "$source"/examples/tutorial/*.cpp "$source"/docs/examples/*.cpp \
+        "$source"/docs/examples/cookbook/*.cpp; do
+        check "$compiler" -std=c++20 $cxx "$use"
     done
     # shellcheck disable=SC2086
     for standard in c++17 c++20; do

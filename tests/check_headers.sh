@@ -10,12 +10,12 @@ esac
 status=0
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
-for header in "$include"/vos/*.h; do
-    name=vos/$(basename "$header")
+for header in "$include"/vos/*.h "$include"/vos/loop/*.h; do
+    name=${header#"$include"/}
     # Twice, so that a missing include guard shows.
     printf '#include "%s"\n#include "%s"\nextern int unused;\n' "$name" "$name" > "$scratch/header.$language"
     names=
-    [ "$name" != vos/loop.h ] || names=-D_GNU_SOURCE
+    case $name in vos/loop*) names=-D_GNU_SOURCE ;; esac
     $compiler -std="$standard" -x $language -Wall -Wextra -Wshadow -Wconversion -Werror $names -I"$include" \
         -c "$scratch/header.$language" -o "$scratch/header.o" ||
         { echo "$name does not compile alone as $standard"; status=1; }

@@ -3,7 +3,7 @@
 #include <vos/loop.h>
 #include <vos/request.h>
 
-enum { MSG_MESH = 0x1000f120, MSG_MESH_CHANGED = 0x1000f121, MESH_ADD = 1 };
+enum { MSG_MESH = 0x1000f120, MSG_MESH_CHANGED = 0x1000f122, MESH_ADD = 1 };
 
 static void addNode(VosLoop *loop, const VosMsgHeader *request, void *ctx) {
     uint32_t *nodes = ctx;
@@ -36,7 +36,8 @@ int main(void) {
     vosLoop_serveProcedure(&mesh, &add, MSG_MESH, MESH_ADD, addNode, &nodes);
     vosLoop_on(&viewer, &onChange, MSG_MESH_CHANGED, changed, NULL);
     UTIL_registerEvent(viewerd, MSG_MESH_CHANGED, NULL, 0); /* subscribes */
-    vosLoop_ask(&viewer, &call, vosMsg_getHandleEid(meshd), MSG_MESH, true, MESH_ADD, NULL, 0, 5000, added, NULL);
+    vosLoop_ask(&viewer, &call, vosMsg_getHandleEid(meshd), MSG_MESH, VOS_LOOP_PROCEDURE, MESH_ADD, NULL, 0, 5000,
+                added, NULL);
     while (!viewer.stopped && vosLoop_turn(&viewer, 1) == VOS_RET_OK) {
         vosLoop_turn(&mesh, 1); /* a daemon has one loop and calls vosLoop_run() */
     }

@@ -19,6 +19,10 @@ fi
 
 # Whatever lies below /tmp or /var is run through descriptors that outlive the mounts.
 exec {programFd}< "$program" {hubFd}< "$hub"
+if [ -x "$(dirname "$hub")/vosctl" ]; then
+    exec {vosctlFd}< "$(dirname "$hub")/vosctl"
+    export VOSCTL=/proc/$$/fd/$vosctlFd
+fi
 libraries=$(dirname "$(dirname "$program")")
 exec {librariesFd}< "$libraries"
 mount -t tmpfs tmpfs /tmp

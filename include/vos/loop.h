@@ -1,6 +1,6 @@
 /** @file
- *  The main loop of a daemon in C: messages, timers, descriptors, stop signals, requests that do not wait. All of it
- *  stands in this header; nothing more to link and nothing more on the wire.
+ *  The main loop of a daemon in C: messages, timers, descriptors, stop signals, requests that do not wait. Headers
+ * only: nothing more to link and nothing more on the wire.
  *
  *  @code
  *  static VosLoop loop;
@@ -28,153 +28,18 @@
  *  must stay until it is cancelled, removed or, for what comes once, run; and must not be given to the loop a second
  *  time before. Callbacks run one after another in vosLoop_turn(). They may set, cancel and remove anything, send
  *  blocking requests and run further turns; in C++ they must not throw. A loop belongs to one thread, as its handle
- *  does.
+ *  does. Requests stand in vos/loop/calls.h, messages in vos/loop/send.h, the records in vos/loop/records.h.
  *
  *  Needs the names of POSIX: -std=gnu11, or -D_GNU_SOURCE with -std=c11.
  */
 #ifndef VOS_LOOP_H
 #define VOS_LOOP_H
 
-#include <signal.h>
-#include <string.h>
-#include <sys/epoll.h>
 #include <sys/signalfd.h>
-#include <sys/timerfd.h>
-#include <time.h>
 #include <unistd.h>
 
-#include "vos/cli.h"
-#include "vos/mem.h"
-#include "vos/msg.h"
+#include "vos/loop/calls.h"
 #include "vos/task.h"
-
-typedef struct VosLoop VosLoop;
-
-/** Called with a message, which stays the loop's. */
-typedef void (*VosLoopMsgFunc)(VosLoop *loop, const VosMsgHeader *msg, void *ctx);
-/** Called when a timer is due. */
-typedef void (*VosLoopTimerFunc)(VosLoop *loop, void *ctx);
-/** Called with what a descriptor is ready for (EPOLLIN …). */
-typedef void (*VosLoopFdFunc)(VosLoop *loop, uint32_t events, void *ctx);
-/** Called with the end of a request: VOS_RET_OK and its reply, which stays the loop's; or NULL and the code in a reply
- *  that says no, VOS_RET_TIMEOUT, VOS_RET_PEER_GONE (nobody holds the id, or the hub is gone), VOS_RET_ERROR (asked
- *  again 16 times). The record is the caller's again. */
-typedef void (*VosLoopDoneFunc)(VosLoop *loop, VosRet ret, const VosMsgHeader *reply, void *ctx);
-
-/** @name Records
- *  Opaque; zero before the first use.
- *  @{ */
-/** A handler of messages. */
-typedef struct VosLoopHandler {
-    /** @cond */
-    struct VosLoopHandler *next;
-    uint32_t type, procedure;
-    uint16_t kind; /* 0: neither request nor reply, else VOS_MSG_FLAG_REQUEST and, for a procedure, VOS_MSG_FLAG_SRPC */
-    VosLoopMsgFunc func;
-    UtilCliFunc command;
-    void *ctx;
-    /** @endcond */
-} VosLoopHandler;
-/** A timer. */
-typedef struct VosLoopTimer {
-    /** @cond */
-    struct VosLoopTimer *next;
-    uint64_t dueNs, intervalNs;
-    VosLoopTimerFunc func;
-    void *ctx;
-    /** @endcond */
-} VosLoopTimer;
-/** A descriptor that is waited for. */
-typedef struct VosLoopFd {
-    /** @cond */
-    int fd;
-    VosLoopFdFunc func;
-    void *ctx;
-    /** @endcond */
-} VosLoopFd;
-/** A request on its way. */
-typedef struct VosLoopCall {
-    /** @cond */
-    struct VosLoopCall *next;
-    VosMsgHeader *request;
-    uint64_t dueNs;
-    VosRet failed; /* could not be sent */
-    unsigned resends;
-    bool late; /* a reply was taken for that of an earlier request meanwhile */
-    VosLoopDoneFunc done;
-    void *ctx;
-    /** @endcond */
-} VosLoopCall;
-/** @} */
-
-/** Times that a request is sent again to a peer that keeps coming back. */
-#define VOS_LOOP_MOST_RESENDS 16u
-/** Requests that ended without their reply and are remembered, so that it is not taken for that of the next one. */
-#define VOS_LOOP_MARKS 32u
-/** How long they are remembered. */
-#define VOS_LOOP_MARK_NS 60000000000u
-
-/** The loop; only the counters are for callers to read. */
-struct VosLoop {
-    /** @cond */
-    VosMsgHandle *handle;
-    int32_t hubFd;
-    int epollFd, signalFd, timerFd;
-    VosRet failure;
-    bool stopped;
-    int status;
-    uint64_t armedNs;
-    sigset_t signals, blocked;
-    VosLoopHandler *handlers;
-    VosLoopTimer *timers;
-    VosLoopCall *calls;
-    const VosMsgHeader *unanswered;
-    struct {
-        uint32_t type, src, word;
-        bool procedure;
-        uint64_t untilNs; /* 0: free */
-    } marks[VOS_LOOP_MARKS];
-    /** @endcond */
-    uint64_t lateReplies; /**< replies that nothing was waiting for any more, or ever */
-    uint64_t unhandled;   /**< messages without a handler; requests among them were answered VOS_RET_ERROR */
-};
-
-/** @cond */
-static inline uint64_t vosLoop_nowNs(void) {
-    struct timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return VOS_CAST(uint64_t, now.tv_sec) * 1000000000u + VOS_CAST(uint64_t, now.tv_nsec);
-}
-static inline bool vosLoop_control(const VosLoop *loop, int operation, int fd, uint32_t events, void *record) {
-    struct epoll_event event;
-    memset(&event, 0, sizeof event);
-    event.events = events;
-    event.data.ptr = record;
-    return epoll_ctl(loop->epollFd, operation, fd, &event) == 0;
-}
-/** When the next timer or time-out is due; UINT64_MAX without any. */
-static inline uint64_t vosLoop_nextDueNs(const VosLoop *loop) {
-    uint64_t due = loop->timers != NULL ? loop->timers->dueNs : UINT64_MAX;
-    for (const VosLoopCall *call = loop->calls; call != NULL; call = call->next) {
-        due = call->dueNs < due ? call->dueNs : due;
-    }
-    return due;
-}
-/** Keeps the descriptor of a foreign loop at what is due next. */
-static inline void vosLoop_arm(VosLoop *loop) {
-    const uint64_t due = loop->timerFd >= 0 ? vosLoop_nextDueNs(loop) : loop->armedNs;
-    if (due != loop->armedNs) {
-        struct itimerspec expiry;
-        memset(&expiry, 0, sizeof expiry);
-        loop->armedNs = due;
-        if (due != UINT64_MAX) {
-            expiry.it_value.tv_sec = VOS_CAST(time_t, due / 1000000000u);
-            expiry.it_value.tv_nsec = VOS_CAST(long, due % 1000000000u);
-        }
-        timerfd_settime(loop->timerFd, TFD_TIMER_ABSTIME, &expiry, NULL);
-    }
-}
-/** @endcond */
 
 /** @name Life
  *  @{ */
@@ -242,73 +107,6 @@ static inline VosRet vosLoop_init(VosLoop *loop, VosMsgHandle *handle) {
 static inline void vosLoop_stop(VosLoop *loop, int status) {
     loop->stopped = true;
     loop->status = status;
-}
-
-/** @} */
-/** @name Sending
- *  @{ */
-
-/** A message with type, source, destination, flags, word and payload, freed by the caller with VOS_FREE; NULL when
- *  memory is short. A procedure's request is filled up to its 8 bytes with zeroes. */
-static inline VosMsgHeader *vosLoop_build(const VosLoop *loop, VosEntityId dst, uint32_t type, unsigned flags,
-                                          uint32_t word, const void *data, uint32_t dataLen) {
-    const unsigned procedure = VOS_MSG_FLAG_SRPC | VOS_MSG_FLAG_REQUEST;
-    const uint32_t given = data != NULL ? dataLen : 0;
-    const uint32_t length = (flags & procedure) == procedure && given < 8 ? 8 : given;
-    VosMsgHeader *msg = NULL;
-    if (length <= UINT32_MAX - sizeof(VosMsgHeader)) {
-        const uint32_t total = VOS_CAST(uint32_t, sizeof(VosMsgHeader)) + length;
-        msg = VOS_CAST(VosMsgHeader *, VOS_MALLOC_FLAGS(total, ALLOC_ZEROIZE));
-    }
-    if (msg != NULL) {
-        msg->type = type;
-        msg->src = vosMsg_getHandleEid(loop->handle);
-        msg->dst = dst;
-        msg->flags = VOS_CAST(uint16_t, flags);
-        msg->wordData = word;
-        msg->dataLength = length;
-        if (given != 0) {
-            memcpy(msg + 1, data, given);
-        }
-    }
-    return msg;
-}
-
-/** Builds a message and sends it: a code of vosMsg_send(), or VOS_RET_NO_RESOURCE. */
-static inline VosRet vosLoop_send(const VosLoop *loop, VosEntityId dst, uint32_t type, unsigned flags, uint32_t word,
-                                  const void *data, uint32_t dataLen) {
-    VosMsgHeader *msg = vosLoop_build(loop, dst, type, flags, word, data, dataLen);
-    const VosRet ret = msg != NULL ? vosMsg_send(loop->handle, msg) : VOS_CAST(VosRet, VOS_RET_NO_RESOURCE);
-    VOS_FREE(msg);
-    return ret;
-}
-
-/** Sends an event to all who registered for its type (UTIL_registerEvent()). */
-static inline VosRet vosLoop_publish(const VosLoop *loop, uint32_t type, uint32_t word, const void *data,
-                                     uint32_t dataLen) {
-    return vosLoop_send(loop, EID_HUBD, type, VOS_MSG_FLAG_EVENT, word, data, dataLen);
-}
-
-/** Answers a request. For a procedure the word is its number, whatever @p word. */
-static inline VosRet vosLoop_reply(VosLoop *loop, const VosMsgHeader *request, uint32_t word, const void *data,
-                                   uint32_t dataLen) {
-    const unsigned kept = request->flags & VOS_CAST(unsigned, VOS_MSG_FLAG_KEEP | VOS_MSG_FLAG_SRPC);
-    const bool procedure = (request->flags & VOS_MSG_FLAG_SRPC) != 0;
-    if (loop->unanswered == request) {
-        loop->unanswered = NULL;
-    }
-    return vosLoop_send(loop, request->src, request->type, VOS_MSG_FLAG_RESPONSE | kept,
-                        procedure ? request->wordData : word, data, dataLen);
-}
-
-/** Refuses a request: the code as word, no payload. A procedure's requester sees a reply without payload. */
-static inline VosRet vosLoop_fail(VosLoop *loop, const VosMsgHeader *request, VosRet ret) {
-    return vosLoop_reply(loop, request, ret, NULL, 0);
-}
-
-/** Says that a handler's request is answered otherwise, or will be: from a copy (vosMsg_duplicate()). */
-static inline void vosLoop_dismiss(VosLoop *loop) {
-    loop->unanswered = NULL;
 }
 
 /** @} */
@@ -413,145 +211,6 @@ static inline void vosLoop_after(VosLoop *loop, VosLoopTimer *timer, uint32_t ms
 static inline void vosLoop_every(VosLoop *loop, VosLoopTimer *timer, uint32_t ms, VosLoopTimerFunc func, void *ctx) {
     const uint64_t interval = VOS_CAST(uint64_t, ms > 0 ? ms : 1) * 1000000u;
     vosLoop_setTimer(loop, timer, interval, interval, func, ctx);
-}
-
-/** @} */
-/** @name Requests without waiting
- *  A reply belongs to the oldest request of its type to its source; for a procedure, of its number too. A reply that
- *  comes too late is dropped and counted, and is not taken for that of the next request. A request to a peer that comes
- *  back is sent to it again.
- *  @{ */
-
-/** Sends a request; @p done is called with its end, never before this returns.
- *
- *  @param procedure  @p word is a procedure's number
- *  @param timeoutMs  longest wait in milliseconds
- */
-static inline void vosLoop_ask(VosLoop *loop, VosLoopCall *call, VosEntityId dst, uint32_t type, bool procedure,
-                               uint32_t word, const void *data, uint32_t dataLen, uint32_t timeoutMs,
-                               VosLoopDoneFunc done, void *ctx) {
-    const unsigned flags = VOS_MSG_FLAG_REQUEST | (procedure ? VOS_CAST(unsigned, VOS_MSG_FLAG_SRPC) : 0u);
-    VosLoopCall **link = &loop->calls;
-    memset(call, 0, sizeof *call);
-    call->request = vosLoop_build(loop, dst, type, flags, word, data, dataLen);
-    call->failed =
-        call->request != NULL ? vosMsg_send(loop->handle, call->request) : VOS_CAST(VosRet, VOS_RET_NO_RESOURCE);
-    call->dueNs = vosLoop_nowNs() + (call->failed == VOS_RET_OK ? VOS_CAST(uint64_t, timeoutMs) * 1000000u : 0u);
-    call->done = done;
-    call->ctx = ctx;
-    while (*link != NULL) {
-        link = &(*link)->next;
-    }
-    *link = call;
-    vosLoop_arm(loop);
-}
-
-/** @cond */
-/** Takes a request out; false when it is not under way. */
-static inline bool vosLoop_unlinkCall(VosLoop *loop, VosLoopCall *call) {
-    for (VosLoopCall **link = &loop->calls; *link != NULL; link = &(*link)->next) {
-        if (*link == call) {
-            *link = call->next;
-            call->next = NULL;
-            return true;
-        }
-    }
-    return false;
-}
-/** A peer that dropped a request altogether would be a reply behind for ever, so a request during which a reply was
- *  taken for a late one leaves no mark. */
-static inline void vosLoop_mark(VosLoop *loop, const VosLoopCall *call) {
-    size_t oldest = 0;
-    if (call->late || call->failed != VOS_RET_OK) {
-        return;
-    }
-    for (size_t i = 1; i < VOS_LOOP_MARKS; i++) {
-        oldest = loop->marks[i].untilNs < loop->marks[oldest].untilNs ? i : oldest;
-    }
-    loop->marks[oldest].type = call->request->type;
-    loop->marks[oldest].src = call->request->dst;
-    loop->marks[oldest].word = call->request->wordData;
-    loop->marks[oldest].procedure = (call->request->flags & VOS_MSG_FLAG_SRPC) != 0;
-    loop->marks[oldest].untilNs = vosLoop_nowNs() + VOS_LOOP_MARK_NS;
-}
-static inline void vosLoop_finish(VosLoop *loop, VosLoopCall *call, VosRet ret, const VosMsgHeader *reply) {
-    vosLoop_unlinkCall(loop, call);
-    VOS_FREE(call->request);
-    call->request = NULL;
-    call->done(loop, ret, reply, call->ctx);
-}
-static inline bool vosLoop_fits(uint32_t type, uint32_t src, uint32_t word, bool procedure, const VosMsgHeader *reply) {
-    const bool flagged = (reply->flags & VOS_MSG_FLAG_SRPC) != 0;
-    return type == reply->type && src == reply->src && (!procedure || (flagged && word == reply->wordData));
-}
-static inline bool vosLoop_isLate(VosLoop *loop, const VosMsgHeader *reply) {
-    const uint64_t now = vosLoop_nowNs();
-    size_t found = VOS_LOOP_MARKS;
-    for (size_t i = 0; i < VOS_LOOP_MARKS; i++) {
-        if (loop->marks[i].untilNs > now &&
-            vosLoop_fits(loop->marks[i].type, loop->marks[i].src, loop->marks[i].word, loop->marks[i].procedure,
-                         reply) &&
-            (found == VOS_LOOP_MARKS || loop->marks[i].untilNs < loop->marks[found].untilNs)) {
-            found = i;
-        }
-    }
-    if (found == VOS_LOOP_MARKS) {
-        return false;
-    }
-    loop->marks[found].untilNs = 0;
-    return true;
-}
-/** Gives a reply to the request it belongs to, be it one that is over; false without one. */
-static inline bool vosLoop_complete(VosLoop *loop, const VosMsgHeader *reply) {
-    const bool code = reply->wordData >= 9001 && reply->wordData <= 9999 && reply->dataLength == 0;
-    const bool nobodyThere = code && reply->wordData == VOS_RET_PEER_GONE;
-    const bool no = code && (reply->flags & VOS_MSG_FLAG_SRPC) == 0;
-    const bool late = vosLoop_isLate(loop, reply);
-    VosLoopCall *refused = NULL;
-    for (VosLoopCall *call = loop->calls; call != NULL; call = call->next) {
-        const bool procedure = call->request != NULL && (call->request->flags & VOS_MSG_FLAG_SRPC) != 0;
-        if (call->failed != VOS_RET_OK || call->request->type != reply->type || call->request->dst != reply->src) {
-            continue;
-        }
-        if (vosLoop_fits(reply->type, reply->src, call->request->wordData, procedure, reply)) {
-            if (!late) {
-                vosLoop_finish(loop, call, no && !procedure ? reply->wordData : VOS_CAST(VosRet, VOS_RET_OK),
-                               no && !procedure ? NULL : reply);
-                return true;
-            }
-            call->late = true;
-        } else if (refused == NULL && (no || nobodyThere)) {
-            refused = call;
-        }
-    }
-    loop->lateReplies += late ? 1u : 0u;
-    if (refused != NULL && !late) {
-        vosLoop_finish(loop, refused, reply->wordData, NULL);
-        return true;
-    }
-    return late;
-}
-static inline void vosLoop_resend(VosLoop *loop, VosEntityId peer) {
-    for (size_t i = 0; i < VOS_LOOP_MARKS; i++) {
-        loop->marks[i].untilNs = loop->marks[i].src == peer ? 0 : loop->marks[i].untilNs;
-    }
-    for (VosLoopCall *call = loop->calls; call != NULL; call = call->next) {
-        if (call->failed == VOS_RET_OK && call->request->dst == peer) {
-            call->failed = ++call->resends > VOS_LOOP_MOST_RESENDS ? VOS_CAST(VosRet, VOS_RET_ERROR)
-                                                                   : vosMsg_send(loop->handle, call->request);
-            call->dueNs = call->failed == VOS_RET_OK ? call->dueNs : 0;
-        }
-    }
-}
-/** @endcond */
-
-/** Withdraws a request: @p done is not called, the reply will be dropped. Nothing happens when it is not under way. */
-static inline void vosLoop_cancel(VosLoop *loop, VosLoopCall *call) {
-    if (vosLoop_unlinkCall(loop, call)) {
-        vosLoop_mark(loop, call);
-        VOS_FREE(call->request);
-        call->request = NULL;
-    }
 }
 
 /** @} */

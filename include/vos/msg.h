@@ -21,6 +21,9 @@
  *  or ask through a second handle, or send the request with vosMsg_send() and match what vosMsg_receiveWithTimeout()
  *  gives by type, source and word.
  *
+ *  What else can happen between two daemons, with resends, markers, flags and time-outs, is told on the manual's page
+ *  @ref wire_rules.
+ *
  *  A NULL handle or message gives VOS_RET_BAD_ARG unless said otherwise.
  */
 #ifndef VOS_MSG_H

@@ -58,7 +58,7 @@ VOS_STATIC_ASSERT(offsetof(XmlNamespace, uri) == 16, "callers lay out the tables
 #define XML_ANY_NAMESPACE ((const XmlNamespace *)UINTPTR_MAX)
 
 /** An element or attribute; a table ends with a NULL name, and the first row that matches counts. A prefixed name
- *  matches a row with a namespace when that namespace has been bound, whatever the prefix. */
+ *  matches a row with a namespace when that namespace has been bound, whatever the prefix. Handlers must not throw. */
 typedef struct XmlNode {
     const XmlNamespace *ns; /**< namespace that a prefixed name must have; NULL or XML_ANY_NAMESPACE: any */
     const char *name;       /**< local name */

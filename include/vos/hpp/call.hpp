@@ -12,6 +12,7 @@
 
 namespace vos {
 
+/** What the loop reads time from. */
 using Clock = std::chrono::steady_clock;
 
 /** Receives the reply of an asynchronous request, or the code that Connection::ask() would give. */
@@ -214,6 +215,7 @@ class Calls {
 class [[nodiscard]] Call {
   public:
     Call() = default;
+    /** @cond */
     explicit Call(std::shared_ptr<detail::Calls::Record> record) noexcept : record_{std::move(record)} {}
     Call(Call &&) noexcept = default;
     Call &operator=(Call &&other) noexcept {
@@ -221,10 +223,12 @@ class [[nodiscard]] Call {
         record_ = std::move(other.record_);
         return *this;
     }
+    /** @endcond */
     ~Call() { cancel(); }
 
     /** Whether the answer is still to come. */
     bool underWay() const noexcept { return record_ && record_->calls != nullptr && record_->done; }
+    /** Cancels it now; nothing happens when the answer has come. */
     void cancel() noexcept {
         const auto record = std::move(record_);
         if (record && record->calls != nullptr && record->done) {

@@ -35,10 +35,10 @@ constexpr std::chrono::seconds kPatience{15}; /**< how long requests wait unless
 
 /** A request to be sent; lives as long as the call that it is given to. */
 struct Ask {
-    VosEntityId to = 0;
-    uint32_t type = 0;
-    uint32_t word = 0;
-    Payload payload = {};
+    VosEntityId to = 0;                            /**< whom */
+    uint32_t type = 0;                             /**< the message's type, and its reply's */
+    uint32_t word = 0;                             /**< the header's wordData */
+    Payload payload = {};                          /**< nothing, unless set */
     std::chrono::nanoseconds patience = kPatience; /**< the longest wait */
     bool procedure = false; /**< the word is a procedure's number; the reply has to carry it too */
     bool matchWord = false; /**< the peer repeats the word, so that its replies may come in any order (Loop::ask()) */
@@ -65,15 +65,18 @@ class Connection {
     /** @} */
     /** Takes a handle over. */
     explicit Connection(VosMsgHandle *handle) noexcept : handle_{handle} {}
+    /** @cond */
     Connection(Connection &&other) noexcept : handle_{std::exchange(other.handle_, nullptr)} {}
     Connection &operator=(Connection &&other) noexcept {
         std::swap(handle_, other.handle_);
         return *this;
     }
+    /** @endcond */
     ~Connection() { vosMsg_cleanup(&handle_); }
 
     /** For the C interface; stays the connection's. */
     VosMsgHandle *handle() const noexcept { return handle_; }
+    /** What the hub knows this process by. */
     VosEntityId eid() const noexcept { return vosMsg_getHandleEid(handle_); }
 
     /** Sends a message as it is. */
@@ -172,11 +175,13 @@ class Connection {
  *  in vain. Must not outlive its connection. */
 class PendingReply {
   public:
+    /** To a request that came in on a handle of the C interface. */
     PendingReply(VosMsgHandle *handle, const VosMsgHeader &request) noexcept : handle_{handle}, request_{request} {
         if (request_.src == 0 || !MessageView{&request_}.has(VOS_MSG_FLAG_REQUEST)) {
             handle_ = nullptr;
         }
     }
+    /** @cond */
     PendingReply(PendingReply &&other) noexcept
         : handle_{std::exchange(other.handle_, nullptr)}, request_{other.request_} {}
     PendingReply &operator=(PendingReply &&other) noexcept {
@@ -184,8 +189,10 @@ class PendingReply {
         std::swap(request_, other.request_);
         return *this;
     }
+    /** @endcond */
     ~PendingReply() { fail(VOS_RET_ERROR); }
 
+    /** Whether it was given, or dismissed. */
     bool answered() const noexcept { return handle_ == nullptr; }
     /** Answers with a payload; the word is VOS_RET_OK, or the procedure's number. Only the first answer counts. */
     void reply(Payload payload = {}) { replyWord(VOS_RET_OK, payload); }
@@ -216,6 +223,7 @@ class PendingReply {
 /** A request that has arrived, as a handler sees it: the message, and its reply. */
 class Request : public MessageView {
   public:
+    /** Of a message that came in on a handle of the C interface. */
     Request(VosMsgHandle *handle, const VosMsgHeader *message) noexcept
         : MessageView{message}, pending_{handle, *message} {}
 
@@ -225,6 +233,7 @@ class Request : public MessageView {
     }                                                     /**< PendingReply */
     void fail(VosRet ret) const { pending_.fail(ret); }   /**< PendingReply */
     void dismiss() const noexcept { pending_.dismiss(); } /**< PendingReply */
+    /** PendingReply */
     bool answered() const noexcept { return pending_.answered(); }
     /** Takes the reply along, to be given after the handler has returned. */
     PendingReply later() const noexcept { return std::move(pending_); }

@@ -18,6 +18,7 @@ namespace vos {
  */
 class [[nodiscard]] Flow {
   public:
+    /** @cond */
     struct promise_type {
         Flow get_return_object() { return Flow{Handle::from_promise(*this)}; }
         std::suspend_always initial_suspend() noexcept { return {}; }
@@ -49,6 +50,7 @@ class [[nodiscard]] Flow {
         std::swap(handle_, other.handle_);
         return *this;
     }
+    /** @endcond */
     ~Flow() {
         if (handle_) {
             handle_.destroy();
@@ -72,11 +74,12 @@ class [[nodiscard]] Flow {
             resume(handle);
         }
     }
+    /** Whether it has come to its end. */
     bool done() const noexcept {
         return !handle_ || handle_.done();
     }
 
-    /** Goes on; what the coroutine throws comes out here. */
+    /** @cond Goes on; what the coroutine throws comes out here. */
     static void resume(Handle handle) {
         std::exception_ptr thrown;
         handle.promise().thrown = &thrown;
@@ -87,6 +90,7 @@ class [[nodiscard]] Flow {
         }
 #endif
     }
+    /** @endcond */
 
   private:
     explicit Flow(Handle handle) noexcept : handle_{handle} {}
@@ -117,6 +121,7 @@ class Resumer {
 /** What `co_await loop.ask(…)` waits on; gives a Result<Message>. */
 class [[nodiscard]] Asking {
   public:
+    /** @cond */
     Asking(detail::Calls &calls, VosMsgHandle *handle, Message request, const Ask &ask) noexcept
         : calls_{calls}, handle_{handle}, request_{std::move(request)}, ask_{ask} {}
     bool await_ready() const noexcept { return false; }
@@ -128,6 +133,7 @@ class [[nodiscard]] Asking {
                                   })};
     }
     Result<Message> await_resume() { return std::move(*result_); }
+    /** @endcond */
 
   private:
     detail::Calls &calls_;

@@ -18,6 +18,7 @@ namespace vos {
 /** The log is open as long as this lives. */
 class Log {
   public:
+    /** Opens it, see vosLog_init(). */
     explicit Log(VosEntityId eid) { vosLog_init(eid); }
     Log(const Log &) = delete;
     Log &operator=(const Log &) = delete;
@@ -37,7 +38,14 @@ class FunctionName {
         /* "int main()::<lambda(int)>" and "auto main()::(anonymous class)::operator()(int) const" */
         outer = outer.substr(
             0, std::min({outer.find("::<lambda"), outer.find("::(anonymous class)"), outer.find("::(lambda")}));
-        outer = outer.substr(0, outer.find('('));
+        /* "(anonymous namespace)::Class::name(void (*)(int)) const": without the last pair of parentheses */
+        size_t open = outer.rfind(')');
+        for (size_t depth = 1; open != outer.npos && open > 0 && depth > 0;) {
+            open--;
+            depth += outer[open] == ')' ? 1u : 0u;
+            depth -= outer[open] == '(' ? 1u : 0u;
+        }
+        outer = outer.substr(0, open);
         outer = outer.substr(outer.find_last_of(" :") + 1);
         buffer_[outer.copy(buffer_, sizeof buffer_ - 1)] = '\0';
         name_ = outer.empty() ? name : buffer_;
@@ -55,6 +63,7 @@ class FunctionName {
 }  // namespace vos
 
 #undef VOS_FUNCTION
+/** The function that an entry is named after. */
 #define VOS_FUNCTION (vos::detail::FunctionName{__func__, __PRETTY_FUNCTION__}.get())
 
 #endif

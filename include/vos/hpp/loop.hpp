@@ -62,8 +62,10 @@ class Timer {
  */
 class Loop {
   public:
+    /** A function object that need not be copyable. */
     template <typename Signature>
     using Handler = detail::Function<Signature>;
+    /** A remote command; its result goes back. */
     using Commands = Handler<uint32_t(std::span<char *const> arguments, FILE *out)>;
 
     /** What nobody was there for. */
@@ -72,6 +74,7 @@ class Loop {
         uint64_t unhandled = 0;   /**< messages without a handler; requests among them were answered VOS_RET_ERROR */
     };
 
+    /** No limit. */
     static constexpr std::chrono::nanoseconds kForever = std::chrono::nanoseconds::max();
 
     /** The signals end run(); they and what onSignal() adds are blocked in this thread while the loop lives. */
@@ -96,6 +99,7 @@ class Loop {
         pthread_sigmask(SIG_UNBLOCK, &blockedHere_, nullptr);
     }
 
+    /** As given. */
     Connection &hub() const noexcept { return hub_; }
 
     /** Runs until stop(): its status. 1 when the hub is gone: the supervisor starts the daemon again. */
@@ -124,11 +128,13 @@ class Loop {
         stopped_ = true;
         status_ = status;
     }
+    /** Whether stop() was called, or a stop signal came, since run() began. */
     bool stopped() const noexcept { return stopped_; }
 
     /** @name Another loop around this one
      *  The descriptor becomes readable when there is something to do; then, and once at the beginning, call dispatch().
      *  @{ */
+    /** Stays the loop's; VOS_RET_NO_RESOURCE. */
     Result<int> descriptor() {
         if (timerFd_.get() < 0) {
             timerFd_ = detail::Fd{timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC)};
@@ -139,6 +145,7 @@ class Loop {
         }
         return Result<int>{epoll_.get()};
     }
+    /** A turn that does not wait. */
     Result<void> dispatch() { return turn(std::chrono::nanoseconds{0}); }
     /** @} */
 
@@ -273,6 +280,7 @@ class Loop {
     }
     /** @} */
 
+    /** As they stand now. */
     Counters counters() const noexcept {
         Counters all = counters_;
         all.lateReplies += calls_.lateReplies;

@@ -26,6 +26,8 @@ concept Plain = std::is_trivially_copyable_v<T> && !std::is_pointer_v<T> && !std
  *  and a contiguous range of plain values. */
 class Payload {
   public:
+    /** Of nothing, and of what is said above.
+     *  @{ */
     Payload() = default;
     template <typename Text>
     requires std::is_convertible_v<const Text &, std::string_view> Payload(const Text &text)
@@ -36,7 +38,9 @@ class Payload {
     requires(std::is_trivially_copyable_v<std::ranges::range_value_t<R>> &&
              !std::is_convertible_v<const R &, std::string_view>) Payload(const R &values)
         : bytes_{std::as_bytes(std::span{std::ranges::data(values), std::ranges::size(values)})} {}
+    /** @} */
 
+    /** The bytes, where they lie. */
     std::span<const std::byte> bytes() const noexcept { return bytes_; }
 
   private:
@@ -46,14 +50,19 @@ class Payload {
 /** A message that somebody else owns. */
 class MessageView {
   public:
+    /** Of a message of the C interface, header and payload in one block. */
     explicit MessageView(const VosMsgHeader *header) noexcept : header_{header} {}
 
+    /** A field of the header.
+     *  @{ */
     uint32_t type() const noexcept { return header_->type; }
     VosEntityId source() const noexcept { return header_->src; }
     VosEntityId destination() const noexcept { return header_->dst; }
     uint16_t flags() const noexcept { return header_->flags; }
     bool has(unsigned flag) const noexcept { return (header_->flags & flag) != 0; }
     uint32_t word() const noexcept { return header_->wordData; }
+    /** @} */
+    /** The payload where it lies. */
     std::span<const std::byte> payload() const noexcept {
         return {reinterpret_cast<const std::byte *>(header_ + 1), header_->dataLength};
     }
@@ -74,10 +83,11 @@ class MessageView {
         std::memcpy(&*value, header_ + 1, sizeof(T));
         return value;
     }
+    /** For the C interface. */
     const VosMsgHeader *header() const noexcept { return header_; }
 
   protected:
-    const VosMsgHeader *header_;
+    const VosMsgHeader *header_; /**< header and payload */
 };
 
 /** A message of one's own: one block of the memory manager. Moves, never copies. */
@@ -85,6 +95,7 @@ class Message : public MessageView {
   public:
     /** Takes a block over, as receiving gives it out; NULL is an empty message, of which only the test is allowed. */
     explicit Message(VosMsgHeader *block = nullptr) noexcept : MessageView{block} {}
+    /** @cond */
     Message(Message &&other) noexcept : MessageView{std::exchange(other.header_, nullptr)} {}
     Message &operator=(Message &&other) noexcept {
         if (this != &other) {
@@ -93,6 +104,7 @@ class Message : public MessageView {
         }
         return *this;
     }
+    /** @endcond */
     ~Message() { VOS_FREE(block()); }
 
     /** A message with type, source, destination, flags, word and payload; empty when memory is short. A procedure's
@@ -122,9 +134,12 @@ class Message : public MessageView {
         }
         return Message{msg};
     }
+    /** One more of it; empty when memory is short. */
     Message copy() const { return Message{vosMsg_duplicate(header_)}; }
 
+    /** Whether there is one. */
     explicit operator bool() const noexcept { return header_ != nullptr; }
+    /** The block, which stays this message's. */
     VosMsgHeader *block() const noexcept { return const_cast<VosMsgHeader *>(header_); }
     /** Gives the block to the caller, who frees it with VOS_FREE. */
     VosMsgHeader *release() noexcept { return const_cast<VosMsgHeader *>(std::exchange(header_, nullptr)); }

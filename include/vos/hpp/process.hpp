@@ -18,8 +18,8 @@ namespace vos {
 
 /** A program to start: PrctlSpawnRequest with descriptors that are safe to leave alone. Fields of it may be changed. */
 struct Command : PrctlSpawnRequest {
-    /** @param exe   full path
-     *  @param args  arguments between blanks, or NULL; nothing is quoted */
+    /** @param program    full path
+     *  @param arguments  arguments between blanks, or NULL; nothing is quoted */
     explicit Command(const char *program, const char *arguments = nullptr) : PrctlSpawnRequest{} {
         exe = program;
         args = arguments;
@@ -32,9 +32,10 @@ struct Command : PrctlSpawnRequest {
 
 /** How a child ended. */
 struct Ended {
-    pid_t pid;
+    pid_t pid;        /**< its process id */
     int exitCode;     /**< meaningful without a signal */
     int signalNumber; /**< the signal that ended it, or 0 */
+    /** Whether it ended by itself with 0. */
     bool clean() const noexcept { return exitCode == 0 && signalNumber == 0; }
 };
 

@@ -12,11 +12,13 @@
 
 #include "vos/ret_text.h"
 
+/** @cond */
 #ifdef __cpp_exceptions
 #define VOS_HPP_EXCEPTIONS 1
 #else
 #define VOS_HPP_EXCEPTIONS 0
 #endif
+/** @endcond */
 
 namespace vos {
 
@@ -28,8 +30,11 @@ inline const char *message(VosRet ret) noexcept {
 /** What Result::value() throws where there is no value. */
 class Error : public std::exception {
   public:
+    /** Of a code. */
     explicit Error(VosRet ret) noexcept : ret_{ret} {}
+    /** The code. */
     VosRet ret() const noexcept { return ret_; }
+    /** The code in words. */
     const char *what() const noexcept override { return message(ret_); }
 
   private:
@@ -85,22 +90,30 @@ class Function<R(Args...)> {
 template <typename T>
 class [[nodiscard]] Result {
   public:
+    /** A success. */
     Result(T value) : value_{std::move(value)} {}
     /** A failure; VOS_RET_OK counts as VOS_RET_ERROR. */
     Result(VosRet ret) requires(!std::is_same_v<T, VosRet>) : ret_{ret == VOS_RET_OK ? VosRet{VOS_RET_ERROR} : ret} {}
+    /** A failure, where T is VosRet itself. */
     static Result failure(VosRet ret) {
         Result result;
         result.ret_ = ret == VOS_RET_OK ? VosRet{VOS_RET_ERROR} : ret;
         return result;
     }
 
+    /** Whether there is a value. */
     explicit operator bool() const noexcept { return value_.has_value(); }
+    /** VOS_RET_OK, or why there is no value. */
     VosRet ret() const noexcept { return ret_; }
+    /** The same in words. */
     const char *message() const noexcept { return vos::message(ret_); }
-    /** The value; without one throws Error or, compiled without exceptions, says so and aborts. */
+    /** The value; without one throws Error or, compiled without exceptions, says so and aborts.
+     *  @{ */
     T &value() & { return value_ ? *value_ : (detail::noValue(ret_), *value_); }
     const T &value() const & { return value_ ? *value_ : (detail::noValue(ret_), *value_); }
     T value() && { return std::move(value()); }
+    /** @} */
+    /** The value, or another one. */
     T value_or(T other) && { return value_ ? std::move(*value_) : std::move(other); }
     /** The value, which must be there.
      *  @{ */
@@ -120,10 +133,15 @@ class [[nodiscard]] Result {
 template <>
 class Result<void> {
   public:
+    /** Of a code. */
     Result(VosRet ret = VOS_RET_OK) noexcept : ret_{ret} {}
+    /** Whether it went well. */
     explicit operator bool() const noexcept { return ret_ == VOS_RET_OK; }
+    /** The code. */
     VosRet ret() const noexcept { return ret_; }
+    /** The same in words. */
     const char *message() const noexcept { return vos::message(ret_); }
+    /** Throws or aborts, as that of a Result with a value, unless it went well. */
     void value() const {
         if (ret_ != VOS_RET_OK) {
             detail::noValue(ret_);

@@ -30,6 +30,7 @@ class SharedMemory {
         memory.size_ = size;
         return memory;
     }
+    /** @cond */
     SharedMemory(SharedMemory &&other) noexcept
         : id_{other.id_}, address_{std::exchange(other.address_, nullptr)}, size_{other.size_} {}
     SharedMemory &operator=(SharedMemory &&other) noexcept {
@@ -38,17 +39,20 @@ class SharedMemory {
         std::swap(size_, other.size_);
         return *this;
     }
+    /** @endcond */
     ~SharedMemory() {
         if (address_ != nullptr) {
             vosSm_cleanup(address_);
         }
     }
+    /** All of it. */
     std::span<std::byte> bytes() const noexcept { return {static_cast<std::byte *>(address_), size_}; }
     /** The segment as a T; nullptr when it is smaller. What other processes write there is not to be trusted. */
     template <Plain T>
     T *as() const noexcept {
         return size_ >= sizeof(T) ? static_cast<T *>(address_) : nullptr;
     }
+    /** Removes the segment once nobody has it attached any more. */
     Result<void> remove() const { return vosSm_delete(static_cast<uint32_t>(id_)); }
 
   private:
@@ -66,11 +70,14 @@ class ProcessLock {
     static Result<ProcessLock> join(uint32_t key) { return init(key, true); }
     static Result<ProcessLock> create(uint32_t key) { return init(key, false); }
     /** @} */
+    /** The lock, held as long as this lives. */
     class [[nodiscard]] Held {
       public:
+        /** @cond */
         explicit Held(uint32_t id) noexcept : id_{id} {}
         Held(Held &&other) noexcept : id_{std::exchange(other.id_, std::nullopt)} {}
         Held &operator=(Held &&) = delete;
+        /** @endcond */
         ~Held() {
             if (id_) {
                 vosSem_unlock(*id_);
@@ -89,6 +96,7 @@ class ProcessLock {
         return held(vosSem_lock(id_, &ms));
     }
     /** @} */
+    /** Removes the lock; who waits for it fails. */
     Result<void> remove() const { return vosSem_cleanup(id_); }
 
   private:
