@@ -3,8 +3,10 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 #include "command.h"
+#include "common/msg_names.h"
 
 namespace vosctl {
 
