@@ -34,6 +34,13 @@ if(NOT CMAKE_CROSSCOMPILING)
             ${PROJECT_SOURCE_DIR}/tests/consumer "${VOS_SANITIZE}")
 endif()
 
+# The library inside another project, which keeps its settings.
+if(NOT CMAKE_CROSSCOMPILING AND NOT VOS_SANITIZE)
+    add_test(NAME Build.LibraryAloneJoinsAnotherProject
+        COMMAND ${PROJECT_SOURCE_DIR}/tests/check_subproject.sh ${CMAKE_COMMAND} ${PROJECT_SOURCE_DIR})
+    set_tests_properties(Build.LibraryAloneJoinsAnotherProject PROPERTIES TIMEOUT 600)
+endif()
+
 # The tags we write, read by somebody else's reader.
 add_test(NAME Build.NdefRecordsAreReadByAnotherReader
     COMMAND ${PROJECT_SOURCE_DIR}/tests/check_ndef.sh $<TARGET_FILE:vosctl> ${CMAKE_CURRENT_BINARY_DIR}/ndef)
