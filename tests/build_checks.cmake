@@ -67,3 +67,11 @@ endif()
 if(TARGET vosctl AND NOT CMAKE_CROSSCOMPILING)
     add_test(NAME Build.RecipesFitWhatIsInstalled COMMAND ${PROJECT_SOURCE_DIR}/packaging/check.sh ${PROJECT_BINARY_DIR})
 endif()
+
+# The README's commands, in the usual lane only: they build the release and install it.
+if(EXISTS ${PROJECT_SOURCE_DIR}/tools/vosctl/command_sandbox.cpp AND NOT CMAKE_CROSSCOMPILING
+        AND PROJECT_BINARY_DIR STREQUAL "${PROJECT_SOURCE_DIR}/build/dev")
+    add_test(NAME Readme.DoesWhatItSays
+        COMMAND python3 -B ${PROJECT_SOURCE_DIR}/tests/check_readme.py ${PROJECT_SOURCE_DIR})
+    set_tests_properties(Readme.DoesWhatItSays PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 1800)
+endif()
