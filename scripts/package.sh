@@ -62,7 +62,8 @@ dpkg-gensymbols -plibvos1 -v"$version" -P"$unpacked/package" -I"$unpacked/packag
     fail "the symbols file is not what the library exports"
 printf '%s symbols\n' "$(grep -c '@' "$unpacked/symbols")"
 readelf -n "$unpacked"/package/usr/lib/*/libvos.so.1 | sed -n 's|.*Build ID: \(..\)|/\1/|p' > "$unpacked/id"
-dpkg-deb -c "$build"/libvos1-dbgsym_*.ddeb | grep -qF "$(cat "$unpacked/id").debug" ||
+dpkg-deb -c "$build"/libvos1-dbgsym_*.ddeb > "$unpacked/list"
+grep -qF "$(cat "$unpacked/id").debug" "$unpacked/list" ||
     fail "the debug symbols are not those of the library"
 
 [ "${1:-}" != --no-tree ] || exit 0
