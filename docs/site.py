@@ -53,7 +53,7 @@ def finished(page: str, nav: str, date: str) -> str:
     page = page.replace("<!--pages-->", nav).replace("<!--date-->", date)
     page = re.sub(r'<div class="title">(.*?)</div>', r'<h1 class="title">\1</h1>', page, count=1, flags=re.S)
     # A header and a structure are called by their names; a header stands in the list of headers.
-    page = re.sub(r"(<title>|<h1 class=\"title\">)([^<]*?) (File|Struct|Union) Reference",
+    page = re.sub(r"(<title>|<h1 class=\"title\">)([^<]*?) (File|(?:Struct|Union|Class|Namespace)(?: Template)?) Reference",
                   lambda m: m[1] + ("vos/" if m[3] == "File" and not m[2].startswith("vos/") else "") + m[2], page)
     page = re.sub(r'<a class="el" href="dir_\w+.html">vos</a>', '<a class="el" href="files.html">Headers</a>', page)
     page = re.sub(r'<tr id="row_0_"[^>]*>(?:(?!</tr>).)*href="dir_.*?</tr>', "", page, flags=re.S)
@@ -93,7 +93,8 @@ def main() -> None:
     index = []
     for file in sorted(site.glob("*.html")):
         page = file.read_text()
-        current = file.name if file.name in listed else "annotated.html" if file.name.startswith("struct") else "files.html"
+        is_structure = file.name.startswith(("struct", "union", "class", "namespace"))
+        current = file.name if file.name in listed else "annotated.html" if is_structure else "files.html"
         page = finished(page, navigation(entries, current), date)
         file.write_text(page)
         title = re.search(r"<title>(.*?) · ", page)
