@@ -57,17 +57,24 @@ build_target() {
 
 target_figures() {
     local dir=build/footprint-musl
-    build_target "$dir" vos -DVOS_BUILD_TOOLS=ON
+    build_target "$dir" vos -DVOS_BUILD_TOOLS=OFF
+    build_target "$dir" vosmini -DVOS_BUILD_TOOLS=OFF
     build_target "$dir-small" vos -DVOS_BUILD_TOOLS=OFF -DVOS_WITH_GB18030=OFF
     echo "## aarch64 musl, stripped, bytes"
     table_head
     figures "libvos without GB18030" "$dir-small/libvos.so.1"
     figures "libvos" "$dir/libvos.so.1"
+    figures "vosmini" "$dir/bin/vosmini"
     echo
-    echo "Text by source file, the ten largest, bytes:"
-    find "$dir-small/CMakeFiles/vos_objects.dir" -name '*.o' -printf '%p\n' | while read -r object; do
-        echo "$(section "$object" '[.]text.*') ${object##*/}"
-    done | sort -rn | head | sed 's/^/    /;s/\.cpp\.o$//'
+    echo "Text of the objects by family, bytes:"
+    find "$dir-small/CMakeFiles" -path '*/vos_*objects.dir/*.o' ! -path '*static_objects*' | while read -r object; do
+        name=${object#*/src/}
+        name=${name#vos/linux/oal_}
+        name=${name#vos/}
+        name=${name#util/}
+        name=${name%%.cpp.o}
+        echo "${name%%/*} $(section "$object" '[.]text.*')"
+    done | awk '{sum[$1] += $2} END {for (name in sum) print sum[name], name}' | sort -rn | sed 's/^/    /'
 }
 
 idle_head() {

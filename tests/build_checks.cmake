@@ -34,6 +34,13 @@ if(NOT CMAKE_CROSSCOMPILING)
             ${PROJECT_SOURCE_DIR}/tests/consumer "${VOS_SANITIZE}")
 endif()
 
+# The library inside another project, which keeps its settings.
+if(NOT CMAKE_CROSSCOMPILING AND NOT VOS_SANITIZE)
+    add_test(NAME Build.LibraryAloneJoinsAnotherProject
+        COMMAND ${PROJECT_SOURCE_DIR}/tests/check_subproject.sh ${CMAKE_COMMAND} ${PROJECT_SOURCE_DIR})
+    set_tests_properties(Build.LibraryAloneJoinsAnotherProject PROPERTIES TIMEOUT 600)
+endif()
+
 # The tags we write, read by somebody else's reader.
 add_test(NAME Build.NdefRecordsAreReadByAnotherReader
     COMMAND ${PROJECT_SOURCE_DIR}/tests/check_ndef.sh $<TARGET_FILE:vosctl> ${CMAKE_CURRENT_BINARY_DIR}/ndef)
@@ -59,4 +66,12 @@ endif()
 # The packaging recipes against what is installed.
 if(TARGET vosctl AND NOT CMAKE_CROSSCOMPILING)
     add_test(NAME Build.RecipesFitWhatIsInstalled COMMAND ${PROJECT_SOURCE_DIR}/packaging/check.sh ${PROJECT_BINARY_DIR})
+endif()
+
+# The README's commands, in the usual lane only: they build the release and install it.
+if(EXISTS ${PROJECT_SOURCE_DIR}/tools/vosctl/command_sandbox.cpp AND NOT CMAKE_CROSSCOMPILING
+        AND PROJECT_BINARY_DIR STREQUAL "${PROJECT_SOURCE_DIR}/build/dev")
+    add_test(NAME Readme.DoesWhatItSays
+        COMMAND python3 -B ${PROJECT_SOURCE_DIR}/tests/check_readme.py ${PROJECT_SOURCE_DIR})
+    set_tests_properties(Readme.DoesWhatItSays PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 1800)
 endif()

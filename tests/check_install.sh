@@ -1,7 +1,7 @@
 #!/bin/sh
 # check_install.sh CMAKE BUILD_DIR CONSUMER_DIR SANITIZE: installs into a scratch directory and builds and runs a C11
 # program through pkg-config and a C++17 program through find_package against it, each with the shared library and with all
-# of the static one.
+# of the static one, the C11 program also with -static.
 set -eu
 cmake=$1
 build=$2
@@ -19,14 +19,22 @@ libdir=$scratch/root$(dirname "$(dirname "$(find "$scratch/root" -name vos.pc | 
 interface=
 [ ! -x "$scratch/root$prefix/bin/vosgen" ] || interface=$consumer/../../examples/meshd.toml
 export PKG_CONFIG_PATH="$libdir/pkgconfig"
+whole_archive="s|-lvos|-Wl,--whole-archive,$libdir/libvos.a,--no-whole-archive|"
 vos_flags() { pkg-config --define-variable=prefix="$scratch/root$prefix" "$@" vos; }
 # shellcheck disable=SC2046
 cc -std=c11 -Wall -Wextra -Werror $flags "$consumer/consumer.c" $(vos_flags --cflags --libs) -o "$scratch/c_consumer"
 LD_LIBRARY_PATH=$libdir "$scratch/c_consumer"
 # shellcheck disable=SC2046
-cc -std=c11 $flags "$consumer/consumer.c" $(vos_flags --cflags --libs --static |
-    sed "s|-lvos|-Wl,--whole-archive,$libdir/libvos.a,--no-whole-archive|") -o "$scratch/c_consumer"
+cc -std=c11 $flags "$consumer/consumer.c" $(vos_flags --cflags --libs --static | sed "$whole_archive") -o "$scratch/c_consumer"
 "$scratch/c_consumer"
+if [ -z "$sanitize" ]; then
+    # Nothing is left to load: the line of the manual's page on porting, with all of the library.
+    # shellcheck disable=SC2046
+    cc -std=c11 -static "$consumer/consumer.c" $(vos_flags --cflags --libs --static | sed "$whole_archive") \
+        -o "$scratch/c_consumer" 2> "$scratch/static.log" || { cat "$scratch/static.log"; exit 1; }
+    "$scratch/c_consumer"
+    if readelf -l "$scratch/c_consumer" | grep INTERP; then exit 1; fi
+fi
 
 $cmake -S "$consumer" -B "$scratch/cxx" -DCMAKE_PREFIX_PATH="$scratch/root$prefix" -DCMAKE_CXX_FLAGS="$flags" \
     ${interface:+"-DINTERFACE=$interface"} \

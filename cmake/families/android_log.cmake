@@ -13,16 +13,29 @@ if(NOT VOS_WITH_ANDROID_LOG)
 elseif(NOT vos_android_log_found)
     message(FATAL_ERROR "VOS_WITH_ANDROID_LOG needs liblog (Debian: android-liblog-dev)")
 else()
-    set_property(SOURCE ${PROJECT_SOURCE_DIR}/src/vos/log/entry.cpp
-        APPEND PROPERTY COMPILE_DEFINITIONS VOS_WITH_ANDROID_LOG=1)
+    # Debian has liblog as a shared library only. libvos.a must link with -static there, so it goes without.
+    cmake_path(GET VOS_ANDROID_LOG_LIBRARY PARENT_PATH vos_android_log_dir)
+    find_library(VOS_ANDROID_LOG_ARCHIVE liblog.a HINTS ${vos_android_log_dir} NO_DEFAULT_PATH)
+    mark_as_advanced(VOS_ANDROID_LOG_ARCHIVE)
     set_source_files_properties(${PROJECT_SOURCE_DIR}/src/vos/linux/oal_log/android.cpp
         PROPERTIES COMPILE_OPTIONS "-isystem${VOS_ANDROID_LOG_INCLUDE}")
-    list(APPEND vos_private_libs ${VOS_ANDROID_LOG_LIBRARY})  # its own calls stay in reach of the process
-    cmake_path(GET VOS_ANDROID_LOG_LIBRARY PARENT_PATH vos_android_log_dir)
-    list(APPEND vos_pc_private "-L${vos_android_log_dir} -llog")
+    list(APPEND vos_bind_names vos/log/entry oal_log/android)
+    list(APPEND vos_shared_definitions VOS_WITH_ANDROID_LOG=1)
+    list(APPEND vos_shared_libs ${VOS_ANDROID_LOG_LIBRARY})  # its own calls stay in reach of the process
+    if(VOS_ANDROID_LOG_ARCHIVE)
+        list(APPEND vos_static_definitions VOS_WITH_ANDROID_LOG=1)
+        list(APPEND vos_static_libs ${VOS_ANDROID_LOG_LIBRARY})
+        list(APPEND vos_pc_private "-L${vos_android_log_dir} -llog")
+    else()
+        list(APPEND vos_static_left_out oal_log/android)
+        message(STATUS "${VOS_ANDROID_LOG_LIBRARY} is a shared library only: in libvos.a, which must link with -static, the "
+            "daemon log's destination 4 writes its file only")
+    endif()
     # Debian keeps the library where the loader does not look by itself.
     if(NOT CMAKE_CROSSCOMPILING AND NOT vos_android_log_dir IN_LIST CMAKE_CXX_IMPLICIT_LINK_DIRECTORIES)
         cmake_language(DEFER CALL set_property TARGET vos PROPERTY INSTALL_RPATH ${vos_android_log_dir})
-        list(APPEND vos_pc_private "-Wl,-rpath,${vos_android_log_dir}")
+        if(VOS_ANDROID_LOG_ARCHIVE)
+            list(APPEND vos_pc_private "-Wl,-rpath,${vos_android_log_dir}")
+        endif()
     endif()
 endif()
