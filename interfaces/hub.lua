@@ -63,6 +63,7 @@ return {
         { name = "copy", kind = "event", type = 0x1000f002, constant = "HUB_MONITOR_COPY", payload = "Copy" },
         { name = "listClients", kind = "request", type = 0x1000f003, constant = "HUB_LIST_CLIENTS", reply = "ListClientsReply" },
         { name = "getCounters", kind = "request", type = 0x1000f004, constant = "HUB_GET_COUNTERS", reply = "GetCountersReply" },
+        { name = "advanceClock", kind = "request", type = 0x1000f005, constant = "HUB_ADVANCE_CLOCK" },
         { name = "echo", kind = "request", type = 0x1000f010, constant = "ECHO", payload = "Echo", reply = "EchoReply" },
         { name = "remoteCli", kind = "request", type = 0x1000f030, constant = "REMOTE_CLI", payload = "RemoteCli" },
     },

@@ -25,7 +25,6 @@
 
 #include "command.h"
 #include "common/namespaces.h"
-#include "output.h"
 #include "sandbox_list.h"
 
 namespace fs = std::filesystem;
@@ -405,10 +404,9 @@ void run(Options &options) {
     if (!options.enter && options.name.empty()) {
         options.name = nameOf(options.command.front());
     }
-    const int status = options.enter ? enter(options) : sandbox(options);
-    if (status != 0) {
-        exit(status);
-    }
+    // At once: this process does not stand in the /proc that it sees now, and what runs at an exit (a sanitizer's
+    // search for leaks) would look for it there.
+    _exit(options.enter ? enter(options) : sandbox(options));
 }
 
 void setUp(CLI::App &app) {
