@@ -37,6 +37,10 @@ if(TARGET example_statusd)
     vos_python_test(Examples.LiveTheirWholeDay test_examples.py)
 endif()
 
+if(TARGET vosgen)
+    vos_python_test(Python.GeneratedPeersUnderstandEachOther test_generated.py)
+endif()
+
 add_test(NAME Python.PassesMypyStrictly COMMAND ${PROJECT_SOURCE_DIR}/tests/python/check_types.sh
     ${CMAKE_CURRENT_BINARY_DIR}/mypy)
 set_tests_properties(Python.PassesMypyStrictly PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 300)
