@@ -22,7 +22,12 @@ void requireScreen() {
         throw Failure{"top needs a terminal; scripts use 'vosctl top --json'"};
     }
     int error = 0;
-    if (setupterm(terminal, STDOUT_FILENO, &error) != OK || tigetstr("cup") == nullptr) {
+    const bool known = setupterm(terminal, STDOUT_FILENO, &error) == OK;
+    const bool places = known && tigetstr("cup") != nullptr;
+    if (known) {
+        del_curterm(cur_term);
+    }
+    if (!places) {
         throw Failure{"the terminal '" + std::string{terminal} +
                       "' cannot place text; set TERM to another, or use 'vosctl top --json'"};
     }

@@ -8,6 +8,8 @@
 #include <cctype>
 #include <cstdlib>
 
+#include "command.h"
+
 #ifdef VOSCTL_WITH_NCURSES
 #include <curses.h>
 #endif
@@ -54,7 +56,10 @@ void follow(TopView &view, TopModel &model, VosEntityId eid) {
 
 TopScreen::TopScreen() {
     setenv("ESCDELAY", "25", 0);
-    initscr();
+    screen_ = newterm(nullptr, stdout, stdin);
+    if (screen_ == nullptr) {
+        throw Failure{"no memory for the terminal"};
+    }
     if (has_colors()) {
         start_color();
         use_default_colors();
@@ -69,6 +74,7 @@ TopScreen::TopScreen() {
 
 TopScreen::~TopScreen() {
     endwin();
+    delscreen(static_cast<SCREEN *>(screen_));
 }
 
 size_t TopScreen::width() const {

@@ -28,7 +28,8 @@ class TopScreen {
   private:
     bool takeKey(int key, TopView &view, TopModel &model);
 
-    bool typing_ = false;  // the filter
+    void *screen_ = nullptr;  // of the terminal's library
+    bool typing_ = false;     // the filter
     bool paused_ = false;
 };
 
