@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "command.h"
+#include "common/msg_names.h"
 
 namespace vosctl {
 
