@@ -22,9 +22,13 @@ struct Codec;
 template <typename T>
 class Read {
   public:
+    /** Takes the message over. */
     Read(Message &&message, const T &value) : message_{std::move(message)}, value_{value} {}
+    /** The value.
+     *  @{ */
     const T &operator*() const noexcept { return value_; }
     const T *operator->() const noexcept { return &value_; }
+    /** @} */
 
   private:
     Message message_;
@@ -33,12 +37,14 @@ class Read {
 
 namespace iface {
 
+/** The longest wait. */
 using Patience = std::chrono::nanoseconds;
 
 /** A payload's value by itself where it points nowhere. */
 template <typename T>
 using Value = std::conditional_t<Codec<T>::kPlain, T, Read<T>>;
 
+/** Reads a message's payload: VOS_RET_OK or VOS_RET_BAD_ARG. */
 template <typename T>
 VosRet read(const MessageView &message, T &value) {
     return Codec<T>::read(message.header() + 1, message.header()->dataLength, &value);
@@ -48,6 +54,7 @@ VosRet read(const MessageView &message, T &value) {
 template <typename T>
 class Written {
   public:
+    /** Writes it. */
     explicit Written(const T &value) {
         uint32_t length = sizeof bytes_;
         if constexpr (!Codec<T>::kPlain) {
@@ -56,7 +63,9 @@ class Written {
         }
         ret_ = Codec<T>::write(&value, bytes_.data(), length, &length);
     }
+    /** Whether it could be written. */
     VosRet ret() const noexcept { return ret_; }
+    /** What was written. */
     Payload payload() const { return bytes_; }
 
   private:
@@ -67,15 +76,20 @@ class Written {
 /** What replies give: nothing, their word, their payload, or both. */
 template <typename T, bool kWord>
 struct ReplyOf {
+    /** The value's type. */
     using Type = std::conditional_t<kWord, std::pair<uint32_t, Value<T>>, Value<T>>;
 };
+/** Of a reply without payload. */
 template <bool kWord>
 struct ReplyOf<void, kWord> {
+    /** The value's type. */
     using Type = std::conditional_t<kWord, uint32_t, void>;
 };
+/** A reply's value or a code. */
 template <typename T, bool kWord>
 using Answer = Result<typename ReplyOf<T, kWord>::Type>;
 
+/** A Result without a value; VOS_RET_OK counts as VOS_RET_ERROR. */
 template <typename R>
 R failure(VosRet ret) {
     if constexpr (std::is_same_v<R, Result<void>>) {
@@ -142,7 +156,9 @@ Call ask(Loop &loop, const Ask &question, Done done) {
 template <typename T, bool kWord>
 class AskingFor : public Asking {
   public:
+    /** What Loop::ask() gives. */
     explicit AskingFor(Asking &&asking) noexcept : Asking{std::move(asking)} {}
+    /** The reply's value. */
     Answer<T, kWord> await_resume() { return answer<T, kWord>(Asking::await_resume()); }
 };
 
@@ -151,8 +167,11 @@ class AskingFor : public Asking {
 template <typename T, bool kWord>
 class ReplyTo {
   public:
+    /** Takes the reply along. */
     explicit ReplyTo(const Request &request) noexcept : pending_{request.later()} {}
 
+    /** Answers; only the first answer counts.
+     *  @{ */
     void send() requires(std::is_void_v<T> && !kWord) { pending_.reply(); }
     void send(uint32_t word) requires(std::is_void_v<T> &&kWord) { pending_.replyWord(word); }
     template <typename V = T>
@@ -163,6 +182,8 @@ class ReplyTo {
     void send(uint32_t word, const std::type_identity_t<V> &value) requires(!std::is_void_v<T> && kWord) {
         sendValue(word, value);
     }
+    /** @} */
+    /** Refuses: the code as word, no payload. */
     void fail(VosRet ret) { pending_.fail(ret); }
 
   private:
