@@ -53,10 +53,11 @@ class Block:
 
 
 def enter_namespace() -> None:
-    """Starts this program again where mounts are its own."""
-    for spaces in (["--mount"], ["--user", "--map-root-user", "--mount"]):
+    """Starts this program again where mounts and processes are its own: no other sandbox is seen, and none is left."""
+    own = ["--mount", "--propagation", "private", "--pid", "--fork", "--kill-child", "--mount-proc"]
+    for spaces in (own, ["--user", "--map-root-user", *own]):
         if subprocess.run(["unshare", *spaces, "true"], capture_output=True).returncode == 0:
-            os.execvp("unshare", ["unshare", *spaces, "--propagation", "private", sys.executable, *sys.argv, "--inside"])
+            os.execvp("unshare", ["unshare", *spaces, sys.executable, *sys.argv, "--inside"])
     print("this account may not create namespaces")
     sys.exit(77)
 

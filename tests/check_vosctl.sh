@@ -20,10 +20,13 @@ if [ "${3:-}" != --inside ]; then
     exit 77
 fi
 PATH=$2:$PATH
+shipped=$(realpath "$(dirname "$0")/../interfaces")
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 mount -t tmpfs tmpfs /var
 cd "$scratch"
+mkdir none
+export VOS_INTERFACES=$scratch/none
 fail() {
     echo "$1"
     exit 1
@@ -55,9 +58,8 @@ start_hub() {
 
 # What the echo daemon answers to 0x5678, for a vosctl that reads descriptions; fails without that.
 describe() {
-    vosctl interfaces > /dev/null 2>&1 || return 1
     mkdir -p interfaces
-    export VOS_INTERFACES=$scratch/interfaces
+    VOS_INTERFACES=$scratch/interfaces
     cat > interfaces/echo.toml << 'END'
 [interface]
 name = "echo"
@@ -230,6 +232,7 @@ browse() { # URL: the page as the browser has made it
 }
 
 part_report() {
+    VOS_INTERFACES=$shipped
     start_hub
     echo_daemon --name echo > /dev/null &
     echo_daemon --name mute --delay 100000 > /dev/null &
@@ -249,12 +252,11 @@ part_report() {
     expect 'its answer</button>' cat dom
     expect 'aria-pressed="false">mute 2?[0-9]+</button>' cat dom
 
-    if describe; then
-        status 0 vosctl record described.pcap -- vosctl request echo 0x5678 --hex '07 00 00 00 09 00 00 00'
-        status 0 vosctl report described.pcap -o described.html
-        expect '":\{"first":7,"second":9\}' cat described.html
-        expect '<td>echo.measure</td>' cat described.html
-    fi
+    describe
+    status 0 vosctl record described.pcap -- vosctl request echo 0x5678 --hex '07 00 00 00 09 00 00 00'
+    status 0 vosctl report described.pcap -o described.html
+    expect '":\{"first":7,"second":9\}' cat described.html
+    expect '<td>echo.measure</td>' cat described.html
 
     # A hundred thousand messages, of which only those in sight are in the document; a name that is a script is a text.
     make_capture large.pcap 100000 24
@@ -361,15 +363,14 @@ open("other.pcap", "wb").write(data[:at + 4] + b"xy" + data[at + 6:])'
     status 2 "${replay[@]}" --ignore ECHO:5-4
     one_line '^vosctl: --ignore takes TYPE, TYPE:word'
 
-    if describe; then
-        status 0 vosctl record described.pcap -- vosctl request echo 0x5678 --hex '07 00 00 00 09 00 00 00'
-        python3 -c 'data = open("described.pcap", "rb").read(); at = data.rindex(bytes([7, 0, 0, 0, 9]))
+    describe
+    status 0 vosctl record described.pcap -- vosctl request echo 0x5678 --hex '07 00 00 00 09 00 00 00'
+    python3 -c 'data = open("described.pcap", "rb").read(); at = data.rindex(bytes([7, 0, 0, 0, 9]))
 open("described.pcap", "wb").write(data[:at + 4] + b"x" + data[at + 5:])'
-        status 1 vosctl replay described.pcap --as vosctl --to echo --at-once
-        expect '^message [0-9]+, echo.measure: the reply differs$' cat out
-        expect '^    second        recorded 120$' cat out
-        status 0 vosctl replay described.pcap --as vosctl --to echo --at-once --ignore 0x5678:second
-    fi
+    status 1 vosctl replay described.pcap --as vosctl --to echo --at-once
+    expect '^message [0-9]+, echo.measure: the reply differs$' cat out
+    expect '^    second        recorded 120$' cat out
+    status 0 vosctl replay described.pcap --as vosctl --to echo --at-once --ignore 0x5678:second
 
     # A daemon that says less than it did.
     kill "$echo"
