@@ -129,8 +129,8 @@ class Reader {
             }
             std::ranges::stable_sort(entries, [](const auto &a, const auto &b) { return a.first < b.first; });
             for (const auto &each : entries) {
-                const auto &[name, value] = each.second;
-                attempt([&, &name = name, value = value] {
+                attempt([&] {
+                    const auto &[name, value] = each.second;
                     checkName(name, lineOf(*value));
                     entry(name, *value);
                 });
