@@ -233,6 +233,7 @@ browse() { # URL: the page as the browser has made it
 
 part_report() {
     VOS_INTERFACES=$shipped
+    expect '"name":"launched","kind":"notice","type":268436049,' vosctl interfaces vos --json
     start_hub
     echo_daemon --name echo > /dev/null &
     echo_daemon --name mute --delay 100000 > /dev/null &

@@ -2,16 +2,22 @@
 #include <cstdio>
 #include <memory>
 
+#include "arguments.h"
 #include "command.h"
 #include "interfaces.h"
+#include "output.h"
 
 namespace {
 
-std::string fieldsOf(const iface::Struct *record, const std::optional<iface::Field> &word) {
-    std::string text;
-    const auto add = [&text](const iface::Field &field) {
-        text.append(text.empty() ? "" : ", ").append(field.name).append(": ").append(iface::typeText(field));
-    };
+struct Options {
+    std::string name;
+    bool json = false;
+};
+
+/** Names and types of a message's word and of the fields behind it. */
+iface::Json fieldsOf(const iface::Struct *record, const std::optional<iface::Field> &word) {
+    iface::Json fields = iface::Json::object();
+    const auto add = [&fields](const iface::Field &field) { fields[field.name] = iface::typeText(field); };
     if (word) {
         add(*word);
     }
@@ -20,7 +26,38 @@ std::string fieldsOf(const iface::Struct *record, const std::optional<iface::Fie
             add(field);
         }
     }
+    return fields;
+}
+
+std::string textOf(const iface::Json &fields) {
+    std::string text;
+    for (const auto &[name, type] : fields.items()) {
+        text.append(text.empty() ? "" : ", ").append(name).append(": ").append(type.get<std::string>());
+    }
     return "{" + text + "}";
+}
+
+iface::Json jsonOf(const iface::Interface &interface) {
+    iface::Json messages = iface::Json::array();
+    for (const iface::Message &message : interface.messages) {
+        iface::Json each{{"name", message.name},
+                         {"kind", iface::kindName(message.kind)},
+                         {"type", message.type},
+                         {"doc", message.doc},
+                         {"fields", fieldsOf(message.payload, message.word)}};
+        if (message.kind == iface::MessageKind::kProcedure) {
+            each["procedure"] = message.number;
+        }
+        if (message.isAnswered()) {
+            each["reply"] = fieldsOf(message.reply, message.result);
+        }
+        messages.push_back(std::move(each));
+    }
+    return {{"name", interface.name},
+            {"doc", interface.doc},
+            {"server", interface.server},
+            {"eid", interface.eid},
+            {"messages", std::move(messages)}};
 }
 
 void printOne(const iface::Interface &interface) {
@@ -28,31 +65,48 @@ void printOne(const iface::Interface &interface) {
     printf(interface.eid != 0 ? ", entity %u\n" : "\n", interface.eid);
     for (const iface::Message &message : interface.messages) {
         const std::string name = interface.name + "." + message.name;
-        const std::string reply = message.isAnswered() ? " -> " + fieldsOf(message.reply, message.result) : "";
+        const std::string reply = message.isAnswered() ? " -> " + textOf(fieldsOf(message.reply, message.result)) : "";
         printf("\n%s %s %s%s\n    %s\n", std::string{iface::kindName(message.kind)}.c_str(), name.c_str(),
-               fieldsOf(message.payload, message.word).c_str(), reply.c_str(), message.doc.c_str());
+               textOf(fieldsOf(message.payload, message.word)).c_str(), reply.c_str(), message.doc.c_str());
     }
 }
 
-void run(const std::string &name) {
-    if (name.empty()) {
-        for (const iface::Interface &each : vosctl::descriptions().interfaces()) {
+void runAll(bool json) {
+    iface::Json all = iface::Json::array();
+    for (const iface::Interface &each : vosctl::descriptions().interfaces()) {
+        if (json) {
+            all.push_back(jsonOf(each));
+        } else {
             printf("%-16s %3zu messages  %s\n", each.name.c_str(), each.messages.size(), each.doc.c_str());
         }
+    }
+    if (json) {
+        vosctl::printJson({{"interfaces", std::move(all)}});
+    }
+}
+
+void run(const Options &options) {
+    if (options.name.empty()) {
+        runAll(options.json);
         return;
     }
-    const iface::Interface *interface = vosctl::descriptions().find(name);
+    const iface::Interface *interface = vosctl::descriptions().find(options.name);
     if (interface == nullptr) {
-        throw vosctl::Failure{"there is no description of '" + name + "'; see 'vosctl interfaces'"};
+        throw vosctl::Failure{"there is no description of '" + options.name + "'; see 'vosctl interfaces'"};
     }
-    printOne(*interface);
+    if (options.json) {
+        vosctl::printJson(jsonOf(*interface));
+    } else {
+        printOne(*interface);
+    }
 }
 
 void setUp(CLI::App &app) {
-    auto name = std::make_shared<std::string>();
-    app.add_option("name", *name, "one of them, in full")->type_name("INTERFACE");
+    auto options = std::make_shared<Options>();
+    app.add_option("name", options->name, "one of them, in full")->type_name("INTERFACE");
     vosctl::addInterfaces(app);
-    app.callback([name] { run(*name); });
+    vosctl::addJson(app, options->json);
+    app.callback([options] { run(*options); });
 }
 const vosctl::Command kCommand{"interfaces", "show which messages are described", setUp};
 
