@@ -5,7 +5,7 @@
 set -eu
 cmake=$1
 build=$2
-consumer=$3
+consumer=$(realpath "$3")
 sanitize=$4
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
