@@ -50,7 +50,10 @@ void Play::checkTurns(size_t events, int64_t timeoutNs) {
 // Who has a place costs something beside what waits: interests, delayed messages, tables.
 void Play::checkMemory(bool settled) const {
     constexpr size_t kPlace = size_t{2} << 20;
-    const size_t waiting = settled ? plan_.hostile * (3 * plan_.queueLimit + 4 * plan_.longest) : plan_.memoryLimit;
+    // Bytes that mean nothing may begin like a long message and go on until it is there.
+    const bool noisy = std::ranges::any_of(hostile_, [](const Hostile &hostile) { return hostile.kind == kNoise; });
+    const size_t waiting =
+        settled && !noisy ? plan_.hostile * (3 * plan_.queueLimit + 4 * plan_.longest) : plan_.memoryLimit;
     const size_t most = bytesBefore_ + waiting + (2 + plan_.hostile) * kPlace;
     if (hubHeap().bytes > most) {
         finding("the hub holds %zu bytes, more than %zu", hubHeap().bytes, most);

@@ -60,7 +60,7 @@ void Play::hostileAct(Hostile &hostile, size_t index) {
             hub(VOS_MSG_REGISTER_EVENT_INTEREST, static_cast<uint32_t>(kTopic + random_.below(kTopics)));
             hub(hubproto::kEcho, 0, noise);
             break;
-        case 3:  // bytes that mean nothing
+        case kNoise:
             hostile.out.assign(noise_.begin() + static_cast<ptrdiff_t>(random_.below(kOffsets)), noise_.end());
             break;
         case 4:  // half of a long message

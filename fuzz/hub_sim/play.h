@@ -112,6 +112,9 @@ struct Client {
     std::vector<Delayed> delayed;               // in order of registration
 };
 
+/** The kind of those who send bytes that mean nothing. */
+constexpr size_t kNoise = 3;
+
 /** One that does what it likes. */
 struct Hostile {
     std::shared_ptr<Connection> connection;
