@@ -26,16 +26,14 @@ bool isIntegrityCheckable(const PKCS12 *bundle) {
             (openSsl.ASN1_INTEGER_get(iterations) >= 0 && openSsl.ASN1_INTEGER_get(iterations) <= kMaxIterations));
 }
 
-// Reads a bundle into `bundle`, NULL or one that is bound to a library context, and releases it.
-EVP_PKEY *readKey(BIO *file, PKCS12 *bundle, const char *passPhrase) {
+// Reads a bundle into `bundle`, NULL or one that is bound to a library context, and releases it. Without a key,
+// `*isBundle` says whether other ciphers could still find one.
+EVP_PKEY *readKey(BIO *file, PKCS12 *bundle, const char *passPhrase, bool *isBundle) {
     const Scope freeBundle{[&bundle] { openSsl.PKCS12_free(bundle); }};
     EVP_PKEY *key = nullptr;
     // Certificate and chain are not asked for, which frees them inside the call.
-    if (openSsl.d2i_PKCS12_bio(file, &bundle) == nullptr || !isIntegrityCheckable(bundle) ||
-        openSsl.PKCS12_parse(bundle, passPhrase, &key, nullptr, nullptr) != 1) {
-        return nullptr;
-    }
-    return key;
+    *isBundle = openSsl.d2i_PKCS12_bio(file, &bundle) != nullptr && isIntegrityCheckable(bundle);
+    return *isBundle && openSsl.PKCS12_parse(bundle, passPhrase, &key, nullptr, nullptr) == 1 ? key : nullptr;
 }
 
 #if OPENSSL_VERSION_NUMBER >= 0x30000000L
@@ -62,7 +60,8 @@ EVP_PKEY *readLegacyKey(BIO *file, const char *passPhrase) {
     OSSL_PROVIDER *legacy = common != nullptr ? openSsl.OSSL_PROVIDER_load(context, "legacy") : nullptr;
     const Scope unloadLegacy{[legacy] { openSsl.OSSL_PROVIDER_unload(legacy); }};
     PKCS12 *bundle = legacy != nullptr ? openSsl.PKCS12_init_ex(NID_pkcs7_data, context, nullptr) : nullptr;
-    EVP_PKEY *key = bundle != nullptr ? readKey(file, bundle, passPhrase) : nullptr;
+    bool isBundle = false;
+    EVP_PKEY *key = bundle != nullptr ? readKey(file, bundle, passPhrase, &isBundle) : nullptr;
     const Scope freeKey{[key] { openSsl.EVP_PKEY_free(key); }};
     return key != nullptr ? copyToDefaultContext(key) : nullptr;
 }
@@ -78,9 +77,10 @@ EVP_PKEY *readKeyFile(const char *path, const char *passPhrase) {
     if (file == nullptr) {
         return nullptr;
     }
-    EVP_PKEY *key = readKey(file, nullptr, passPhrase);
+    bool isBundle = false;
+    EVP_PKEY *key = readKey(file, nullptr, passPhrase, &isBundle);
 #if OPENSSL_VERSION_NUMBER >= 0x30000000L
-    if (key == nullptr && openSsl.BIO_ctrl(file, BIO_C_FILE_SEEK, 0, nullptr) == 0) {
+    if (key == nullptr && isBundle && openSsl.BIO_ctrl(file, BIO_C_FILE_SEEK, 0, nullptr) == 0) {
         key = readLegacyKey(file, passPhrase);
     }
 #endif
