@@ -77,7 +77,7 @@ void Kept::shrinkTo(std::span<const std::byte> rest) {
 }
 
 ReadStatus FrameReader::fill(int fd, const Client &owner, Partial &partial, size_t *available) {
-    const std::span<std::byte> buffer = std::span{buffer_}.first(memory_.isTight() ? kReadWhenTight : buffer_.size());
+    const std::span<std::byte> buffer = {buffer_.get(), memory_.isTight() ? kReadWhenTight : kBufferSize};
     size_t carried = 0;
     std::span<std::byte> room;
     ssize_t got = 0;

@@ -3,8 +3,8 @@
 
 #include <cstddef>
 #include <cstring>
+#include <memory>
 #include <span>
-#include <vector>
 
 #include "memory.h"
 #include "vos/msg_types.h"
@@ -74,7 +74,7 @@ enum class Turn {
 /** Reads of all clients, through one buffer that stays warm in the cache. */
 class FrameReader {
   public:
-    FrameReader(Memory &memory) : memory_{memory}, buffer_(kBufferSize) {}
+    FrameReader(Memory &memory) : memory_{memory} {}
 
     /** One read from a non-blocking socket. `Turn sink(const Frame &)` gets every message that is complete with it, in
      *  order, until the turn is over; the rest is kept. The bytes stay valid until the next read, or as long as the
@@ -88,7 +88,7 @@ class FrameReader {
         if (status != ReadStatus::kOk) {
             return status;
         }
-        std::span<const std::byte> rest = std::span{buffer_}.first(available);
+        std::span<const std::byte> rest = std::span{buffer_.get(), available};
         status = cutWhole(client, sink);
         if (status == ReadStatus::kOk) {
             status = cut(client, rest, payloadLimit, sink);
@@ -181,7 +181,7 @@ class FrameReader {
     ReadStatus fill(int fd, const hubd::Client &owner, Partial &partial, size_t *available);
 
     Memory &memory_;
-    std::vector<std::byte> buffer_;
+    std::unique_ptr<std::byte[]> buffer_ = std::make_unique_for_overwrite<std::byte[]>(kBufferSize);
     std::span<const std::byte> rest_;
     size_t got_ = 0;
 };
