@@ -16,6 +16,8 @@ using hubsim::Connection;
 
 constexpr size_t kBad = 6;
 constexpr size_t kLongest = 1 << 16;
+constexpr int kIdle = 10;     // rounds without a word, up to a second: the hub has come to rest
+constexpr int kRounds = 200;  // and if it does not
 constexpr uint32_t kTypes[] = {VOS_MSG_LAUNCHED,
                                VOS_MSG_REGISTER_DELAYED_MSG,
                                VOS_MSG_UNREGISTER_DELAYED_MSG,
@@ -60,15 +62,27 @@ class Script final : public hubsim::Scene {
             if (connection) {
                 world_.close(*connection);
                 connection.reset();
-                rest_ = 0;
             }
         }
         const size_t count = world_.ready(events);
         world_.pass(count > 0 ? 1000 : std::clamp<int64_t>(timeoutNs, 1000, 100 * hubsim::kMs));
-        if (++rest_ == 100) {
+        idle_ = count > 0 ? 0 : idle_ + 1;
+        if (idle_ < kIdle && ++rounds_ < kRounds) {
+            return count;
+        }
+        idle_ = rounds_ = 0;
+        *over = end();
+        return count;
+    }
+    uint64_t steps() const override { return steps_; }
+
+  private:
+    /** What comes next when the hub has come to rest; whether nothing does. */
+    bool end() {
+        if (++ends_ == 1) {
             honest_[1]->toClient.drop(honest_[1]->toClient.size());
             sendTo(*honest_[0], 77, 100, 101, VOS_MSG_FLAG_EVENT, 7, "still there");
-        } else if (rest_ == 200) {
+        } else if (ends_ == 2) {
             if (honest_[0]->hubClosed || honest_[1]->hubClosed ||
                 honest_[1]->toClient.size() != sizeof(VosMsgHeader) + 11) {
                 hubsim::finding("the pair does not talk any more: %zu bytes", honest_[1]->toClient.size());
@@ -76,12 +90,9 @@ class Script final : public hubsim::Scene {
             world_.close(*honest_[0]);
             world_.close(*honest_[1]);
         }
-        *over = rest_ > 300;
-        return count;
+        return ends_ == 3;
     }
-    uint64_t steps() const override { return steps_; }
 
-  private:
     static void sendTo(Connection &connection, uint32_t type, VosEntityId src, VosEntityId dst, uint16_t flags,
                        uint32_t word, const std::string &payload) {
         const VosMsgHeader header = vos::messageHeader(type, src, dst, flags, word, payload.size());
@@ -145,7 +156,9 @@ class Script final : public hubsim::Scene {
     std::shared_ptr<Connection> honest_[2];
     std::shared_ptr<Connection> bad_[kBad];
     uint64_t steps_ = 0;
-    int rest_ = 0;
+    int idle_ = 0;
+    int rounds_ = 0;
+    int ends_ = 0;
 };
 
 }  // namespace

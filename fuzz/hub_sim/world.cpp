@@ -45,10 +45,11 @@ void Stream::pass(const std::byte *bytes, size_t count) {
             ofHeader_ = (ofHeader_ + taken) % sizeof header_;
             left_ = ofHeader_ == 0 ? header_.dataLength : 0;
             eid_ = ofHeader_ == 0 && eid_ == 0 ? header_.dst : eid_;
-            // Whoever asks nobody under a false source gets the answer under that.
+            // Whoever asks the hub, or nobody, under a false source gets the answer under that.
+            const bool isAnswer = header_.src == EID_HUBD && (header_.flags & VOS_MSG_FLAG_RESPONSE) != 0;
             const bool isToNobody = header_.wordData == VOS_RET_PEER_GONE && header_.dataLength == 0;
             const bool isForOthers = header_.dst != eid_ && (header_.flags & VOS_MSG_FLAG_REQUEUE) == 0;
-            if (ofHeader_ == 0 && isForOthers && !isToNobody) {
+            if (ofHeader_ == 0 && isForOthers && !isAnswer && !isToNobody) {
                 finding("entity %u is sent bytes that are no message of its own", eid_);
             }
         }

@@ -17,8 +17,8 @@ namespace hubsim {
 
 constexpr int64_t kMs = 1'000'000;
 /** The descriptors that the hub's own do not have: of its listener and of its signals. */
-constexpr int kListenFd = 998;
-constexpr int kSignalFd = 999;
+constexpr int kListenFd = 3;
+constexpr int kSignalFd = 4;
 
 /** What is on its way in one direction. */
 class Channel {
@@ -97,7 +97,7 @@ class World {
     void setAllocationsFail(bool fail) { allocationsFail_ = fail; }
 
   private:
-    static constexpr int kFirstFd = 1000;
+    static constexpr int kFirstFd = 5;
     static constexpr size_t kOfAPlace = 8192;  // bytes of a client that has nothing waiting
 
     Random &random_;
