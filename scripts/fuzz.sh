@@ -56,29 +56,30 @@ fi
 # The executions of a campaign so far, kept beside its inputs; it runs in pieces, so that what a stopped one did counts.
 piece=1000000
 counted() { cat "build/fuzz/fuzz/runs/$1" 2> /dev/null || echo 0; }
-mkdir -p build/fuzz/fuzz/runs
+logs=build/fuzz/fuzz/logs  # of each target's last piece
+mkdir -p build/fuzz/fuzz/runs $logs
 
 # fuzz TARGET LIMIT: -max_total_time=SECONDS or -runs=EXECUTIONS
 fuzz() {
     build/fuzz/bin/fuzz_"$1" "$2" -rss_limit_mb=1024 -print_final_stats=1 -artifact_prefix="build/fuzz/$1-" \
-        "build/fuzz/fuzz/found/$1" "fuzz/corpus/$1" > "$temporary/$1.log" 2>&1 || return
+        "build/fuzz/fuzz/found/$1" "fuzz/corpus/$1" > "$logs/$1.log" 2>&1 || return
     echo $(($(counted "$1") + $(stat_of "$1" number_of_executed_units))) > "build/fuzz/fuzz/runs/$1"
 }
-stat_of() { sed -n "s/^stat::$2: *//p" "$temporary/$1.log"; }
+stat_of() { sed -n "s/^stat::$2: *//p" "$logs/$1.log"; }
 
 campaign() {
     local left
     while left=$((runs - $(counted "$1"))) && [ $left -gt 0 ]; do
         fuzz "$1" -runs=$((left < piece ? left : piece)) || return
     done
-    [ -e "$temporary/$1.log" ] || fuzz "$1" -runs=1  # all were there: only the figures
+    [ -e "$logs/$1.log" ] || fuzz "$1" -runs=1  # all were there: only the figures
 }
 
 failed=()
 table=$temporary/table
 printf '| target | executions | a second | edges | features | inputs kept |\n|---|---|---|---|---|---|\n' | tee "$table"
 for target in "${targets[@]}"; do
-    log=$temporary/$target.log
+    log=$logs/$target.log
     found=build/fuzz/fuzz/found/$target
     mkdir -p "$found"
     if [ -n "$runs" ]; then limited=(campaign "$target"); else limited=(fuzz "$target" -max_total_time="$seconds"); fi
