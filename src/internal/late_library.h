@@ -7,7 +7,7 @@
 #include <atomic>
 #include <cstring>
 
-#include "vos/dbg.h"
+#include "internal/dbg.h"
 
 namespace vos {
 

@@ -6,8 +6,8 @@
 
 #include "internal/bytes.h"
 #include "internal/code_address.h"
+#include "internal/dbg.h"
 #include "internal/guards.h"
-#include "vos/dbg.h"
 
 using vos::ByteReader;
 

@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <cstring>
 
+#include "internal/dbg.h"
 #include "internal/guards.h"
 #include "internal/own_names.h"
 #include "internal/text_room.h"
-#include "vos/dbg.h"
 #include "vos/text.h"
 
 namespace {

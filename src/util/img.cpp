@@ -1,7 +1,7 @@
 // Whether a daemon runs, and the image calls that have a fixed answer on this platform.
 #include "vos/img.h"
 
-#include "vos/dbg.h"
+#include "internal/dbg.h"
 #include "vos/request.h"
 
 int vosImg_isAppRunning(VosMsgHandle *handle, VosEntityId eid) {

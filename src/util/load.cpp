@@ -8,8 +8,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "internal/dbg.h"
 #include "internal/guards.h"
-#include "vos/dbg.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <ctime>
 #include <string_view>
 
-#include "vos/dbg.h"
+#include "internal/dbg.h"
 
 namespace {
 

@@ -4,11 +4,11 @@
 #include <cstdio>
 #include <cstring>
 
+#include "internal/dbg.h"
 #include "internal/guards.h"
 #include "internal/read_line.h"
 #include "internal/slice.h"
 #include "internal/text_room.h"
-#include "vos/dbg.h"
 #include "vos/text.h"
 
 namespace {

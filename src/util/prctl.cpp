@@ -10,9 +10,9 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "internal/dbg.h"
 #include "internal/guards.h"
 #include "internal/own_names.h"
-#include "vos/dbg.h"
 #include "vos/linux/oal_prctl/child_log.h"
 #include "vos/linux/oal_prctl/start.h"
 

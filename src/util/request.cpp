@@ -4,8 +4,8 @@
 #include <cstring>
 #include <span>
 
+#include "internal/dbg.h"
 #include "internal/message.h"
-#include "vos/dbg.h"
 
 using vos::MemPtr;
 

@@ -3,8 +3,8 @@
 
 #include <array>
 
+#include "internal/dbg.h"
 #include "internal/own_names.h"
-#include "vos/dbg.h"
 
 namespace {
 

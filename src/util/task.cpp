@@ -7,8 +7,8 @@
 
 #include "internal/bytes.h"
 #include "internal/code_address.h"
+#include "internal/dbg.h"
 #include "internal/message.h"
-#include "vos/dbg.h"
 
 using vos::MemPtr;
 

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "internal/dbg.h"
 #include "internal/guards.h"
-#include "vos/dbg.h"
 
 namespace {
 

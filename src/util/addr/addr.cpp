@@ -9,9 +9,9 @@
 #include <cstring>
 #include <string_view>
 
+#include "internal/dbg.h"
 #include "internal/guards.h"
 #include "internal/text_room.h"
-#include "vos/dbg.h"
 #include "vos/text.h"
 
 namespace {

@@ -3,10 +3,10 @@
 #include <cctype>
 #include <cstring>
 
+#include "internal/dbg.h"
 #include "internal/guards.h"
 #include "internal/text_room.h"
 #include "vos/addr.h"
-#include "vos/dbg.h"
 #include "vos/text.h"
 
 namespace {

@@ -1,10 +1,10 @@
 // Base64, the plain pair.
 #include <cstring>
 
+#include "internal/dbg.h"
 #include "internal/guards.h"
 #include "util/codec/base64_groups.h"
 #include "vos/codec.h"
-#include "vos/dbg.h"
 
 namespace {
 

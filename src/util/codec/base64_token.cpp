@@ -3,10 +3,10 @@
 #include <array>
 #include <cstring>
 
+#include "internal/dbg.h"
 #include "internal/guards.h"
 #include "util/codec/base64_groups.h"
 #include "vos/codec.h"
-#include "vos/dbg.h"
 
 namespace {
 

@@ -2,9 +2,9 @@
 #include <array>
 #include <cstring>
 
+#include "internal/dbg.h"
 #include "internal/guards.h"
 #include "vos/codec.h"
-#include "vos/dbg.h"
 #include "vos/text.h"
 
 namespace {

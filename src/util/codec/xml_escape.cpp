@@ -4,10 +4,10 @@
 #include <cstring>
 #include <string_view>
 
+#include "internal/dbg.h"
 #include "internal/guards.h"
 #include "internal/slice.h"
 #include "vos/codec.h"
-#include "vos/dbg.h"
 
 namespace {
 

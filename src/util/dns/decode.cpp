@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "internal/bytes.h"
+#include "internal/dbg.h"
 #include "internal/text_room.h"
-#include "vos/dbg.h"
 #include "vos/dns.h"
 #include "vos/text.h"
 

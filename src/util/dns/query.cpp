@@ -9,9 +9,9 @@
 #include <string_view>
 
 #include "internal/bytes.h"
+#include "internal/dbg.h"
 #include "internal/guards.h"
 #include "internal/slice.h"
-#include "vos/dbg.h"
 #include "vos/dns.h"
 
 using std::string_view;

@@ -5,10 +5,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "internal/dbg.h"
 #include "internal/own_names.h"
 #include "util/gb18030/tables.h"
 #include "util/utf8/row.h"
-#include "vos/dbg.h"
 
 namespace {
 

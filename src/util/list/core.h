@@ -3,7 +3,7 @@
 
 #include <type_traits>
 
-#include "vos/dbg.h"
+#include "internal/dbg.h"
 #include "vos/list.h"
 
 namespace vos::listcore {

@@ -3,10 +3,10 @@
 
 #include <cstring>
 
+#include "internal/dbg.h"
 #include "internal/guards.h"
 #include "internal/own_names.h"
 #include "util/list/core.h"
-#include "vos/dbg.h"
 
 ListEntry *vos::own::list_create_entry(void *data) {
     auto entry = vos::allocZeroed<ListEntry>();

@@ -2,9 +2,9 @@
 #include <cstring>
 #include <utility>
 
+#include "internal/dbg.h"
 #include "internal/own_names.h"
 #include "util/list/core.h"
-#include "vos/dbg.h"
 #include "vos/list.h"
 
 namespace {

@@ -6,9 +6,9 @@
 #include <array>
 #include <cstring>
 
+#include "internal/dbg.h"
 #include "internal/guards.h"
 #include "internal/own_names.h"
-#include "vos/dbg.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <cstring>
 #include <span>
 
+#include "internal/dbg.h"
 #include "internal/guards.h"
-#include "vos/dbg.h"
 
 // Reports under the name that log scanners know for this check.
 #define LZW_ASSERT(expression)                                               \

@@ -2,8 +2,8 @@
 #include <arpa/inet.h>
 #include <cstring>
 
+#include "internal/dbg.h"
 #include "vos/addr.h"
-#include "vos/dbg.h"
 #include "vos/netif.h"
 #include "vos/text.h"
 

@@ -4,10 +4,10 @@
 #include <cerrno>
 #include <cstring>
 
+#include "internal/dbg.h"
 #include "internal/guards.h"
 #include "internal/read_line.h"
 #include "internal/text_room.h"
-#include "vos/dbg.h"
 #include "vos/netif.h"
 #include "vos/text.h"
 

@@ -2,8 +2,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "internal/dbg.h"
 #include "internal/guards.h"
-#include "vos/dbg.h"
 #include "vos/plugin.h"
 #include "vos/text.h"
 

@@ -2,8 +2,8 @@
 #include <cstring>
 
 #include "internal/bytes.h"
+#include "internal/dbg.h"
 #include "internal/message.h"
-#include "vos/dbg.h"
 #include "vos/plugin.h"
 
 using vos::MemPtr;

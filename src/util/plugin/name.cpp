@@ -1,8 +1,8 @@
 // Operator names of plug-ins.
 #include <cstring>
 
+#include "internal/dbg.h"
 #include "internal/guards.h"
-#include "vos/dbg.h"
 #include "vos/plugin.h"
 #include "vos/text.h"
 

@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "internal/dbg.h"
 #include "internal/guards.h"
 #include "util/security/ossl.h"
-#include "vos/dbg.h"
 #include "vos/security.h"
 
 namespace {

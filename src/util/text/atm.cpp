@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "vos/dbg.h"
+#include "internal/dbg.h"
 #include "vos/text.h"
 
 namespace {

@@ -2,7 +2,7 @@
 #include <cctype>
 #include <cstring>
 
-#include "vos/dbg.h"
+#include "internal/dbg.h"
 #include "vos/mem.h"
 #include "vos/text.h"
 

@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "internal/dbg.h"
 #include "internal/guards.h"
-#include "vos/dbg.h"
 #include "vos/mem.h"
 #include "vos/text.h"
 

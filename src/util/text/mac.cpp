@@ -3,8 +3,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "internal/dbg.h"
 #include "internal/guards.h"
-#include "vos/dbg.h"
 #include "vos/text.h"
 
 namespace {

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "vos/dbg.h"
+#include "internal/dbg.h"
 #include "vos/text.h"
 
 namespace {

@@ -1,7 +1,7 @@
 // Run-time paths, which begin at the root directory of the device.
 #include <cstring>
 
-#include "vos/dbg.h"
+#include "internal/dbg.h"
 #include "vos/text.h"
 
 namespace {

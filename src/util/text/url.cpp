@@ -3,9 +3,9 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "internal/dbg.h"
 #include "internal/guards.h"
 #include "internal/slice.h"
-#include "vos/dbg.h"
 #include "vos/text.h"
 
 using std::string_view;

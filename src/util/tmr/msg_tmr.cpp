@@ -1,7 +1,7 @@
 // Timers of which the hub is told, so that it sends a message when they are due.
 #include <cstdint>
 
-#include "vos/dbg.h"
+#include "internal/dbg.h"
 #include "vos/request.h"
 #include "vos/tmr.h"
 

@@ -3,8 +3,8 @@
 
 #include <cstring>
 
+#include "internal/dbg.h"
 #include "internal/guards.h"
-#include "vos/dbg.h"
 
 namespace {
 

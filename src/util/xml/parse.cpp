@@ -3,10 +3,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "internal/dbg.h"
 #include "internal/guards.h"
 #include "internal/own_names.h"
 #include "util/xml/context.h"
-#include "vos/dbg.h"
 
 using vos::XmlBuffer;
 

@@ -6,11 +6,11 @@
 #include <cstring>
 #include <string_view>
 
+#include "internal/dbg.h"
 #include "internal/guards.h"
 #include "internal/own_names.h"
 #include "internal/slice.h"
 #include "internal/text_room.h"
-#include "vos/dbg.h"
 #include "vos/eid/table.h"
 #include "vos/hashmap.h"
 #include "vos/text.h"

@@ -7,9 +7,9 @@
 #include <new>
 #include <utility>
 
+#include "internal/dbg.h"
 #include "internal/dir_reader.h"
 #include "internal/guards.h"
-#include "vos/dbg.h"
 #include "vos/fil.h"
 
 namespace {

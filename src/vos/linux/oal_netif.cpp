@@ -3,9 +3,9 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "internal/dbg.h"
 #include "internal/guards.h"
 #include "internal/read_line.h"
-#include "vos/dbg.h"
 #include "vos/netif.h"
 
 namespace {

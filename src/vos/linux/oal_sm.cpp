@@ -1,7 +1,7 @@
 // System V shared memory.
 #include <sys/shm.h>
 
-#include "vos/dbg.h"
+#include "internal/dbg.h"
 #include "vos/sm.h"
 
 VosRet oalVosSm_creat(uint32_t key, uint32_t size, int32_t *shmId, void **addr) {

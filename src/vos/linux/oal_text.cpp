@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <utility>
 
-#include "vos/dbg.h"
+#include "internal/dbg.h"
 #include "vos/text.h"
 
 namespace {

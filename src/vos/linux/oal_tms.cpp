@@ -2,7 +2,7 @@
 #include <cstring>
 #include <ctime>
 
-#include "vos/dbg.h"
+#include "internal/dbg.h"
 #include "vos/tms.h"
 
 namespace {

@@ -12,9 +12,9 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "internal/dbg.h"
 #include "internal/guards.h"
 #include "internal/own_names.h"
-#include "vos/dbg.h"
 #include "vos/mem/unfilled.h"
 #include "vos/pool.h"
 

@@ -1,8 +1,8 @@
 // Request and reply: one request on its way, what is an answer to it and how its wait ends.
 #include <utility>
 
+#include "internal/dbg.h"
 #include "internal/guards.h"
-#include "vos/dbg.h"
 #include "vos/msg/handle.h"
 
 using vos::Deadline;

@@ -3,8 +3,8 @@
 
 #include <cstring>
 
+#include "internal/dbg.h"
 #include "internal/message.h"
-#include "vos/dbg.h"
 #include "vos/mem.h"
 #include "vos/msg/handle.h"
 

@@ -7,8 +7,8 @@
 #include <cstring>
 
 #include "internal/bytes.h"
+#include "internal/dbg.h"
 #include "internal/message.h"
-#include "vos/dbg.h"
 #include "vos/msg.h"
 #include "vos/msg/handle.h"
 #include "vos/plugin_info.h"

@@ -9,8 +9,8 @@
 #include <cerrno>
 #include <ctime>
 
+#include "internal/dbg.h"
 #include "internal/guards.h"
-#include "vos/dbg.h"
 #include "vos/mem/unfilled.h"
 
 using vos::Deadline;

@@ -1,9 +1,9 @@
 // Argument vectors for exec.
 #include <cstring>
 
+#include "internal/dbg.h"
 #include "internal/guards.h"
 #include "internal/own_names.h"
-#include "vos/dbg.h"
 #include "vos/prctl.h"
 #include "vos/text.h"
 

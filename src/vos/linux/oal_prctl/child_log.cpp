@@ -9,8 +9,8 @@
 #include <cstdio>
 #include <ctime>
 
+#include "internal/dbg.h"
 #include "internal/guards.h"
-#include "vos/dbg.h"
 
 namespace vos {
 

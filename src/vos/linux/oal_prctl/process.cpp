@@ -9,9 +9,9 @@
 #include <cstring>
 #include <ctime>
 
+#include "internal/dbg.h"
 #include "internal/dir_reader.h"
 #include "internal/guards.h"
-#include "vos/dbg.h"
 #include "vos/prctl.h"
 #include "vos/text.h"
 

@@ -14,9 +14,9 @@
 #include <cstring>
 
 #include "internal/child_error.h"
+#include "internal/dbg.h"
 #include "internal/guards.h"
 #include "internal/own_names.h"
-#include "vos/dbg.h"
 #include "vos/linux/oal_prctl/child_log.h"
 #include "vos/linux/oal_prctl/start.h"
 #include "vos/prctl.h"

@@ -3,7 +3,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "vos/dbg.h"
+#include "internal/dbg.h"
 #include "vos/sem.h"
 #include "vos/tms.h"
 
