@@ -16,7 +16,7 @@ using hubsim::Connection;
 
 constexpr size_t kBad = 6;
 constexpr size_t kLongest = 1 << 16;
-constexpr int kIdle = 10;     // rounds without a word, up to a second: the hub has come to rest
+constexpr int kIdle = 4;      // rounds without a word, most of 100 ms: the hub has come to rest
 constexpr int kRounds = 200;  // and if it does not
 constexpr uint32_t kTypes[] = {VOS_MSG_LAUNCHED,
                                VOS_MSG_REGISTER_DELAYED_MSG,
@@ -47,7 +47,7 @@ class Script final : public hubsim::Scene {
     }
 
     size_t wait(std::span<epoll_event> events, int64_t timeoutNs, bool *over) override {
-        if (++steps_ < 20) {
+        if (++steps_ < 8) {
             return world_.ready(events);  // the pair is let in first
         }
         for (const auto &connection : honest_) {
