@@ -3,7 +3,9 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/mount.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -154,6 +156,10 @@ TEST_F(ProcessTest, ArrangesTheChildAsAsked) {
     sigemptyset(&blocked);
     sigaddset(&blocked, SIGUSR2);
     sigprocmask(SIG_SETMASK, &blocked, nullptr);
+    rlimit core;
+    getrlimit(RLIMIT_CORE, &core);
+    const rlimit allowed{core.rlim_max, core.rlim_max};
+    setrlimit(RLIMIT_CORE, &allowed);
     for (const Row &row : kRows) {
         SCOPED_TRACE(row.output);
         const std::string exe = program(row.script + "; exit 3"s);
@@ -165,6 +171,7 @@ TEST_F(ProcessTest, ArrangesTheChildAsAsked) {
         EXPECT_EQ(outcome.result.signalNumber, 0);
         EXPECT_EQ(outcome.result.ptyFd, 0);
     }
+    setrlimit(RLIMIT_CORE, &core);
     sigprocmask(SIG_UNBLOCK, &blocked, &after);
     EXPECT_EQ(memcmp(&after, &blocked, 8), 0) << "the parent's own mask";
     for (const int number : {SIGINT, SIGUSR1, SIGHUP}) {
@@ -338,9 +345,16 @@ TEST(ProcessName, IsReadUpToItsFirstBlank) {
 }
 
 TEST_F(ProcessTest, RunsCommandsInTheShell) {
-    for (const auto &[command, value] : {std::pair{"exit 3", 3}, {"kill -TERM $$", 15}, {"true", 0}}) {
+    for (const int fd : {20, 50, 51}) {
+        dup2(STDERR_FILENO, fd);
+    }
+    constexpr const char *kOpen = "cd /proc/self/fd; [ ! -e 20 ] && [ ! -e 50 ] && [ -e 51 ]";
+    for (const auto &[command, value] : {std::pair{"exit 3", 3}, {"kill -TERM $$", 15}, {kOpen, 0}}) {
         EXPECT_EQ(prctl_runCommandInShellBlocking(command), value) << command;
         EXPECT_EQ(prctl_runCommandInShellWithTimeout(command), value) << command;
+    }
+    for (const int fd : {20, 50, 51}) {
+        close(fd);
     }
     {
         // A signal whose handler ends calls, every millisecond.
@@ -368,6 +382,9 @@ TEST_F(ProcessTest, RunsCommandsInTheShell) {
     const std::string mark = testing::TempDir() + "vos_ran";
     EXPECT_EQ(UTIL_commSystemEx(("echo > " + mark).c_str(), nullptr, 0), 0);
     EXPECT_EQ(remove(mark.c_str()), 0) << "a size of 0 runs the command";
+    ASSERT_EQ(mount("/dev/null", "/bin/sh", nullptr, MS_BIND, nullptr), 0);
+    EXPECT_EQ(prctl_runCommandInShellBlocking("true"), 127) << "no shell";
+    umount("/bin/sh");
 }
 
 }  // namespace
