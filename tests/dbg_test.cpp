@@ -31,7 +31,7 @@ TEST(DiagnosticChannel, FollowsTheGateAtEveryMessage) {
     VOS_DBG_ERROR("open %d", evaluated());
     VOS_DBG_WARN("no arguments");
     VOS_DBG_DEBUG("%s", "trace");
-    utilAst_assertFunc("src/x.c", 77, "idx < len", 1);
+    utilAst_assertFunc("src/x.c", 77, "idx > 0", 1);
     utilAst_assertFunc("src/x.c", 77, "idx < len", 0);
     const std::vector<SyslogLine> lines = catcher.take();
     ASSERT_EQ(lines.size(), 4U);
