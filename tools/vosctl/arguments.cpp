@@ -80,35 +80,33 @@ uint32_t parseType(const std::string &text) {
     throw Failure{"unknown message type '" + text + "'; give a number or a VOS_MSG_ name", Exit::kUsage};
 }
 
-CLI::Option *addEntity(CLI::App &app, const std::string &name, std::string &value) {
-    return app.add_option(name, value, "entity id, or name as 'vosctl list' shows it")->type_name("ENTITY");
+Argument addEntity(Arguments app, const std::string &name, std::string &value) {
+    return app.option(name, value, "entity id, or name as 'vosctl list' shows it").called("ENTITY");
 }
 
-CLI::Option *addType(CLI::App &app, const std::string &name, std::string &value) {
-    return app.add_option(name, value, "message type: number, VOS_MSG_ name or described message")->type_name("TYPE");
+Argument addType(Arguments app, const std::string &name, std::string &value) {
+    return app.option(name, value, "message type: number, VOS_MSG_ name or described message").called("TYPE");
 }
 
-CLI::Option *addCount(CLI::App &app, const std::string &name, uint32_t &value, const std::string &description) {
-    return app.add_option(name, value, description)->type_name("N")->check(CLI::Range(1U, UINT32_MAX));
+Argument addCount(Arguments app, const std::string &name, uint32_t &value, const std::string &description) {
+    return app.option(name, value, description).called("N").within(1U, UINT32_MAX);
 }
 
-CLI::Option *addTimeout(CLI::App &app, uint32_t &value) {
-    return app.add_option("--timeout", value, "longest wait for the reply in milliseconds")
-        ->type_name("MS")
-        ->capture_default_str();
+Argument addTimeout(Arguments app, uint32_t &value) {
+    return app.option("--timeout", value, "longest wait for the reply in milliseconds").called("MS").showsDefault();
 }
 
-CLI::Option *addJson(CLI::App &app, bool &value, const std::string &description) {
-    return app.add_flag("--json", value, description);
+Argument addJson(Arguments app, bool &value, const std::string &description) {
+    return app.flag("--json", value, description);
 }
 
-void PayloadOptions::addTo(CLI::App &app) {
-    CLI::Option *dataOption = app.add_option("--data", data, "payload: this text, without a terminator");
-    CLI::Option *hexOption = app.add_option("--hex", hex, "payload: these bytes, e.g. '00 ff 17'");
-    CLI::Option *fileOption = app.add_option("--file", file, "payload: the contents of this file");
-    dataOption->type_name("TEXT")->excludes(hexOption, fileOption);
-    hexOption->type_name("HEX")->excludes(fileOption);
-    fileOption->type_name("FILE")->check(CLI::ExistingPath);
+void PayloadOptions::addTo(Arguments app) {
+    Argument dataOption = app.option("--data", data, "payload: this text, without a terminator");
+    Argument hexOption = app.option("--hex", hex, "payload: these bytes, e.g. '00 ff 17'");
+    Argument fileOption = app.option("--file", file, "payload: the contents of this file");
+    dataOption.called("TEXT").excludes(hexOption).excludes(fileOption);
+    hexOption.called("HEX").excludes(fileOption);
+    fileOption.called("FILE").anExistingPath();
 }
 
 Bytes PayloadOptions::read() const {

@@ -3,11 +3,11 @@
 // The type names ENTITY and TYPE of an argument also tell the shell's completion what to offer.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <optional>
 #include <string>
 
+#include "command_line.h"
 #include "hub_connection.h"
 
 namespace vosctl {
@@ -18,13 +18,13 @@ std::optional<uint32_t> parseNumber(const std::string &text);
 /** A number or the name of a message type; an unknown one is a usage failure. */
 uint32_t parseType(const std::string &text);
 
-CLI::Option *addEntity(CLI::App &app, const std::string &name, std::string &value);
-CLI::Option *addType(CLI::App &app, const std::string &name, std::string &value);
+Argument addEntity(Arguments app, const std::string &name, std::string &value);
+Argument addType(Arguments app, const std::string &name, std::string &value);
 /** How often, at least once; without the option `value` stays as it is. */
-CLI::Option *addCount(CLI::App &app, const std::string &name, uint32_t &value, const std::string &description);
-CLI::Option *addTimeout(CLI::App &app, uint32_t &value);
+Argument addCount(Arguments app, const std::string &name, uint32_t &value, const std::string &description);
+Argument addTimeout(Arguments app, uint32_t &value);
 /** --json, which every command with a result has. */
-CLI::Option *addJson(CLI::App &app, bool &value, const std::string &description = "one JSON object");
+Argument addJson(Arguments app, bool &value, const std::string &description = "one JSON object");
 
 /** The longest payload that is sent, far above what hubs let through. */
 constexpr uint32_t kMaxPayload = 256U << 20;
@@ -35,7 +35,7 @@ struct PayloadOptions {
     std::string hex;
     std::string file;
 
-    void addTo(CLI::App &app);
+    void addTo(Arguments app);
     Bytes read() const;
 };
 

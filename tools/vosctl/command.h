@@ -1,17 +1,18 @@
 // One subcommand of vosctl. A command_NAME.cpp file defines a constant of this type and is complete with it:
 //
-//     void setUp(CLI::App &app) {
+//     void setUp(Arguments app) {
 //         auto options = std::make_shared<Options>();
-//         app.add_option("entity", options->entity, "number or name")->required();
-//         app.callback([options] { run(*options); });
+//         app.option("entity", options->entity, "number or name").required();
+//         app.runs([options] { run(*options); });
 //     }
 //     const vosctl::Command kCommand{"ping", "measure round trips to an entity", setUp};
 //
 // A command that cannot do its work throws Failure; main() prints it in one line.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
+
+#include "command_line.h"
 
 namespace vosctl {
 
@@ -30,7 +31,7 @@ struct Ended {
 };
 
 struct Command {
-    using SetUp = void (*)(CLI::App &app);
+    using SetUp = void (*)(Arguments app);
 
     Command(const char *commandName, const char *commandSummary, SetUp commandSetUp);
     Command(const Command &) = delete;

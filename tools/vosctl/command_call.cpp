@@ -70,16 +70,16 @@ void run(const Options &options) {
     }
 }
 
-void setUp(CLI::App &app) {
+void setUp(vosctl::Arguments app) {
     auto options = std::make_shared<Options>();
-    app.add_option("message", options->message, "what 'vosctl interfaces' lists, as meshd.addNode")
-        ->type_name("MESSAGE")
-        ->required();
-    app.add_option("json", options->json, "its fields, as '{\"id\": 7}'")->type_name("JSON");
+    app.option("message", options->message, "what 'vosctl interfaces' lists, as meshd.addNode")
+        .called("MESSAGE")
+        .required();
+    app.option("json", options->json, "its fields, as '{\"id\": 7}'").called("JSON");
     vosctl::addEntity(app, "--to", options->entity);
     vosctl::addTimeout(app, options->timeoutMs);
     vosctl::addInterfaces(app);
-    app.callback([options] { run(*options); });
+    app.runs([options] { run(*options); });
 }
 const vosctl::Command kCommand{"call", "send a described message and print the reply as JSON", setUp};
 

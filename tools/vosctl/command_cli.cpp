@@ -95,13 +95,13 @@ void run(const Options &options) {
     }
 }
 
-void setUp(CLI::App &app) {
+void setUp(vosctl::Arguments app) {
     auto options = std::make_shared<Options>();
-    vosctl::addEntity(app, "entity", options->entity)->required();
-    app.add_option("words", options->words, "command and arguments; put '--' in front")->type_name("WORD")->required();
+    vosctl::addEntity(app, "entity", options->entity).required();
+    app.option("words", options->words, "command and arguments; put '--' in front").called("WORD").required();
     vosctl::addTimeout(app, options->timeoutMs);
     vosctl::addJson(app, options->json);
-    app.callback([options] { run(*options); });
+    app.runs([options] { run(*options); });
 }
 const vosctl::Command kCommand{"cli", "run a command in a daemon and print what it wrote", setUp};
 

@@ -323,14 +323,14 @@ void run(const Codec &codec, const Options &options) {
     (options.decode ? codec.decode : codec.encode)(input);
 }
 
-void setUp(CLI::App &app) {
-    app.require_subcommand(1);
+void setUp(vosctl::Arguments app) {
+    app.needsSubcommand();
     for (const Codec &codec : kCodecs) {
-        CLI::App *sub = app.add_subcommand(codec.name, codec.summary);
+        vosctl::Arguments sub = app.subcommand(codec.name, codec.summary);
         auto options = std::make_shared<Options>();
-        sub->add_flag("-d,--decode", options->decode, "decode");
-        sub->add_option("file", options->file, "input; '-' is standard input");
-        sub->callback([&codec, options] { run(codec, *options); });
+        sub.flag("-d,--decode", options->decode, "decode");
+        sub.option("file", options->file, "input; '-' is standard input");
+        sub.runs([&codec, options] { run(codec, *options); });
     }
 }
 const vosctl::Command kCommand{"codec", "encode or decode a file or standard input", setUp};

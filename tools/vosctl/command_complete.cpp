@@ -1,5 +1,6 @@
 // vosctl complete: what the shell may offer for the last of the given words, one candidate a line. Hidden; the bash
 // completion calls it, so that new commands and options are completed without a change there.
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
@@ -119,11 +120,11 @@ void complete(const CLI::App &root, const Words &words) {
     }
 }
 
-void setUp(CLI::App &app) {
+void setUp(vosctl::Arguments app) {
     auto words = std::make_shared<Words>();
-    app.group("");
-    app.add_option("words", *words, "the words behind 'vosctl', the unfinished one last");
-    app.callback([words, &app] { complete(*app.get_parent(), *words); });
+    app.hide();
+    app.option("words", *words, "the words behind 'vosctl', the unfinished one last");
+    app.runs([words, app] { complete(*app.app()->get_parent(), *words); });
 }
 const vosctl::Command kCommand{kSelf, "list what may stand for the last word", setUp};
 

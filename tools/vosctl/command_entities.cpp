@@ -53,11 +53,11 @@ void run(const Options &options) {
     options.json ? printJson(rows) : printText(rows);
 }
 
-void setUp(CLI::App &app) {
+void setUp(vosctl::Arguments app) {
     auto options = std::make_shared<Options>();
-    app.add_option("--bit", options->bit, "only rows with exactly this access bit");
-    app.add_flag("--json", options->json, "an array of objects");
-    app.callback([options] { run(*options); });
+    app.option("--bit", options->bit, "only rows with exactly this access bit");
+    app.flag("--json", options->json, "an array of objects");
+    app.runs([options] { run(*options); });
 }
 const vosctl::Command kCommand{"entities", "list the firmware's daemons", setUp};
 

@@ -115,11 +115,11 @@ void run(const Options &options) {
     }
 }
 
-void setUp(CLI::App &app) {
+void setUp(vosctl::Arguments app) {
     auto options = std::make_shared<Options>();
-    app.add_option("name", options->name, "one interface; default: all");
-    app.add_flag("--json", options->json, "one JSON object a line");
-    app.callback([options] { run(*options); });
+    app.option("name", options->name, "one interface; default: all");
+    app.flag("--json", options->json, "one JSON object a line");
+    app.runs([options] { run(*options); });
 }
 const vosctl::Command kCommand{"if", "show network interfaces and their addresses", setUp};
 

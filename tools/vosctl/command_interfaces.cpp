@@ -101,12 +101,12 @@ void run(const Options &options) {
     }
 }
 
-void setUp(CLI::App &app) {
+void setUp(vosctl::Arguments app) {
     auto options = std::make_shared<Options>();
-    app.add_option("name", options->name, "one of them, in full")->type_name("INTERFACE");
+    app.option("name", options->name, "one of them, in full").called("INTERFACE");
     vosctl::addInterfaces(app);
     vosctl::addJson(app, options->json);
-    app.callback([options] { run(*options); });
+    app.runs([options] { run(*options); });
 }
 const vosctl::Command kCommand{"interfaces", "show which messages are described", setUp};
 

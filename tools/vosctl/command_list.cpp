@@ -88,10 +88,10 @@ void run(bool json) {
     json ? printJson(clients, counters) : printTable(clients, counters);
 }
 
-void setUp(CLI::App &app) {
+void setUp(vosctl::Arguments app) {
     auto json = std::make_shared<bool>(false);
     vosctl::addJson(app, *json);
-    app.callback([json] { run(*json); });
+    app.runs([json] { run(*json); });
 }
 const vosctl::Command kCommand{"list", "show who is connected, with heartbeats and watchdog", setUp};
 

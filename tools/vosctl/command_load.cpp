@@ -118,16 +118,16 @@ void run(const Options &options) {
     }
 }
 
-void setUp(CLI::App &app) {
+void setUp(vosctl::Arguments app) {
     auto options = std::make_shared<Options>();
-    app.add_flag("--watch", options->watch, "plot a line for each interval until interrupted");
-    app.add_option("--interval", options->intervalMs, "milliseconds between two looks")
-        ->type_name("MS")
-        ->check(CLI::Range(1U, UINT32_MAX))
-        ->capture_default_str();
+    app.flag("--watch", options->watch, "plot a line for each interval until interrupted");
+    app.option("--interval", options->intervalMs, "milliseconds between two looks")
+        .called("MS")
+        .within(1U, UINT32_MAX)
+        .showsDefault();
     vosctl::addCount(app, "--count", options->count, "end --watch after this many lines");
     vosctl::addJson(app, options->json, "one JSON object, or one a line");
-    app.callback([options] { run(*options); });
+    app.runs([options] { run(*options); });
 }
 const vosctl::Command kCommand{"load", "show CPU and memory occupancy", setUp};
 

@@ -223,25 +223,25 @@ void run(const Options &options) {
 }
 
 const vosctl::Command kCommand{
-    "log", "show, change or follow the log of a daemon", [](CLI::App &app) {
+    "log", "show, change or follow the log of a daemon", [](vosctl::Arguments app) {
         auto options = std::make_shared<Options>();
-        CLI::Option *name = vosctl::addEntity(app, "app", options->app);
-        name->description("name or number of the daemon, running or not");
-        app.add_option("--level", options->level, "write entries up to this level from now on")
-            ->type_name("none|raw|error|notice|debug|devel|N")
-            ->needs(name);
-        app.add_option("--dest", options->destination, "where entries go besides the file from now on")
-            ->type_name("stderr|syslog|tty|android|console|N")
-            ->needs(name);
-        app.add_option("--max-size", options->maxSize, "rotate the file at this size from now on")
-            ->type_name("BYTES")
-            ->needs(name);
-        CLI::Option *follow =
-            app.add_flag("--follow", options->follow, "print the log file and what is added to it, through rotation")
-                ->needs(name);
-        app.add_flag("--all", options->all, "list the logs of all daemons")->excludes(name);
-        vosctl::addJson(app, options->json, "one JSON object, with --all an array of them")->excludes(follow);
-        app.callback([options] { run(*options); });
+        vosctl::Argument name = vosctl::addEntity(app, "app", options->app);
+        name.describedAs("name or number of the daemon, running or not");
+        app.option("--level", options->level, "write entries up to this level from now on")
+            .called("none|raw|error|notice|debug|devel|N")
+            .needs(name);
+        app.option("--dest", options->destination, "where entries go besides the file from now on")
+            .called("stderr|syslog|tty|android|console|N")
+            .needs(name);
+        app.option("--max-size", options->maxSize, "rotate the file at this size from now on")
+            .called("BYTES")
+            .needs(name);
+        vosctl::Argument follow =
+            app.flag("--follow", options->follow, "print the log file and what is added to it, through rotation")
+                .needs(name);
+        app.flag("--all", options->all, "list the logs of all daemons").excludes(name);
+        vosctl::addJson(app, options->json, "one JSON object, with --all an array of them").excludes(follow);
+        app.runs([options] { run(*options); });
     }};
 
 }  // namespace

@@ -181,39 +181,36 @@ void run(const Options &options) {
     report();
 }
 
-void addFilter(CLI::App &app, const std::shared_ptr<Options> &options) {
+void addFilter(vosctl::Arguments app, const std::shared_ptr<Options> &options) {
     vosctl::addType(app, "--type", options->type);
     vosctl::addEntity(app, "--entity", options->entity);
     vosctl::addCount(app, "-c,--count", options->count, "stop after so many messages");
     vosctl::addInterfaces(app);
-    app.add_flag("--hide-tools", options->hideTools, "leave out what vosctl and vosmini send and get");
-    app.add_option("command", options->command, "run this, behind --, and end with it and with its exit status")
-        ->type_name("COMMAND");
-    app.callback([options] { run(*options); });
+    app.flag("--hide-tools", options->hideTools, "leave out what vosctl and vosmini send and get");
+    app.option("command", options->command, "run this, behind --, and end with it and with its exit status")
+        .called("COMMAND");
+    app.runs([options] { run(*options); });
 }
 
 std::string emptyName(const std::string &file) {
     return file.empty() ? "the name is empty" : "";
 }
 
-void setUpMonitor(CLI::App &app) {
+void setUpMonitor(vosctl::Arguments app) {
     auto options = std::make_shared<Options>();
-    CLI::Option *json = vosctl::addJson(app, options->json, "one JSON object a line, payload in hexadecimal");
-    app.add_option("--pcap", options->pcap, "write a capture for Wireshark instead; - for standard output")
-        ->type_name("FILE")
-        ->check(emptyName)
-        ->excludes(json);
+    vosctl::Argument json = vosctl::addJson(app, options->json, "one JSON object a line, payload in hexadecimal");
+    app.option("--pcap", options->pcap, "write a capture for Wireshark instead; - for standard output")
+        .called("FILE")
+        .check(emptyName)
+        .excludes(json);
     addFilter(app, options);
 }
 const vosctl::Command kMonitor{"monitor", "show what the hub routes, live", setUpMonitor};
 
-void setUpRecord(CLI::App &app) {
+void setUpRecord(vosctl::Arguments app) {
     auto options = std::make_shared<Options>();
     options->report = true;
-    app.add_option("file", options->pcap, "the capture; - for standard output")
-        ->type_name("FILE")
-        ->required()
-        ->check(emptyName);
+    app.option("file", options->pcap, "the capture; - for standard output").called("FILE").required().check(emptyName);
     addFilter(app, options);
 }
 const vosctl::Command kRecord{"record", "write what the hub routes to a capture, for report and replay", setUpRecord};

@@ -51,21 +51,19 @@ void write(uint8_t *buffer, uint32_t length, const Options &options) {
     }
 }
 
-void addOutput(CLI::App &app, Options &options) {
-    app.add_option("-o,--output", options.output, "write the tag's contents there instead of dumping them")
-        ->type_name("FILE");
+void addOutput(vosctl::Arguments app, Options &options) {
+    app.option("-o,--output", options.output, "write the tag's contents there instead of dumping them").called("FILE");
     vosctl::addJson(app, options.json);
 }
 
-void setUpWifi(CLI::App &app, const std::shared_ptr<Options> &options) {
-    app.add_option("ssid", options->ssid, "network name")->required();
-    app.add_option("--auth", options->auth, "authentication, default wpa2")
-        ->check(CLI::IsMember({"psk2", "wpa2", "shared", "open", "psk", "wpa"}));
-    app.add_option("--encryption", options->encryption, "default aes")
-        ->check(CLI::IsMember({"aes", "tkip", "wep", "none"}));
-    app.add_option("--key", options->key, "network key")->type_name("TEXT");
+void setUpWifi(vosctl::Arguments app, const std::shared_ptr<Options> &options) {
+    app.option("ssid", options->ssid, "network name").required();
+    app.option("--auth", options->auth, "authentication, default wpa2")
+        .oneOf({"psk2", "wpa2", "shared", "open", "psk", "wpa"});
+    app.option("--encryption", options->encryption, "default aes").oneOf({"aes", "tkip", "wep", "none"});
+    app.option("--key", options->key, "network key").called("TEXT");
     addOutput(app, *options);
-    app.callback([options] {
+    app.runs([options] {
         constexpr size_t kMaxSsid = 32;    // IEEE 802.11
         constexpr size_t kMaxTexts = 221;  // the rest of a short record's 255 bytes goes to the attributes
         if (options->ssid.size() > kMaxSsid) {
@@ -85,10 +83,10 @@ void setUpWifi(CLI::App &app, const std::shared_ptr<Options> &options) {
     });
 }
 
-void setUpUrl(CLI::App &app, const std::shared_ptr<Options> &options) {
-    app.add_option("url", options->url, "web address, 254 characters at most")->required();
+void setUpUrl(vosctl::Arguments app, const std::shared_ptr<Options> &options) {
+    app.option("url", options->url, "web address, 254 characters at most").required();
     addOutput(app, *options);
-    app.callback([options] {
+    app.runs([options] {
         constexpr size_t kMaxUrl = 254;  // a short record's 255 bytes without the code in front of the address
         if (options->url.size() > kMaxUrl) {
             throw vosctl::Failure{"the address is longer than a tag holds; give at most 254 characters",
@@ -101,11 +99,11 @@ void setUpUrl(CLI::App &app, const std::shared_ptr<Options> &options) {
     });
 }
 
-void setUp(CLI::App &app) {
+void setUp(vosctl::Arguments app) {
     auto options = std::make_shared<Options>();
-    app.require_subcommand(1);
-    setUpWifi(*app.add_subcommand("wifi", "a Wi-Fi credential"), options);
-    setUpUrl(*app.add_subcommand("url", "a web address"), options);
+    app.needsSubcommand();
+    setUpWifi(app.subcommand("wifi", "a Wi-Fi credential"), options);
+    setUpUrl(app.subcommand("url", "a web address"), options);
 }
 const vosctl::Command kCommand{"nfc", "build the contents of an NFC tag", setUp};
 

@@ -67,20 +67,14 @@ void run(const Options &options) {
            peer.text.c_str(), times.front(), percentile(times, 50), percentile(times, 99), times.back());
 }
 
-void setUp(CLI::App &app) {
+void setUp(vosctl::Arguments app) {
     auto options = std::make_shared<Options>();
-    vosctl::addEntity(app, "entity", options->entity)->required();
-    app.add_option("-c,--count", options->count, "how many requests")
-        ->type_name("N")
-        ->check(CLI::Range(1U, 100'000'000U))
-        ->capture_default_str();
-    app.add_option("--size", options->size, "payload bytes")
-        ->type_name("N")
-        ->check(CLI::Range(0U, vosctl::kMaxPayload))
-        ->capture_default_str();
+    vosctl::addEntity(app, "entity", options->entity).required();
+    app.option("-c,--count", options->count, "how many requests").called("N").within(1U, 100'000'000U).showsDefault();
+    app.option("--size", options->size, "payload bytes").called("N").within(0U, vosctl::kMaxPayload).showsDefault();
     vosctl::addTimeout(app, options->timeoutMs);
     vosctl::addJson(app, options->json);
-    app.callback([options] { run(*options); });
+    app.runs([options] { run(*options); });
 }
 const vosctl::Command kCommand{"ping", "measure round trips to an entity", setUp};
 

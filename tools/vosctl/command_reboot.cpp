@@ -14,8 +14,8 @@ void run() {
     }
 }
 
-void setUp(CLI::App &app) {
-    app.callback(run);
+void setUp(vosctl::Arguments app) {
+    app.runs(run);
 }
 const vosctl::Command kCommand{"reboot", "ask the hub to restart the gateway", setUp};
 

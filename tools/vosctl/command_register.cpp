@@ -55,13 +55,13 @@ void run(const Options &options) {
     });
 }
 
-void setUp(CLI::App &app) {
+void setUp(vosctl::Arguments app) {
     auto options = std::make_shared<Options>();
-    vosctl::addType(app, "type", options->type)->required();
+    vosctl::addType(app, "type", options->type).required();
     vosctl::addInterfaces(app);
     vosctl::addCount(app, "-c,--count", options->count, "stop after so many events");
     vosctl::addJson(app, options->json, "one JSON object a line, as monitor prints it");
-    app.callback([options] { run(*options); });
+    app.runs([options] { run(*options); });
 }
 const vosctl::Command kCommand{"register", "show events of one type as they come", setUp};
 

@@ -212,26 +212,23 @@ void run(const Options &options) {
     }
 }
 
-void setUp(CLI::App &app) {
+void setUp(vosctl::Arguments app) {
     auto options = std::make_shared<Options>();
-    app.add_option("file", options->capture, "a capture of 'vosctl record'")
-        ->type_name("FILE")
-        ->required()
-        ->check(CLI::ExistingFile);
-    app.add_option("--as", options->client, "whose side is sent again: name or id in the capture")
-        ->type_name("CLIENT")
-        ->required();
-    app.add_option("--to", options->daemon, "the daemon: name or id in the capture and on the hub")
-        ->type_name("DAEMON")
-        ->required();
-    app.add_flag("--at-once", options->atOnce, "wait for what had come before, not for the time in between");
-    app.add_option("--ignore", options->ignored, "TYPE, TYPE:word, TYPE:FIELD or TYPE:FROM-TO in bytes may differ")
-        ->type_name("WHAT")
-        ->allow_extra_args(false);
+    app.option("file", options->capture, "a capture of 'vosctl record'").called("FILE").required().anExistingFile();
+    app.option("--as", options->client, "whose side is sent again: name or id in the capture")
+        .called("CLIENT")
+        .required();
+    app.option("--to", options->daemon, "the daemon: name or id in the capture and on the hub")
+        .called("DAEMON")
+        .required();
+    app.flag("--at-once", options->atOnce, "wait for what had come before, not for the time in between");
+    app.option("--ignore", options->ignored, "TYPE, TYPE:word, TYPE:FIELD or TYPE:FROM-TO in bytes may differ")
+        .called("WHAT")
+        .oneValueEach();
     vosctl::addTimeout(app, options->timeoutMs);
     vosctl::addJson(app, options->json);
     vosctl::addInterfaces(app);
-    app.callback([options] { run(*options); });
+    app.runs([options] { run(*options); });
 }
 const vosctl::Command kCommand{"replay", "send a recorded client's side again and compare the answers", setUp};
 

@@ -48,23 +48,19 @@ void run(const Options &options) {
             static_cast<uintmax_t>(model.unanswered().count), static_cast<uintmax_t>(model.late().count));
 }
 
-void setUp(CLI::App &app) {
+void setUp(vosctl::Arguments app) {
     auto options = std::make_shared<Options>();
-    app.add_option("file", options->capture, "a capture of 'vosctl record'; - for standard input")
-        ->type_name("FILE")
-        ->required();
-    app.add_option("-o,--output", options->output, "the page; - for standard output")
-        ->type_name("FILE")
-        ->capture_default_str();
-    app.add_option("--messages", options->messages, "the diagram holds so many, the newest")
-        ->type_name("N")
-        ->check(CLI::Range(1U, 1'000'000U))
-        ->capture_default_str();
-    app.add_option("--late", options->lateMs, "a reply is late after so many milliseconds")
-        ->type_name("MS")
-        ->capture_default_str();
+    app.option("file", options->capture, "a capture of 'vosctl record'; - for standard input")
+        .called("FILE")
+        .required();
+    app.option("-o,--output", options->output, "the page; - for standard output").called("FILE").showsDefault();
+    app.option("--messages", options->messages, "the diagram holds so many, the newest")
+        .called("N")
+        .within(1U, 1'000'000U)
+        .showsDefault();
+    app.option("--late", options->lateMs, "a reply is late after so many milliseconds").called("MS").showsDefault();
     vosctl::addInterfaces(app);
-    app.callback([options] { run(*options); });
+    app.runs([options] { run(*options); });
 }
 const vosctl::Command kCommand{"report", "make a page for a browser out of a capture", setUp};
 

@@ -85,30 +85,30 @@ void runEvent(const Options &options) {
     hub->send(*event);
 }
 
-std::shared_ptr<Options> addOptions(CLI::App &app) {
+std::shared_ptr<Options> addOptions(vosctl::Arguments app) {
     auto options = std::make_shared<Options>();
-    vosctl::addEntity(app, "entity", options->entity)->required();
-    vosctl::addType(app, "type", options->type)->required();
-    app.add_option("--word", options->word, "the header's wordData")->type_name("N")->capture_default_str();
+    vosctl::addEntity(app, "entity", options->entity).required();
+    vosctl::addType(app, "type", options->type).required();
+    app.option("--word", options->word, "the header's wordData").called("N").showsDefault();
     options->payload.addTo(app);
-    app.add_option("--fields", options->fields, "word and payload of a described message: its fields, as '{\"id\": 7}'")
-        ->type_name("JSON");
+    app.option("--fields", options->fields, "word and payload of a described message: its fields, as '{\"id\": 7}'")
+        .called("JSON");
     vosctl::addInterfaces(app);
     return options;
 }
 
-void setUpRequest(CLI::App &app) {
+void setUpRequest(vosctl::Arguments app) {
     const auto options = addOptions(app);
-    app.add_flag("--srpc", options->srpc, "call the procedure --word; takes at least 8 bytes of payload");
+    app.flag("--srpc", options->srpc, "call the procedure --word; takes at least 8 bytes of payload");
     vosctl::addTimeout(app, options->timeoutMs);
     vosctl::addJson(app, options->json);
-    app.callback([options] { runRequest(*options); });
+    app.runs([options] { runRequest(*options); });
 }
 const vosctl::Command kRequest{"request", "send a request and print the reply", setUpRequest};
 
-void setUpEvent(CLI::App &app) {
+void setUpEvent(vosctl::Arguments app) {
     const auto options = addOptions(app);
-    app.callback([options] { runEvent(*options); });
+    app.runs([options] { runEvent(*options); });
 }
 const vosctl::Command kEvent{"event", "send an event", setUpEvent};
 

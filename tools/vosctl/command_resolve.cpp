@@ -77,18 +77,18 @@ void run(const Options &options) {
     }
 }
 
-void setUp(CLI::App &app) {
+void setUp(vosctl::Arguments app) {
     auto options = std::make_shared<Options>();
-    app.add_option("name", options->name, "host name")->required();
-    app.add_option("--server", options->server,
-                   "IPv4 or IPv6 address of the server; default: the first one in "
-                   "/etc/resolv.conf")
-        ->type_name("IP");
-    app.add_option("--if", options->interface, "interface to ask through")->type_name("NAME");
-    auto *ipv6 = app.add_flag("-6", options->ipv6, "IPv6 addresses (default with an IPv6 server)");
-    app.add_flag("-4", options->ipv4, "IPv4 addresses (default with an IPv4 server)")->excludes(ipv6);
+    app.option("name", options->name, "host name").required();
+    app.option("--server", options->server,
+               "IPv4 or IPv6 address of the server; default: the first one in "
+               "/etc/resolv.conf")
+        .called("IP");
+    app.option("--if", options->interface, "interface to ask through").called("NAME");
+    const vosctl::Argument ipv6 = app.flag("-6", options->ipv6, "IPv6 addresses (default with an IPv6 server)");
+    app.flag("-4", options->ipv4, "IPv4 addresses (default with an IPv4 server)").excludes(ipv6);
     vosctl::addJson(app, options->json);
-    app.callback([options] { run(*options); });
+    app.runs([options] { run(*options); });
 }
 const vosctl::Command kCommand{"resolve", "ask a DNS server for a host's addresses", setUp};
 

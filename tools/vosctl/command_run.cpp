@@ -239,22 +239,22 @@ void run(const Options &options) {
 }
 
 const vosctl::Command kCommand{
-    "run", "start a program with limits and report how it ended", [](CLI::App &app) {
+    "run", "start a program with limits and report how it ended", [](vosctl::Arguments app) {
         auto options = std::make_shared<Options>();
-        app.add_option("command", options->command, "program and arguments, behind --")->required();
-        app.add_option("--timeout", options->timeoutMs, "kill it after so long")->type_name("MS");
-        app.add_option("--netns", options->netns, "network namespace to run in")->type_name("NAME");
-        app.add_option("--dir", options->directory, "working directory")->type_name("DIR");
-        app.add_option("--lib-path", options->libraryPath, "appended to LD_LIBRARY_PATH")->type_name("DIRS");
-        app.add_option("--limit-as", options->asLimit, "address space")->type_name("BYTES");
-        app.add_option("--limit-rss", options->rssLimit, "resident memory")->type_name("BYTES");
-        app.add_option("--limit-nofile", options->nofileLimit, "descriptors")->type_name("N");
-        app.add_option("--uid", options->uid, "user id to run as")->type_name("UID");
-        app.add_flag("--no-core", options->noCore, "no core files");
-        app.add_flag("--detach", options->detach, "in a session of its own");
-        app.add_flag("-q,--quiet", options->quiet, "say nothing about a good end");
+        app.option("command", options->command, "program and arguments, behind --").required();
+        app.option("--timeout", options->timeoutMs, "kill it after so long").called("MS");
+        app.option("--netns", options->netns, "network namespace to run in").called("NAME");
+        app.option("--dir", options->directory, "working directory").called("DIR");
+        app.option("--lib-path", options->libraryPath, "appended to LD_LIBRARY_PATH").called("DIRS");
+        app.option("--limit-as", options->asLimit, "address space").called("BYTES");
+        app.option("--limit-rss", options->rssLimit, "resident memory").called("BYTES");
+        app.option("--limit-nofile", options->nofileLimit, "descriptors").called("N");
+        app.option("--uid", options->uid, "user id to run as").called("UID");
+        app.flag("--no-core", options->noCore, "no core files");
+        app.flag("--detach", options->detach, "in a session of its own");
+        app.flag("-q,--quiet", options->quiet, "say nothing about a good end");
         vosctl::addJson(app, options->json, "the report as one JSON object, behind what the program printed");
-        app.callback([options] { run(*options); });
+        app.runs([options] { run(*options); });
     }};
 
 }  // namespace

@@ -409,28 +409,27 @@ void run(Options &options) {
     _exit(options.enter ? enter(options) : sandbox(options));
 }
 
-void setUp(CLI::App &app) {
+void setUp(vosctl::Arguments app) {
     auto options = std::make_shared<Options>();
-    app.add_option("command", options->command, "command and arguments, behind --");
-    CLI::Option *enterOption =
-        app.add_flag("--enter", options->enter, "run a command (or a shell) in a sandbox that runs already");
-    app.add_option("--name", options->name, "what the sandbox is called; with --enter, or its process id")
-        ->type_name("NAME");
-    for (CLI::Option *option : {
-             app.add_flag("--keep", options->keep, "when the command has ended stay until Ctrl-C, to be looked into"),
-             app.add_flag("--no-hub", options->noHub, "start no hub: the command brings its own"),
-             app.add_flag("--trace", options->trace, std::string{"the hub writes every message to "} + kHubLog),
-             app.add_option("--show", options->show, "keep this directory below /tmp, /var or /run visible")
-                 ->type_name("DIR")
-                 ->check(CLI::ExistingPath)
-                 ->allow_extra_args(false),
+    app.option("command", options->command, "command and arguments, behind --");
+    vosctl::Argument enterOption =
+        app.flag("--enter", options->enter, "run a command (or a shell) in a sandbox that runs already");
+    app.option("--name", options->name, "what the sandbox is called; with --enter, or its process id").called("NAME");
+    for (vosctl::Argument option : {
+             app.flag("--keep", options->keep, "when the command has ended stay until Ctrl-C, to be looked into"),
+             app.flag("--no-hub", options->noHub, "start no hub: the command brings its own"),
+             app.flag("--trace", options->trace, std::string{"the hub writes every message to "} + kHubLog),
+             app.option("--show", options->show, "keep this directory below /tmp, /var or /run visible")
+                 .called("DIR")
+                 .anExistingPath()
+                 .oneValueEach(),
          }) {
-        option->excludes(enterOption);
+        option.excludes(enterOption);
     }
     app.footer(
         "Exit status: the command's own; 128 and the signal that ended it; 125 without a sandbox, 126 when the "
         "command cannot be run, 127 when there is none.");
-    app.callback([options] { run(*options); });
+    app.runs([options] { run(*options); });
 }
 const vosctl::Command kCommand{"sandbox", "run a command with a hub of its own, apart from the machine", setUp};
 

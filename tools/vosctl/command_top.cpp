@@ -104,18 +104,18 @@ void runScreen(const Options &options) {
     });
 }
 
-void setUp(CLI::App &app) {
+void setUp(vosctl::Arguments app) {
     auto options = std::make_shared<Options>();
-    app.add_option("--interval", options->intervalS, "seconds between two looks")
-        ->type_name("S")
-        ->check(CLI::Range(0.05, 3600.0))
-        ->capture_default_str();
+    app.option("--interval", options->intervalS, "seconds between two looks")
+        .called("S")
+        .within(0.05, 3600.0)
+        .showsDefault();
     vosctl::addCount(app, "-c,--count", options->count, "end after so many looks");
-    CLI::Option *json = vosctl::addJson(app, options->json, "one JSON object a look, for scripts");
+    vosctl::Argument json = vosctl::addJson(app, options->json, "one JSON object a look, for scripts");
     vosctl::addEntity(app, "--follow", options->entity)
-        ->description("show one client and its messages, as Enter does")
-        ->excludes(json);
-    app.callback([options] { (options->json ? runJson : runScreen)(*options); });
+        .describedAs("show one client and its messages, as Enter does")
+        .excludes(json);
+    app.runs([options] { (options->json ? runJson : runScreen)(*options); });
 }
 const vosctl::Command kCommand{"top", "show the hub's clients, traffic and answer times, live", setUp};
 

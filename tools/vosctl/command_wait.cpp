@@ -103,15 +103,15 @@ void run(const Options &options) {
     }
 }
 
-void setUp(CLI::App &app) {
+void setUp(vosctl::Arguments app) {
     auto options = std::make_shared<Options>();
-    app.add_option("names", options->names, "who must be connected: names or ids")->type_name("ENTITY")->required();
-    app.add_option("--timeout", options->timeoutS, "longest wait in seconds; 0 looks once")
-        ->type_name("S")
-        ->check(CLI::Range(0.0, 1e6))
-        ->capture_default_str();
+    app.option("names", options->names, "who must be connected: names or ids").called("ENTITY").required();
+    app.option("--timeout", options->timeoutS, "longest wait in seconds; 0 looks once")
+        .called("S")
+        .within(0.0, 1e6)
+        .showsDefault();
     vosctl::addJson(app, options->json, "an array of objects");
-    app.callback([options] { run(*options); });
+    app.runs([options] { run(*options); });
 }
 const vosctl::Command kCommand{"wait", "wait until clients are connected", setUp};
 

@@ -77,11 +77,11 @@ void run(const std::string &file) {
     }
 }
 
-void setUp(CLI::App &app) {
+void setUp(vosctl::Arguments app) {
     auto file = std::make_shared<std::string>();
-    app.add_option("file", *file, "document, or - for standard input")->required();
+    app.option("file", *file, "document, or - for standard input").required();
     vosctl::addJson(app, g_printer.json, "one JSON object a line");
-    app.callback([file] { run(*file); });
+    app.runs([file] { run(*file); });
 }
 const vosctl::Command kCommand{"xml", "print the events of an XML configuration document", setUp};
 

@@ -19,10 +19,10 @@ std::string &directory() {
 
 }  // namespace
 
-void addInterfaces(CLI::App &app) {
-    app.add_option("--interfaces", directory(), "descriptions of messages, instead of the installed ones")
-        ->type_name("DIR")
-        ->check(CLI::ExistingDirectory);
+void addInterfaces(Arguments app) {
+    app.option("--interfaces", directory(), "descriptions of messages, instead of the installed ones")
+        .called("DIR")
+        .anExistingDirectory();
 }
 
 const iface::Store &descriptions() {

@@ -1,17 +1,17 @@
 // Descriptions of interfaces as vosctl's commands use them.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
 
+#include "command_line.h"
 #include "common/interface/store.h"
 #include "hub_connection.h"
 
 namespace vosctl {
 
 /** --interfaces DIR; without it the directory in VOS_INTERFACES, else the installed one. */
-void addInterfaces(CLI::App &app);
+void addInterfaces(Arguments app);
 
 /** All descriptions, read at the first call, with a line on standard error for each mistake. */
 const iface::Store &descriptions();

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include <CLI/CLI.hpp>
+
 #include "command.h"
 #include "output.h"
 
@@ -48,7 +50,7 @@ int main(int argc, char **argv) {
     app.require_subcommand(1);
     std::ranges::sort(commands(), {}, [](const vosctl::Command *command) { return std::string_view{command->name}; });
     for (const vosctl::Command *command : commands()) {
-        command->setUp(*app.add_subcommand(command->name, command->summary));
+        command->setUp(vosctl::Arguments{app.add_subcommand(command->name, command->summary)});
     }
     try {
         try {
