@@ -1,18 +1,18 @@
 #!/usr/bin/env bash
-# check_template.sh CMAKE BUILD_DIR TEMPLATE SCRATCH: installs into a prefix of its own, then takes the template as a
-# repository that knows nothing but that prefix: builds, tests and installs it in C and in C++, and replays to the one what
-# the other said. Skipped (77) without pytest.
+# check_template.sh CMAKE BUILD_DIR MANUAL SCRATCH: installs into a prefix of its own, then takes the template that lies
+# there as a repository that knows nothing but that prefix: builds, tests and installs it in C and in C++, and replays to
+# the one what the other said, as the page MANUAL has it. Skipped (77) without pytest.
 set -euo pipefail
-cmake=$1 build=$2 template=$3 repository=$4
-manual=$(realpath "$3/../../docs/manual/vosctl.md")
+cmake=$1 build=$2 manual=$(realpath "$3") repository=$4
 /usr/bin/python3 -c 'import pytest' 2> /dev/null || { echo "pytest is missing: apt-get install python3-pytest"; exit 77; }
 rm -rf "$repository"
-cp -r "$template" "$repository"
+mkdir "$repository"
 cd "$repository"
 # Inside the repository, because that stays visible in the sandbox wherever it lies.
 prefix=$repository/prefix
 quietly() { "$@" > log 2>&1 || { cat log; exit 1; }; }
 quietly "$cmake" --install "$build" --prefix "$prefix"
+cp -r "$prefix/share/doc/libvos-dev/examples/template/." .
 libraries=$(dirname "$(find "$prefix" -name libvos.so.1)")
 export LD_LIBRARY_PATH=$libraries VOS_LIBRARY=$libraries/libvos.so.1 PATH=$prefix/bin:$PATH
 export PYTHONPATH=$prefix/lib/python3/dist-packages PYTHONDONTWRITEBYTECODE=1
