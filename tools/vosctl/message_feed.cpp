@@ -32,16 +32,6 @@ const char *verdictText(uint32_t verdict) {
     return verdict < kTexts.size() ? kTexts[verdict] : "?";
 }
 
-std::string isoTime(uint64_t realtimeNs) {
-    const auto seconds = static_cast<time_t>(realtimeNs / 1'000'000'000);
-    tm broken{};
-    gmtime_r(&seconds, &broken);
-    char text[64];
-    const size_t length = strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &broken);
-    snprintf(text + length, sizeof text - length, ".%06uZ", static_cast<unsigned>(realtimeNs / 1000 % 1'000'000));
-    return text;
-}
-
 }  // namespace
 
 // A capture may hold launches without end.
@@ -133,6 +123,16 @@ std::optional<Seen> Feed::read(const VosMsgHeader &msg) {
     seen.srcName = names_.of(seen.header.src);
     seen.dstName = names_.of(seen.header.dst);
     return seen;
+}
+
+std::string isoTime(uint64_t realtimeNs) {
+    const auto seconds = static_cast<time_t>(realtimeNs / 1'000'000'000);
+    tm broken{};
+    gmtime_r(&seconds, &broken);
+    char text[64];
+    const size_t length = strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &broken);
+    snprintf(text + length, sizeof text - length, ".%06uZ", static_cast<unsigned>(realtimeNs / 1000 % 1'000'000));
+    return text;
 }
 
 nlohmann::ordered_json messageJson(const Seen &seen) {

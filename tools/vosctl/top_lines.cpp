@@ -173,7 +173,8 @@ std::vector<const TopClient *> sortedClients(const TopModel &model, const TopVie
 std::vector<TopLine> topLines(const TopModel &model, const Names &names, const TopView &view, size_t width,
                               size_t height) {
     if (width < kTopWidth || height < kTopHeight) {
-        std::vector<TopLine> lines{{"too small: vosctl top needs 80x24; q ends it"}};
+        const std::string text = "too small: vosctl top needs 80x24; q ends it";
+        std::vector<TopLine> lines{{text.size() <= width ? text : "needs 80x24, q ends"}};
         lines.resize(height);
         lines.front().text.resize(std::min(lines.front().text.size(), width));
         return lines;
