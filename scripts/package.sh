@@ -74,8 +74,9 @@ say "a fresh Debian tree ($suite) with the packages"
 [ -n "$mirror" ] || fail "no package source of $suite is configured; name one: VOS_DEBIAN_MIRROR=URL"
 cache=$root/build/debootstrap
 mkdir -p "$cache"
-debootstrap --variant=minbase --include=gcc,libc6-dev,pkg-config --cache-dir="$cache" "$suite" "$tree" "$mirror" \
-    > "$build/debootstrap.log" 2>&1 || fail_with "$build/debootstrap.log" "debootstrap of $suite from $mirror failed"
+debootstrap --variant=minbase --include=g++,cmake,make,libc6-dev,pkg-config,python3-pytest \
+    --cache-dir="$cache" "$suite" "$tree" "$mirror" > "$build/debootstrap.log" 2>&1 ||
+    fail_with "$build/debootstrap.log" "debootstrap of $suite from $mirror failed"
 cp "${debs[@]}" "$tree/tmp/"
 mkdir -p "$tree/src"
 awk '/^```c$/ {code = 1; next} /^```$/ {code = 0} code' README.md > "$tree/src/exampled.c"
@@ -120,6 +121,9 @@ echo=$!
 for i in 1 2 3 4 5 6 7 8 9; do vosctl list | grep -q ' echo ' && break; sleep 0.1; done
 vosctl ping echo -c 100 && client echo "from the tree" && kill "$echo" "$hub" && wait || failed=1
 "$examples"/ci-sample/ci.sh /src/exampled.c || failed=1
+cp -r "$examples/template" /src/lampd
+cmake -S /src/lampd -B /src/lampd/build > /template.log && cmake --build /src/lampd/build >> /template.log &&
+    ctest --test-dir /src/lampd/build --output-on-failure || { cat /template.log; failed=1; }
 sh -n "$examples"/units/exampled.init || failed=1
 for page in man3/vos_msg.3 man3/vosMsg_init.3 man1/vosctl.1 man8/vos-hubd.8; do
     [ -e "/usr/share/man/$page.gz" ] || { echo "no $page"; failed=1; }
