@@ -82,7 +82,7 @@ awk '/^```c$/ {code = 1; next} /^```$/ {code = 0} code' README.md > "$tree/src/e
 cp -r docs/examples "$tree/src/manual"
 [ ! -e /etc/apt/apt.conf.d ] || cp -r /etc/apt/apt.conf.d/*prox* "$tree/etc/apt/apt.conf.d/" 2> /dev/null || true
 cp /etc/resolv.conf "$tree/etc/" 2> /dev/null || true
-chroot "$tree" sh -c 'apt-get update -q && apt-get install -q -y --no-install-recommends /tmp/*.deb python3-pytest' \
+chroot "$tree" sh -c 'apt-get update -q && apt-get install -q -y --no-install-recommends /tmp/*.deb g++ cmake make python3-pytest' \
     > "$build/install.log" 2>&1 || fail_with "$build/install.log" "the packages do not install"
 
 say "the examples, built and run in that tree"
@@ -120,6 +120,9 @@ echo=$!
 for i in 1 2 3 4 5 6 7 8 9; do vosctl list | grep -q ' echo ' && break; sleep 0.1; done
 vosctl ping echo -c 100 && client echo "from the tree" && kill "$echo" "$hub" && wait || failed=1
 "$examples"/ci-sample/ci.sh /src/exampled.c || failed=1
+cp -r "$examples/template" /src/lampd
+cmake -S /src/lampd -B /src/lampd/build > /template.log && cmake --build /src/lampd/build >> /template.log &&
+    ctest --test-dir /src/lampd/build --output-on-failure || { cat /template.log; failed=1; }
 sh -n "$examples"/units/exampled.init || failed=1
 mkdir /src/tests
 cat > /src/tests/test_echo.py << 'END'
