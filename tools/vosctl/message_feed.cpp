@@ -126,16 +126,6 @@ std::optional<Seen> Feed::read(const VosMsgHeader &msg) {
     return seen;
 }
 
-std::string isoTime(uint64_t realtimeNs) {
-    const auto seconds = static_cast<time_t>(realtimeNs / 1'000'000'000);
-    tm broken{};
-    gmtime_r(&seconds, &broken);
-    char text[64];
-    const size_t length = strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &broken);
-    snprintf(text + length, sizeof text - length, ".%06uZ", static_cast<unsigned>(realtimeNs / 1000 % 1'000'000));
-    return text;
-}
-
 nlohmann::ordered_json messageJson(const Seen &seen) {
     const VosMsgHeader &header = seen.header;
     nlohmann::ordered_json line{{"time", msgline::timeText(seen.record.realtimeNs, true)},

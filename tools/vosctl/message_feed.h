@@ -58,9 +58,6 @@ class Feed {
     Names names_;
 };
 
-/** A time of day, ISO 8601 in UTC with microseconds. */
-std::string isoTime(uint64_t realtimeNs);
-
 /** One message as the object that monitor and register print. */
 nlohmann::ordered_json messageJson(const Seen &seen);
 

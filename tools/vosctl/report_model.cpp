@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "common/message_line.h"
 #include "interfaces.h"
 
 namespace vosctl {
@@ -160,8 +161,8 @@ nlohmann::ordered_json reportJson(const ReportModel &model) {
                          {"bytes", talk.bytes}});
     }
     return {{"messages", model.messages()},
-            {"from", isoTime(model.firstNs())},
-            {"to", isoTime(model.lastNs())},
+            {"from", msgline::timeText(model.firstNs(), true)},
+            {"to", msgline::timeText(model.lastNs(), true)},
             {"lost", model.lost()},
             {"cut", model.cut()},
             {"unanswered", model.unanswered().count},
