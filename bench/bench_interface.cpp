@@ -34,8 +34,17 @@ template <typename T>
 void addMemcpy(const std::string &way) {
     addRow<T>(way + "|memcpy", [reading = way.find("read") == 0](Wire<T> &wire, T &value) {
         reading ? memcpy(&value, wire.bytes, sizeof value) : memcpy(wire.bytes, &value, sizeof value);
-        return 0;
+        return uint32_t{sizeof value};
     });
+}
+
+/** As a caller has it: how much is to be sent is a local number; nothing when the value cannot be written. */
+template <auto kWrite>
+auto writer() {
+    return [](auto &wire, auto &value) {
+        uint32_t length = 0;
+        return kWrite(&value, wire.bytes, sizeof wire.bytes, &length) == VOS_RET_OK ? length : 0;
+    };
 }
 
 }  // namespace
@@ -45,23 +54,17 @@ int main(int argc, char **argv) {
         return meshd_readStatistics(wire.bytes, wire.length, &value);
     });
     addMemcpy<MeshdStatistics>("read 64 bytes of numbers");
-    addRow<MeshdStatistics>("write 64 bytes of numbers|vos", [](auto &wire, auto &value) {
-        return meshd_writeStatistics(&value, wire.bytes, sizeof wire.bytes, &wire.length);
-    });
+    addRow<MeshdStatistics>("write 64 bytes of numbers|vos", writer<meshd_writeStatistics>());
     addMemcpy<MeshdStatistics>("write 64 bytes of numbers");
     addRow<MeshdNode>("read 72 bytes with text|vos",
                       [](auto &wire, auto &value) { return meshd_readNode(wire.bytes, wire.length, &value); });
     addMemcpy<MeshdNode>("read 72 bytes with text");
-    addRow<MeshdNode>("write 72 bytes with text|vos", [](auto &wire, auto &value) {
-        return meshd_writeNode(&value, wire.bytes, sizeof wire.bytes, &wire.length);
-    });
+    addRow<MeshdNode>("write 72 bytes with text|vos", writer<meshd_writeNode>());
     addMemcpy<MeshdNode>("write 72 bytes with text");
     addRow<MeshdLogged>("read 1024 bytes|vos",
                         [](auto &wire, auto &value) { return meshd_readLogged(wire.bytes, wire.length, &value); });
     addMemcpy<MeshdLogged>("read 1024 bytes");
-    addRow<MeshdLogged>("write 1024 bytes|vos", [](auto &wire, auto &value) {
-        return meshd_writeLogged(&value, wire.bytes, sizeof wire.bytes, &wire.length);
-    });
+    addRow<MeshdLogged>("write 1024 bytes|vos", writer<meshd_writeLogged>());
     addMemcpy<MeshdLogged>("write 1024 bytes");
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();

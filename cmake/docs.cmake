@@ -41,7 +41,8 @@ set(vos_docs_skin manual.css layout.xml header.html footer.html search.js site.p
 file(GLOB vos_docs_images CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/images/*.svg)
 file(GLOB vos_docs_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md ${PROJECT_SOURCE_DIR}/docs/manual/*.md
     ${PROJECT_SOURCE_DIR}/docs/examples/*.c* ${PROJECT_SOURCE_DIR}/docs/examples/cookbook/*.c*
-    ${PROJECT_SOURCE_DIR}/examples/tutorial/* ${PROJECT_SOURCE_DIR}/include/vos/*.h*
+    ${PROJECT_SOURCE_DIR}/examples/template/*.* ${PROJECT_SOURCE_DIR}/examples/template/*/*.*
+    ${PROJECT_SOURCE_DIR}/include/vos/*.h*
     ${PROJECT_SOURCE_DIR}/include/vos/hpp/*.hpp ${PROJECT_SOURCE_DIR}/include/vos/loop/*.h)
 list(TRANSFORM vos_docs_skin PREPEND ${PROJECT_SOURCE_DIR}/docs/)
 list(APPEND vos_docs_sources ${vos_docs_images} ${vos_docs_dir}/functions.md ${vos_docs_skin})

@@ -28,6 +28,7 @@ install(FILES ${PROJECT_BINARY_DIR}/vos.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/p
 
 # What a daemon's author begins with, as documentation.
 set(vos_examples_dir ${CMAKE_INSTALL_DATADIR}/doc/libvos-dev/examples)
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/ DESTINATION ${vos_examples_dir} USE_SOURCE_PERMISSIONS PATTERN CMakeLists.txt EXCLUDE)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/ DESTINATION ${vos_examples_dir} USE_SOURCE_PERMISSIONS
+    REGEX "/examples/CMakeLists[.]txt$" EXCLUDE PATTERN .clang-format EXCLUDE)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/packaging/units ${PROJECT_SOURCE_DIR}/packaging/ci-sample
     DESTINATION ${vos_examples_dir} USE_SOURCE_PERMISSIONS)

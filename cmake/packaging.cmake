@@ -84,7 +84,8 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libvos${PROJECT_VERSION_MAJOR} (>= ${PRO
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION "development hub and tools for home-gateway daemons
 A hub that routes messages between daemons on a development machine, a
 command-line tool that sends, shows, measures and records them, a small
-one for the device, and a dissector of captures for Wireshark.")
+one for the device, a generator of code from descriptions of messages,
+and a dissector of captures for Wireshark.")
 set(CPACK_DEBIAN_DOC_PACKAGE_NAME libvos-doc)
 set(CPACK_DEBIAN_DOC_PACKAGE_SECTION doc)
 set(CPACK_DEBIAN_DOC_PACKAGE_ARCHITECTURE all)

@@ -2,7 +2,8 @@
 """man_pages.py DOXYGEN_MAN_DIR OUT_DIR VERSION EXPORT_LISTS…: man pages out of Doxygen's.
 
 vos_FAMILY.3 for every header, with the family's tested example and its neighbours in the manual's index; one link for
-every exported function that a header describes; vosctl.1, vosmini.1 and vos-hubd.8 from their pages of the manual.
+every exported function that a header describes; vosctl.1, vosgen.1, vosmini.1 and vos-hubd.8 from their pages of the
+manual.
 """
 
 import pathlib
@@ -12,7 +13,7 @@ import sys
 import when
 
 DOCS = pathlib.Path(__file__).resolve().parent
-TOOLS = {"vosctl": 1, "vosmini": 1, "vos-hubd": 8}
+TOOLS = {"vosctl": 1, "vosgen": 1, "vosmini": 1, "vos-hubd": 8}
 
 
 def groups() -> list[list[str]]:

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds the Debian packages libvos1, libvos-dev, libvos-doc and vos-tools and their debug symbols into build/package and
-# checks them: lintian, the exported symbols, and, where this account may chroot, a fresh Debian tree with the packages in
+# Builds the Debian packages libvos1, libvos-dev, libvos-doc, vos-tools and python3-vos and their debug symbols into
+# build/package and checks them: lintian, the exported symbols, and, where this account may chroot, a fresh Debian tree with the packages in
 # which the examples are built and run. ./scripts/package.sh [--no-tree]
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -82,7 +82,7 @@ awk '/^```c$/ {code = 1; next} /^```$/ {code = 0} code' README.md > "$tree/src/e
 cp -r docs/examples "$tree/src/manual"
 [ ! -e /etc/apt/apt.conf.d ] || cp -r /etc/apt/apt.conf.d/*prox* "$tree/etc/apt/apt.conf.d/" 2> /dev/null || true
 cp /etc/resolv.conf "$tree/etc/" 2> /dev/null || true
-chroot "$tree" sh -c 'apt-get update -q && apt-get install -q -y --no-install-recommends /tmp/*.deb' \
+chroot "$tree" sh -c 'apt-get update -q && apt-get install -q -y --no-install-recommends /tmp/*.deb g++ cmake make python3-pytest' \
     > "$build/install.log" 2>&1 || fail_with "$build/install.log" "the packages do not install"
 
 say "the examples, built and run in that tree"
@@ -120,8 +120,21 @@ echo=$!
 for i in 1 2 3 4 5 6 7 8 9; do vosctl list | grep -q ' echo ' && break; sleep 0.1; done
 vosctl ping echo -c 100 && client echo "from the tree" && kill "$echo" "$hub" && wait || failed=1
 "$examples"/ci-sample/ci.sh /src/exampled.c || failed=1
+cp -r "$examples/template" /src/lampd
+cmake -S /src/lampd -B /src/lampd/build > /template.log && cmake --build /src/lampd/build >> /template.log &&
+    ctest --test-dir /src/lampd/build --output-on-failure || { cat /template.log; failed=1; }
 sh -n "$examples"/units/exampled.init || failed=1
-for page in man3/vos_msg.3 man3/vosMsg_init.3 man1/vosctl.1 man8/vos-hubd.8; do
+mkdir /src/tests
+cat > /src/tests/test_echo.py << 'END'
+pytest_plugins = ["vos.testing"]
+def test_it_is_a_kit(daemon, client, traffic):
+    daemon("echo_daemon", "--name", "echo")
+    assert client.request("echo", 0x1000F010, b"hello").payload == b"hello"
+    assert any(each.message.payload == b"hello" for each in traffic.messages)
+END
+vosctl sandbox --no-hub -- python3 -m pytest -q -p no:cacheprovider /src/tests || failed=1
+vosctl sandbox -- sh -c 'echo_daemon --name echo > /dev/null & vosctl wait echo && vosctl list --json' || failed=1
+for page in man3/vos_msg.3 man3/vosMsg_init.3 man1/vosctl.1 man1/vosgen.1 man1/vosmini.1 man8/vos-hubd.8; do
     [ -e "/usr/share/man/$page.gz" ] || { echo "no $page"; failed=1; }
 done
 [ -e /usr/share/doc/libvos-doc/html/manual_msg.html ] || failed=1

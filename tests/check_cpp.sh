@@ -31,8 +31,7 @@ for compiler in g++ clang++; do
             check "$compiler" -std=$standard $mode $cxx '-DVOS_HEADER=<vos/vos.hpp>' "$scratch/use.cpp"
         done
     done
-    for use in "$source"/examples/*.cpp "$source"/examples/tutorial/*.cpp "$source"/docs/examples/*.cpp \
-        "$source"/docs/examples/cookbook/*.cpp; do
+    for use in "$source"/examples/*.cpp "$source"/docs/examples/*.cpp "$source"/docs/examples/cookbook/*.cpp; do
         check "$compiler" -std=c++20 $cxx "$use"
     done
     # shellcheck disable=SC2086

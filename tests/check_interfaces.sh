@@ -11,6 +11,8 @@ check() { "$@" || { echo "fails: $*"; status=1; }; }
 
 "$vosgen" names "$source"/interfaces/vos.toml "$source"/interfaces/hub.toml > "$scratch/msg_types.inc"
 check diff "$scratch/msg_types.inc" "$source/tools/common/msg_types.inc"
+"$vosgen" c "$source/interfaces/hub.toml" > "$scratch/hub.h"
+check diff "$scratch/hub.h" "$source/tools/common/hub.h"
 for file in "$source"/interfaces/*.toml "$source"/examples/*.toml; do
     name=$(basename "$file" .toml)
     "$vosgen" lua "$file" > "$scratch/$name.lua"

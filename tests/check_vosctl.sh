@@ -53,7 +53,7 @@ one_line() {
 }
 start_hub() {
     vos-hubd 2> /dev/null &
-    vosctl wait --timeout 20 20
+    vosctl wait --timeout 20000 20
 }
 
 # What the echo daemon answers to 0x5678, for a vosctl that reads descriptions; fails without that.
@@ -74,17 +74,17 @@ END
 
 part_scripts() {
     # Everybody is awaited, the hub too; who does not come is named.
-    status 1 vosctl wait --timeout 0.1 echo
+    status 1 vosctl wait --timeout 100 echo
     one_line 'no hub answers'
-    vosctl wait --timeout 20 --json echo 20 > waited &
+    vosctl wait --timeout 20000 --json echo 20 > waited &
     waiting=$!
     start_hub
     echo_daemon --name echo > /dev/null &
     echo=$!
     wait "$waiting"
     expect '^\[\{"name":"echo","connected":true,"eid":65[0-9]+\},\{"name":"20","connected":true,"eid":20\}\]$' cat waited
-    status 1 vosctl wait --timeout 0.1 echo nobody nothing
-    one_line '^vosctl: not connected within 0.1 s: nobody, nothing$'
+    status 1 vosctl wait --timeout 100 echo nobody nothing
+    one_line '^vosctl: not connected within 100 ms: nobody, nothing$'
 
     # Attached means that nothing is missed, and the command's end ends the monitor, with its status.
     for i in 1 2 3; do
@@ -100,6 +100,9 @@ part_scripts() {
         do sleep 0.02; done; vosctl event 20 0x5678; wait'
     grep -q '"type":22136,' out || fail "registered, and no event: $(cat out)"
 
+    status 0 vosctl record - -- vosctl request echo ECHO
+    expect '^vosctl: /dev/null: messages: [0-9]+' vosctl report - -o /dev/null < out
+
     # Every result as JSON.
     while IFS='|' read -r keys command; do
         eval "vosctl $command" > out || fail "vosctl $command fails"
@@ -113,14 +116,17 @@ for line in open("out"):
 clients hub|list --json
 eid count size minUs medianUs p99Us maxUs|ping echo -c 2 --json
 result resultName src length payload|request echo ECHO --data 'x"y' --json
-uptimeMs messagesPerSecond bytesPerSecond memoryUsed memoryLimit lost clients answers|top --json -c 2 --interval 0.05
+uptimeMs messagesPerSecond bytesPerSecond memoryUsed memoryLimit lost clients answers|top --json -c 2 --interval 50
 name up mac address mask subnet ipv6|if --json
 eid name accessBit|entities --json
 cpuPercent ticks memoryPercent memoryKb|load --json --interval 10
 pid exitCode signal|run --json -- true
 length payload|nfc url http://a.b --json
 level event text|xml --json - <<< '<a b="1">t</a>'
-time verdict lost type typeName src srcName dst dstName flags flagNames word length payload|monitor --json -- sh -c 'vosctl list >&2' 2> /dev/null
+time verdict lost type typeName src srcName dst dstName flags flagNames word length payload|monitor --json -- vosctl list 2> /dev/null
+messages lost|record trace.pcap --json -- true 2> /dev/null
+messages from to lost cut unanswered late answers talks foreign problem|report trace.pcap --json
+eid|call vos.getEid '{"name":"echo"}' --json --interfaces "$shipped"
 END
     # No heading before a failure.
     kill "$echo"
@@ -152,7 +158,7 @@ absent() {
 }
 open_top() { # TERM
     terminal=$1
-    screen new-session -d -s top -x 80 -y 24 "TERM=$1 vosctl top --interval 0.1; echo ended with \$?; sleep 100"
+    screen new-session -d -s top -x 80 -y 24 "TERM=$1 vosctl top --interval 100; echo ended with \$?; sleep 100"
 }
 
 part_top() {
@@ -167,7 +173,7 @@ part_top() {
     echo=$!
     echo_daemon --name meshd --delay 100000 > /dev/null &
     head -c 9000000 /dev/zero > large
-    vosctl wait --timeout 20 echo meshd
+    vosctl wait --timeout 20000 echo meshd
     for name in screen vt100; do
         open_top "$name"
         picture 'ENTITY NAME .*BEAT OPEN'
@@ -198,6 +204,8 @@ part_top() {
         picture '0x4321 vosctl'
         screen resize-window -t top -x 60 -y 24
         picture '^too small: vosctl top needs 80x24'
+        screen resize-window -t top -x 20 -y 5
+        picture '^needs 80x24, q ends$'
         screen resize-window -t top -x 80 -y 24
         picture 'ENTITY NAME'
         screen send-keys -t top q
@@ -237,7 +245,7 @@ part_report() {
     start_hub
     echo_daemon --name echo > /dev/null &
     echo_daemon --name mute --delay 100000 > /dev/null &
-    vosctl wait --timeout 20 echo mute
+    vosctl wait --timeout 20000 echo mute
     status 0 vosctl record trace.pcap -- sh -c 'vosctl request echo ECHO --data hello
         vosctl request hubd VOS_MSG_GET_EID_BY_APP_NAME --hex "65 63 68 6f 00"; vosctl request mute ECHO --timeout 50; true'
     expect '^vosctl: messages recorded: [0-9]+$' cat err
@@ -340,7 +348,7 @@ part_replay() {
     start_hub
     echo_daemon --name echo --events 2 > /dev/null &
     echo=$!
-    vosctl wait --timeout 20 echo
+    vosctl wait --timeout 20000 echo
     status 0 vosctl record trace.pcap -- sh -c 'vosctl request echo ECHO --data 0123456789; vosctl request echo 0x5678'
     for how in "" --at-once; do
         # shellcheck disable=SC2086 # no option is no word
@@ -377,7 +385,7 @@ open("described.pcap", "wb").write(data[:at + 4] + b"x" + data[at + 5:])'
     kill "$echo"
     wait "$echo" || true
     echo_daemon --name echo --events 1 > /dev/null &
-    vosctl wait --timeout 20 echo
+    vosctl wait --timeout 20000 echo
     status 1 vosctl replay trace.pcap --as vosctl --to echo --at-once --timeout 300
     expect 'the event differs' cat out
     expect '^                  now      nothing$' cat out

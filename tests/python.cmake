@@ -49,6 +49,6 @@ set_tests_properties(Python.PassesMypyStrictly PROPERTIES SKIP_RETURN_CODE 77 TI
 if(TARGET vosgen AND VOS_BUILD_PYTHON AND NOT VOS_SANITIZE)
     add_test(NAME Template.BuildsAndPassesItsTestsFromAnInstalledTree
         COMMAND ${PROJECT_SOURCE_DIR}/tests/check_template.sh ${CMAKE_COMMAND} ${PROJECT_BINARY_DIR}
-            ${PROJECT_SOURCE_DIR}/examples/template ${CMAKE_CURRENT_BINARY_DIR}/template)
+            ${PROJECT_SOURCE_DIR}/docs/manual/vosctl.md ${CMAKE_CURRENT_BINARY_DIR}/template)
     set_tests_properties(Template.BuildsAndPassesItsTestsFromAnInstalledTree PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 300)
 endif()

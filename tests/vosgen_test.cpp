@@ -56,6 +56,20 @@ TEST(Vosgen, TellsEachMistakeByLineAndWhatToWriteInstead) {
              Row{head + record(field("a", "u8[n]")), "x.toml:7: 'n' is neither a number nor a constant"},
              Row{head + record(field("a", "S")), "x.toml:7: 'S' contains itself"},
              Row{head + record(field("class", "u8")), "x.toml:7: 'class' means something in generated code"},
+             Row{head + record(field("bitand", "u8")), "x.toml:7: 'bitand' means something in generated code"},
+             Row{head + record(field("reserved1", "u32") + "{ pad = 4 },\n"), "x.toml:8: 'reserved1' is there already"},
+             Row{head + record(field("rawLength", "cstring") + field("raw", "bytes")),
+                 "x.toml:8: 'rawLength' is there"},
+             Row{head + "[constants]\nserver_ = { value = 1, doc = \"d\" }", "x.toml:5: 'server_' means something"},
+             Row{head + "[constants]\neType = { value = 1, doc = \"d\" }\n[event.e]\ntype = 5\ndoc = \"d\"",
+                 "x.toml:6: 'E_TYPE' is there already"},
+             Row{head + record(field("a", "u8")) + "[event.S]\ntype = 5\ndoc = \"d\"",
+                 "x.toml:10: 'S' is there already"},
+             Row{head + "[event.e]\ntype = 5\ndoc = \"d\"\n[notice.onE]\ntype = 6\ndoc = \"d\"",
+                 "x.toml:4: 'onE' is there already"},
+             Row{head + "[event.e]\ntype = 5\ndoc = \"d\"\nword = { name = \"loop\", doc = \"d\" }",
+                 "x.toml:7: 'loop' means something in generated code"},
+             Row{head + "[event.e]\ntype = 5\ndoc = \"a */ b\"", "x.toml:6: 'doc' becomes a comment in C"},
              Row{head + record(field("a", "u8") + field("a", "u8")), "x.toml:8: 'a' is there already"},
              Row{head + record(field("a", "text") + field("b", "u8")),
                  "x.toml:8: 'b' has a fixed size; write it in front of 'a'"},
@@ -261,6 +275,11 @@ TEST(Vosgen, TellsWhetherOldAndNewPeersUnderstandEachOther) {
                  "breaks: enum Band: ghz5 is 2, was 1\n"},
              Row{"    { name = \"ghz5\"", "    { name = \"ghz6\", value = 2, doc = \"d\" },\n    { name = \"ghz5\"", 0,
                  "fits:   enum Band: ghz6 is new; old peers see a number\n"},
+             Row{"type = \"u8\"\nvalues", "type = \"i8\"\nvalues", 1, "breaks: enum Band is enum i8, was enum u8\n"},
+             Row{"    { pad = 6 },\n    { name = \"nodes\", type = \"Node[]\", count = \"count\"",
+                 "    { name = \"n\", type = \"u16\", doc = \"d\" },\n    { pad = 4 },\n"
+                 "    { name = \"nodes\", type = \"Node[]\", count = \"n\"",
+                 1, "breaks: request listNodes: the reply: 'nodes' is a list of structures counted at 2"},
              Row{"[notice.poke]", "[notice.prod]", 1, "breaks: notice poke is gone\nfits:   notice prod is new\n"},
              Row{"type = 0x1000f105", "type = 0x1000f1ff", 1, "has type 0x1000f1ff"},
              Row{"result = { name = \"id\", type = \"i32\"", "result = { name = \"id\", type = \"u32\"", 1,
@@ -363,7 +382,7 @@ TEST(Vosgen, MakesClientsAndServersThatUnderstandEachOther) {
         loop.ask({.to = serverHub.eid(), .type = MESHD_LIST_NODES_TYPE, .payload = std::string_view{"xx"}},
                  [&](const vos::Result<vos::Message> &reply) { seen.push_back("no " + std::to_string(reply.ret())); });
     turnUntil(9);
-    EXPECT_THAT(seen, ElementsAre("changed hall1", "added 1", "counted 1", "hall here they are", "no 9840", "no 9810",
+    EXPECT_THAT(seen, ElementsAre("changed hall1", "added 1", "counted 1", "hall here they are", "no 9840", "no 9003",
                                   "id 7", "id 0", "no 9003"));
     EXPECT_EQ(mesh.pokes, 1u);
 }

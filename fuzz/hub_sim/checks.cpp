@@ -65,7 +65,7 @@ void Play::checkRows(const Client &client, std::span<const std::byte> payload) c
     for (size_t at = 0; at + sizeof(hubproto::ClientRow) <= payload.size(); at += sizeof(hubproto::ClientRow)) {
         hubproto::ClientRow row;
         memcpy(&row, payload.data() + at, sizeof row);
-        const bool silent = row.eid >= 900 && row.eid < 900 + plan_.hostile && row.monitor != 0;
+        const bool silent = row.eid >= 900 && row.eid < 900 + plan_.hostile && row.monitor;
         if (silent && row.queuedBytes > plan_.queueLimit / 2 + sizeof row * (kSlots + plan_.hostile)) {
             finding("client %zu is told that %d bytes wait for a monitor", client.slot,
                     static_cast<int>(row.queuedBytes));

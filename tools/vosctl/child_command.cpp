@@ -15,7 +15,7 @@
 
 namespace vosctl {
 
-ChildCommand::ChildCommand(const std::vector<std::string> &words) {
+ChildCommand::ChildCommand(const std::vector<std::string> &words, bool keepOut) {
     std::vector<char *> argv;
     for (const std::string &word : words) {
         argv.push_back(const_cast<char *>(word.c_str()));
@@ -27,7 +27,13 @@ ChildCommand::ChildCommand(const std::vector<std::string> &words) {
     }
     ended_.reset(ends[0]);
     vos::UniqueFd told{ends[1]};
-    const int error = posix_spawnp(&pid_, argv.front(), nullptr, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    if (keepOut) {
+        posix_spawn_file_actions_adddup2(&actions, STDERR_FILENO, STDOUT_FILENO);
+    }
+    const int error = posix_spawnp(&pid_, argv.front(), &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
     if (error != 0) {
         pid_ = -1;
         throw Failure{"cannot run '" + words.front() + "': " + strerror(error)};

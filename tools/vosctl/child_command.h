@@ -12,8 +12,10 @@ namespace vosctl {
 
 class ChildCommand {
   public:
-    /** Starts it, looked for in PATH; throws Failure. */
-    explicit ChildCommand(const std::vector<std::string> &words);
+    /** Starts it, looked for in PATH; throws Failure.
+     *  @param keepOut  what it prints goes to standard error, for standard output is its caller's
+     */
+    ChildCommand(const std::vector<std::string> &words, bool keepOut);
     /** Ends it with SIGTERM if it still runs. */
     ~ChildCommand();
     ChildCommand(const ChildCommand &) = delete;

@@ -12,8 +12,9 @@ namespace {
 
 struct Options {
     std::string message;
-    std::string json;
+    std::string fields;
     std::string entity;
+    bool json = false;
     uint32_t timeoutMs = vosctl::kDefaultTimeoutMs;
 };
 
@@ -42,7 +43,7 @@ vosctl::Entity receiver(vosctl::Hub &hub, const Options &options, const iface::K
 
 void run(const Options &options) {
     const iface::Known known = vosctl::findMessage(options.message);
-    const iface::Encoded encoded = vosctl::encodeJson(known, options.json);
+    const iface::Encoded encoded = vosctl::encodeJson(known, options.fields);
     vosctl::Hub hub{options.timeoutMs};
     const vosctl::Entity peer = receiver(hub, options, known);
     const vosctl::MessagePtr message =
@@ -60,7 +61,9 @@ void run(const Options &options) {
     const vosctl::ByteView payload = vosctl::payloadOf(*reply);
     const iface::Decoded decoded = iface::decode(*known.message, true, reply->wordData, payload);
     if (!decoded.misfit.empty()) {
-        vosctl::printDump(payload);
+        if (!options.json) {
+            vosctl::printDump(payload);
+        }
         throw vosctl::Failure{"the reply of " + peer.text + " does not fit " + known.name() + ": " + decoded.misfit};
     }
     vosctl::printJson(decoded.value);
@@ -75,9 +78,10 @@ void setUp(vosctl::Arguments app) {
     app.option("message", options->message, "what 'vosctl interfaces' lists, as meshd.addNode")
         .called("MESSAGE")
         .required();
-    app.option("json", options->json, "its fields, as '{\"id\": 7}'").called("JSON");
+    app.option("fields", options->fields, "of the message, as '{\"id\": 7}'").called("JSON");
     vosctl::addEntity(app, "--to", options->entity);
     vosctl::addTimeout(app, options->timeoutMs);
+    vosctl::addJson(app, options->json, "nothing but JSON, not even for a reply that does not fit");
     vosctl::addInterfaces(app);
     app.runs([options] { run(*options); });
 }

@@ -47,7 +47,7 @@ bool isPlain(const std::string &name) {
 void offerEntities() {
     vosctl::Hub hub;
     for (const hubproto::ClientRow &row : hub.clients()) {
-        const std::string name = vosctl::fieldText(row.name);
+        const std::string name = row.name;
         if (row.eid != hub.eid()) {
             offer(isPlain(name) ? name : std::to_string(row.eid));
         }

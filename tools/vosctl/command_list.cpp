@@ -24,10 +24,9 @@ std::string ago(uint64_t ms) {
 void printRow(const hubproto::ClientRow &row) {
     printf("%10" PRIu32 "  %-16s %7" PRIu32 " %5" PRIu32 " %10s %8" PRIu64 " %8" PRIu64 " %8" PRIu64 " %6" PRIu32
            " %9s  %-8s  %s\n",
-           row.eid, msgline::printable(vosctl::fieldText(row.name)).c_str(), row.pid, row.uid,
-           ago(row.connectedMs).c_str(), row.messagesIn, row.messagesOut, row.queuedBytes, row.heartbeats,
-           ago(row.lastHeartbeatMs).c_str(), row.watchdogStopped != 0 ? "stopped" : "on",
-           msgline::printable(vosctl::fieldText(row.path)).c_str());
+           row.eid, msgline::printable(row.name).c_str(), row.pid, row.uid, ago(row.connectedMs).c_str(),
+           row.messagesIn, row.messagesOut, row.queuedBytes, row.heartbeats, ago(row.lastHeartbeatMs).c_str(),
+           row.watchdogStopped ? "stopped" : "on", msgline::printable(row.path).c_str());
 }
 
 void printTable(const std::vector<hubproto::ClientRow> &clients, const hubproto::HubCounters &counters) {
@@ -47,19 +46,19 @@ void printTable(const std::vector<hubproto::ClientRow> &clients, const hubproto:
 nlohmann::ordered_json rowJson(const hubproto::ClientRow &row) {
     const bool beats = row.lastHeartbeatMs != UINT64_MAX;
     return {{"eid", row.eid},
-            {"name", vosctl::fieldText(row.name)},
+            {"name", row.name},
             {"pid", row.pid},
             {"uid", row.uid},
             {"connectedMs", row.connectedMs},
             {"messagesIn", row.messagesIn},
             {"messagesOut", row.messagesOut},
             {"queuedBytes", row.queuedBytes},
-            {"heldBack", row.heldBack != 0},
+            {"heldBack", row.heldBack},
             {"heartbeats", row.heartbeats},
             {"lastHeartbeatMs", beats ? nlohmann::ordered_json(row.lastHeartbeatMs) : nlohmann::ordered_json()},
-            {"watchdogStopped", row.watchdogStopped != 0},
-            {"monitor", row.monitor != 0},
-            {"path", vosctl::fieldText(row.path)}};
+            {"watchdogStopped", row.watchdogStopped},
+            {"monitor", row.monitor},
+            {"path", row.path}};
 }
 
 void printJson(const std::vector<hubproto::ClientRow> &clients, const hubproto::HubCounters &counters) {

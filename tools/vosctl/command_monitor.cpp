@@ -94,6 +94,7 @@ class Monitor {
             return true;
         }
         lost_ += seen->record.lost;
+        lostInAll_ += seen->record.lost;
         if (feed_.isOwn(seen->header) ? !tellsNames(*seen) : !filter_.passes(seen->header, feed_.names())) {
             return true;
         }
@@ -116,6 +117,7 @@ class Monitor {
         }
     }
     uint64_t shown() const { return shown_; }
+    uint64_t lost() const { return lostInAll_; }
 
   private:
     // The monitor's own traffic is not worth seeing, but who reads a capture learns the names from it.
@@ -131,11 +133,12 @@ class Monitor {
     vosctl::Feed feed_;
     Sink sink_;          // a capture that is there stays until its successor has a hub
     uint32_t lost_ = 0;  // also in front of messages that are not shown
+    uint64_t lostInAll_ = 0;
     uint64_t shown_ = 0;
 };
 
-void monitorCommand(const std::vector<std::string> &words, vosctl::Hub &hub, Monitor &monitor) {
-    vosctl::ChildCommand child{words};
+void monitorCommand(const Options &options, vosctl::Hub &hub, Monitor &monitor) {
+    vosctl::ChildCommand child{options.command, options.json || options.pcap == "-"};
     bool ended = false;
     bool goesOn = true;
     vosctl::untilStopped(hub, [&] {
@@ -153,6 +156,9 @@ void monitorCommand(const std::vector<std::string> &words, vosctl::Hub &hub, Mon
 }
 
 void run(const Options &options) {
+    if (options.report && options.json && options.pcap == "-") {
+        throw vosctl::Failure{"the capture and --json cannot both go to standard output", vosctl::Exit::kUsage};
+    }
     Filter filter{.anyType = options.type.empty(), .anyEntity = options.entity.empty(), .hideTools = options.hideTools};
     if (!filter.anyType) {
         filter.type = vosctl::parseType(options.type);
@@ -164,13 +170,16 @@ void run(const Options &options) {
     Monitor monitor{options, hub, filter};
     vosctl::sayAttached();
     const auto report = [&] {
-        if (options.report) {
+        if (options.report && options.json) {
+            vosctl::printJson({{"messages", monitor.shown()}, {"lost", monitor.lost()}});
+            vosctl::flushOutput();
+        } else if (options.report) {
             fprintf(stderr, "vosctl: messages recorded: %ju\n", static_cast<uintmax_t>(monitor.shown()));
         }
     };
     try {
         if (!options.command.empty()) {
-            monitorCommand(options.command, hub, monitor);
+            monitorCommand(options, hub, monitor);
         }
         vosctl::untilStopped(hub, [&] { return monitor.take(*hub.receive()); });
     } catch (const vosctl::Ended &) {
@@ -211,6 +220,7 @@ void setUpRecord(vosctl::Arguments app) {
     auto options = std::make_shared<Options>();
     options->report = true;
     app.option("file", options->pcap, "the capture; - for standard output").called("FILE").required().check(emptyName);
+    vosctl::addJson(app, options->json, "at the end one JSON object on standard output: what was recorded");
     addFilter(app, options);
 }
 const vosctl::Command kRecord{"record", "write what the hub routes to a capture, for report and replay", setUpRecord};

@@ -297,8 +297,10 @@ int sandbox(const Options &options) {
         mountSysfs();
         vostool::raiseLoopback();
     } catch (const std::system_error &error) {
-        throw failure(std::string{error.what()} +
-                      "; the sandbox needs root or user namespaces (sysctl user.max_user_namespaces)");
+        throw failure(
+            std::string{error.what()} +
+            "; the sandbox needs root, in a container with SYS_ADMIN and NET_ADMIN, or user namespaces (sysctl "
+            "user.max_user_namespaces)");
     }
     sethostname(options.name.c_str(), options.name.size());
     const pid_t inside = forkOrFail();

@@ -20,7 +20,7 @@ namespace {
 using Clock = vosctl::TopModel::Clock;
 
 struct Options {
-    double intervalS = 1;
+    uint32_t intervalMs = 1000;
     uint32_t count = 0;  // 0: without end
     bool json = false;
     std::string entity;
@@ -28,12 +28,7 @@ struct Options {
 
 class Top {
   public:
-    Top(vosctl::Hub &hub, const Options &options)
-        : hub_{hub},
-          feed_{hub},
-          interval_{std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>{options.intervalS})} {
-        look();
-    }
+    Top(vosctl::Hub &hub, const Options &options) : hub_{hub}, feed_{hub}, interval_{options.intervalMs} { look(); }
 
     /** Takes what comes until the next look is due or `otherFd` can be read; true when the look was taken. */
     bool advance(int otherFd) {
@@ -67,7 +62,7 @@ class Top {
     vosctl::Hub &hub_;
     vosctl::Feed feed_;
     vosctl::TopModel model_;
-    Clock::duration interval_;
+    std::chrono::milliseconds interval_;
     Clock::time_point next_{};
 };
 
@@ -106,9 +101,9 @@ void runScreen(const Options &options) {
 
 void setUp(vosctl::Arguments app) {
     auto options = std::make_shared<Options>();
-    app.option("--interval", options->intervalS, "seconds between two looks")
-        .called("S")
-        .within(0.05, 3600.0)
+    app.option("--interval", options->intervalMs, "milliseconds between two looks")
+        .called("MS")
+        .within(50U, 3'600'000U)
         .showsDefault();
     vosctl::addCount(app, "-c,--count", options->count, "end after so many looks");
     vosctl::Argument json = vosctl::addJson(app, options->json, "one JSON object a look, for scripts");

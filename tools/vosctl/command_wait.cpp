@@ -18,14 +18,13 @@ using Clock = std::chrono::steady_clock;
 
 struct Options {
     std::vector<std::string> names;
-    double timeoutS = 30;
+    uint32_t timeoutMs = 30'000;
     bool json = false;
 };
 
 class Deadline {
   public:
-    explicit Deadline(double seconds)
-        : end_{Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>{seconds})} {}
+    explicit Deadline(uint32_t ms) : end_{Clock::now() + std::chrono::milliseconds{ms}} {}
 
     uint32_t leftMs() const {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(end_ - Clock::now()).count();
@@ -84,7 +83,7 @@ void print(const std::vector<Found> &all) {
 }
 
 void run(const Options &options) {
-    const Deadline deadline{options.timeoutS};
+    const Deadline deadline{options.timeoutMs};
     const std::unique_ptr<vosctl::Hub> hub = connect(deadline);
     hub->registerFor(VOS_MSG_LAUNCHED);
     std::vector<Found> all = look(*hub, options.names);
@@ -97,19 +96,14 @@ void run(const Options &options) {
         print(all);
     }
     if (const std::string names = missing(all); !names.empty()) {
-        char seconds[32];
-        snprintf(seconds, sizeof seconds, "%g", options.timeoutS);
-        throw vosctl::Failure{"not connected within " + std::string{seconds} + " s: " + names};
+        throw vosctl::Failure{"not connected within " + std::to_string(options.timeoutMs) + " ms: " + names};
     }
 }
 
 void setUp(vosctl::Arguments app) {
     auto options = std::make_shared<Options>();
     app.option("names", options->names, "who must be connected: names or ids").called("ENTITY").required();
-    app.option("--timeout", options->timeoutS, "longest wait in seconds; 0 looks once")
-        .called("S")
-        .within(0.0, 1e6)
-        .showsDefault();
+    vosctl::addTimeout(app, options->timeoutMs).describedAs("longest wait in milliseconds; 0 looks once");
     vosctl::addJson(app, options->json, "an array of objects");
     app.runs([options] { run(*options); });
 }

@@ -80,14 +80,16 @@ Failure nobodyHolds(const std::string &peer) {
     return {"nobody holds the id of " + peer + "; 'vosctl list' shows who is there"};
 }
 
+void requireFit(VosRet read) {
+    if (read != VOS_RET_OK) {
+        throw Failure{"the hub's answer is not what interfaces/hub.toml says; take vosctl and vos-hubd of one version"};
+    }
+}
+
 }  // namespace
 
 ByteView payloadOf(const VosMsgHeader &msg) {
     return {reinterpret_cast<const std::byte *>(&msg + 1), msg.dataLength};
-}
-
-std::string fieldText(std::span<const char> field) {
-    return {field.data(), strnlen(field.data(), field.size())};
 }
 
 Hub::Hub() : handle_{launch()} {}
@@ -247,17 +249,15 @@ void Hub::requirePresence(const Entity &peer) {
 hubproto::HubCounters Hub::counters() {
     const MessagePtr reply = ask(hubproto::kGetCounters);
     hubproto::HubCounters counters{};
-    const ByteView payload = payloadOf(*reply);
-    memcpy(&counters, payload.data(), std::min(payload.size(), sizeof counters));
+    requireFit(hub_readGetCountersReply(reply.get() + 1, reply->dataLength, &counters));
     return counters;
 }
 
 std::vector<hubproto::ClientRow> Hub::clients() {
     const MessagePtr reply = ask(hubproto::kListClients);
-    std::vector<hubproto::ClientRow> rows(reply->dataLength / sizeof(hubproto::ClientRow));
-    const ByteView payload = payloadOf(*reply).first(rows.size() * sizeof(hubproto::ClientRow));
-    std::ranges::copy(payload, std::as_writable_bytes(std::span{rows}).begin());
-    return rows;
+    HubListClientsReply list{};
+    requireFit(hub_readListClientsReply(reply.get() + 1, reply->dataLength, &list));
+    return {list.clients, list.clients + list.clientsCount};
 }
 
 }  // namespace vosctl

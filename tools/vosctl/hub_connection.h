@@ -25,9 +25,6 @@ using ByteView = std::span<const std::byte>;
 
 ByteView payloadOf(const VosMsgHeader &msg);
 
-/** A text out of a fixed field of a record, with or without a terminator. */
-std::string fieldText(std::span<const char> field);
-
 constexpr uint32_t kDefaultTimeoutMs = 5000;
 
 /** An entity as the user named it. */

@@ -5,7 +5,6 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <nlohmann/json.hpp>
 
 #include "arguments.h"
@@ -23,23 +22,13 @@ constexpr std::array kToolNames{"vosctl", "vosmini"};
 constexpr size_t kMostName = 63;  // as the hub keeps it; a capture may hold anything
 
 std::string textOf(ByteView payload) {
-    payload = payload.first(std::min(payload.size(), kMostName));
-    return fieldText({reinterpret_cast<const char *>(payload.data()), payload.size()});
+    const auto *const text = reinterpret_cast<const char *>(payload.data());
+    return {text, strnlen(text, std::min(payload.size(), kMostName))};
 }
 
 const char *verdictText(uint32_t verdict) {
     constexpr std::array kTexts{"delivered", "to-hub", "from-hub", "no-destination"};
     return verdict < kTexts.size() ? kTexts[verdict] : "?";
-}
-
-std::string isoTime(uint64_t realtimeNs) {
-    const auto seconds = static_cast<time_t>(realtimeNs / 1'000'000'000);
-    tm broken{};
-    gmtime_r(&seconds, &broken);
-    char text[64];
-    const size_t length = strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &broken);
-    snprintf(text + length, sizeof text - length, ".%06uZ", static_cast<unsigned>(realtimeNs / 1000 % 1'000'000));
-    return text;
 }
 
 }  // namespace
@@ -71,8 +60,9 @@ void Names::learn(const VosMsgHeader &header, ByteView payload) {
     } else if (header.type == hubproto::kListClients && isReply) {
         hubproto::ClientRow row;
         for (; payload.size() >= sizeof row; payload = payload.subspan(sizeof row)) {
-            memcpy(&row, payload.data(), sizeof row);
-            enter(row.eid, fieldText(row.name));
+            if (hub_readClientRow(payload.data(), sizeof row, &row) == VOS_RET_OK) {
+                enter(row.eid, row.name);
+            }
         }
     }
 }
@@ -122,14 +112,15 @@ std::optional<Seen> Feed::read(const VosMsgHeader &msg) {
             refresh();  // launched by id: the hub may know a name
         }
     }
+    HubCopy copy{};
     Seen seen{};
-    constexpr size_t kFixed = sizeof seen.record + sizeof seen.header;
-    if (msg.type != hubproto::kMonitorCopy || bytes.size() < kFixed) {
+    if (msg.type != hubproto::kMonitorCopy || hub_readCopy(bytes.data(), msg.dataLength, &copy) != VOS_RET_OK ||
+        copy.messageLength < sizeof seen.header) {
         return std::nullopt;
     }
-    memcpy(&seen.record, bytes.data(), sizeof seen.record);
-    memcpy(&seen.header, bytes.data() + sizeof seen.record, sizeof seen.header);
-    seen.payload = bytes.subspan(kFixed);
+    seen.record = copy.head;
+    memcpy(&seen.header, copy.message, sizeof seen.header);
+    seen.payload = std::as_bytes(std::span{copy.message, copy.messageLength}).subspan(sizeof seen.header);
     seen.srcName = names_.of(seen.header.src);
     seen.dstName = names_.of(seen.header.dst);
     return seen;
@@ -137,7 +128,7 @@ std::optional<Seen> Feed::read(const VosMsgHeader &msg) {
 
 nlohmann::ordered_json messageJson(const Seen &seen) {
     const VosMsgHeader &header = seen.header;
-    nlohmann::ordered_json line{{"time", isoTime(seen.record.realtimeNs)},
+    nlohmann::ordered_json line{{"time", msgline::timeText(seen.record.realtimeNs, true)},
                                 {"verdict", verdictText(seen.record.verdict)},
                                 {"lost", seen.record.lost},
                                 {"type", header.type},

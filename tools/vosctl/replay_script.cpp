@@ -6,6 +6,7 @@
 #include "arguments.h"
 #include "capture.h"
 #include "command.h"
+#include "common/message_line.h"
 #include "message_feed.h"
 #include "traffic.h"
 
@@ -33,7 +34,7 @@ std::string known(const std::set<VosEntityId> &seen, const Names &names) {
     std::set<std::string> texts;
     for (const VosEntityId eid : seen) {
         const std::string name = names.of(eid);
-        texts.insert(name.empty() ? std::to_string(eid) : name);
+        texts.insert(name.empty() ? std::to_string(eid) : msgline::printable(name));
     }
     std::string all;
     size_t count = 0;

@@ -2,7 +2,11 @@
 #include "report_model.h"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 #include <utility>
+
+#include "common/message_line.h"
+#include "interfaces.h"
 
 namespace vosctl {
 
@@ -127,6 +131,44 @@ Answers *ReportModel::answersOf(VosEntityId peer, uint32_t type) {
 Kept *ReportModel::keptAt(uint64_t number) {
     const uint64_t first = kept_.empty() ? number + 1 : kept_.front().number;
     return number < first ? nullptr : &kept_[number - first];
+}
+
+nlohmann::ordered_json reportJson(const ReportModel &model) {
+    const Names &names = model.names();
+    auto answers = nlohmann::ordered_json::array();
+    for (const auto &[key, each] : model.answers()) {
+        answers.push_back({{"peer", key.first},
+                           {"peerName", names.of(key.first)},
+                           {"type", key.second},
+                           {"typeName", typeName(key.second)},
+                           {"requests", each.asked},
+                           {"answered", each.durations.count()},
+                           {"unanswered", each.unanswered},
+                           {"late", each.late},
+                           {"medianNs", each.durations.percentile(50)},
+                           {"p99Ns", each.durations.percentile(99)},
+                           {"maxNs", each.durations.max()}});
+    }
+    auto talks = nlohmann::ordered_json::array();
+    for (const auto &[key, talk] : model.talks()) {
+        talks.push_back({{"src", key.first},
+                         {"srcName", names.of(key.first)},
+                         {"dst", key.second},
+                         {"dstName", names.of(key.second)},
+                         {"requests", talk.requests},
+                         {"replies", talk.replies},
+                         {"others", talk.others},
+                         {"bytes", talk.bytes}});
+    }
+    return {{"messages", model.messages()},
+            {"from", msgline::timeText(model.firstNs(), true)},
+            {"to", msgline::timeText(model.lastNs(), true)},
+            {"lost", model.lost()},
+            {"cut", model.cut()},
+            {"unanswered", model.unanswered().count},
+            {"late", model.late().count},
+            {"answers", answers},
+            {"talks", talks}};
 }
 
 }  // namespace vosctl

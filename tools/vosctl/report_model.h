@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <deque>
 #include <map>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <utility>
 
@@ -109,5 +110,8 @@ class ReportModel {
     uint64_t firstNs_ = 0;
     uint64_t lastNs_ = 0;
 };
+
+/** The tables as one object. */
+nlohmann::ordered_json reportJson(const ReportModel &model);
 
 }  // namespace vosctl

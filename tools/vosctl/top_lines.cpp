@@ -56,11 +56,11 @@ std::string upTime(uint64_t ms) {
 }
 
 std::string nameOf(const TopClient &client) {
-    return msgline::printable(fieldText(client.row.name));
+    return msgline::printable(client.row.name);
 }
 
 std::string beatOf(const hubproto::ClientRow &row) {
-    if (row.watchdogStopped != 0) {
+    if (row.watchdogStopped) {
         return "off";
     }
     return row.lastHeartbeatMs == UINT64_MAX ? "-" : duration(row.lastHeartbeatMs * 1'000'000 + 1);
@@ -102,7 +102,7 @@ void addSummary(std::vector<TopLine> &lines, const TopModel &model, const TopVie
 }
 
 TopLine clientLine(const TopClient &client, bool selected) {
-    const bool alarm = client.row.heldBack != 0;
+    const bool alarm = client.row.heldBack;
     return {format("%10" PRIu32 " %-14.14s %6s %6s %7s %7s %4s %6s %4s %6s", client.row.eid, nameOf(client).c_str(),
                    shortNumber(client.inPerSecond).c_str(), shortNumber(client.outPerSecond).c_str(),
                    shortNumber(client.bytesPerSecond).c_str(),
@@ -158,7 +158,7 @@ void addAnswers(std::vector<TopLine> &lines, const TopModel &model, const Names 
 std::vector<const TopClient *> sortedClients(const TopModel &model, const TopView &view) {
     std::vector<const TopClient *> clients;
     for (const TopClient &client : model.clients()) {
-        const bool shown = view.followed == 0 ? fieldText(client.row.name).find(view.filter) != std::string::npos
+        const bool shown = view.followed == 0 ? std::string_view{client.row.name}.find(view.filter) != std::string::npos
                                               : client.row.eid == view.followed;
         if (shown) {
             clients.push_back(&client);
@@ -173,7 +173,8 @@ std::vector<const TopClient *> sortedClients(const TopModel &model, const TopVie
 std::vector<TopLine> topLines(const TopModel &model, const Names &names, const TopView &view, size_t width,
                               size_t height) {
     if (width < kTopWidth || height < kTopHeight) {
-        std::vector<TopLine> lines{{"too small: vosctl top needs 80x24; q ends it"}};
+        const std::string text = "too small: vosctl top needs 80x24; q ends it";
+        std::vector<TopLine> lines{{text.size() <= width ? text : "needs 80x24, q ends"}};
         lines.resize(height);
         lines.front().text.resize(std::min(lines.front().text.size(), width));
         return lines;

@@ -125,12 +125,12 @@ nlohmann::ordered_json topJson(const TopModel &model, const Names &names) {
     auto clients = nlohmann::ordered_json::array();
     for (const TopClient &client : model.clients()) {
         clients.push_back({{"eid", client.row.eid},
-                           {"name", fieldText(client.row.name)},
+                           {"name", client.row.name},
                            {"inPerSecond", client.inPerSecond},
                            {"outPerSecond", client.outPerSecond},
                            {"bytesPerSecond", client.bytesPerSecond},
                            {"queuedBytes", client.row.queuedBytes},
-                           {"heldBack", client.row.heldBack != 0},
+                           {"heldBack", client.row.heldBack},
                            {"heartbeats", client.row.heartbeats},
                            {"open", client.open},
                            {"p99Ns", client.p99Ns}});

@@ -146,8 +146,10 @@ class Comparison {
             if (field.kind != Kind::kStruct && field.kind != Kind::kPad) {
                 const bool records = field.kind == Kind::kList && field.element == Kind::kStruct;
                 const std::string type = records ? "a list of structures" : iface::typeText(field);
-                all.push_back({path + field.name, type + (field.countField.empty() ? "" : " counted"),
-                               base + field.offset, field.bytes()});
+                const Field *const counter = record.find(field.countField);
+                const std::string counted =
+                    counter != nullptr ? " counted at " + std::to_string(counter->offset) : std::string{};
+                all.push_back({path + field.name, type + counted, base + field.offset, field.bytes()});
             }
         }
         return all;
@@ -179,8 +181,15 @@ class Comparison {
             }
         }
     }
+    static std::string kindText(const Named &named) {
+        return (named.flags ? "flags " : "enum ") + std::string{named.isSigned ? "i" : "u"} +
+               std::to_string(8 * named.size);
+    }
     void names(const Named &old, const Named &now) {
         const std::string what = (now.flags ? "flags " : "enum ") + now.name;
+        if (kindText(old) != kindText(now)) {
+            breaks(what + " is " + kindText(now) + ", was " + kindText(old));
+        }
         for (const Named::Value &value : old.values) {
             const auto found = std::ranges::find(now.values, value.name, &Named::Value::name);
             if (found == now.values.end()) {

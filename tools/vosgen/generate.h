@@ -22,9 +22,8 @@ class Lines {
     std::string text_;
 };
 
-/** "addNode" as "AddNode" and as "ADD_NODE". */
-std::string upperFirst(const std::string &name);
-std::string upperSnake(const std::string &name);
+using iface::upperFirst;
+using iface::upperSnake;
 std::string hex(uint32_t number);
 
 std::string makeC(const iface::Interface &all);

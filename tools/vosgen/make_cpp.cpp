@@ -109,31 +109,23 @@ class CppMaker {
         const bool writes = message.payload != nullptr;
         const std::string written =
             writes ? "        const vos::iface::Written<" + message.payload->name + "> written{payload};\n" : "";
-        const auto question = [&](const std::string &to) {
-            return "{.to = " + to + ", .type = " + typeConstant(message) +
-                   (procedure      ? ", .word = " + numberConstant(message)
-                    : message.word ? ", .word = " + message.word->name
-                                   : "") +
-                   (writes ? ", .payload = written.payload()" : "") + ", .patience = patience" +
-                   (procedure ? ", .procedure = true" : "") + "}";
-        };
+        const std::string question = "{.to = server_, .type = " + typeConstant(message) +
+                                     (procedure      ? ", .word = " + numberConstant(message)
+                                      : message.word ? ", .word = " + message.word->name
+                                                     : "") +
+                                     (writes ? ", .payload = written.payload()" : "") + ", .patience = patience" +
+                                     (procedure ? ", .procedure = true" : "") +
+                                     (writes ? ", .unfit = written.ret()" : "") + "}";
         out_.put("    vos::iface::Answer<", reply, "> ", message.name, "(", parameters(message), patience,
-                 ") const {\n", written,
-                 writes ? "        if (written.ret() != VOS_RET_OK) {\n            return "
-                          "vos::iface::failure<vos::iface::Answer<" +
-                              reply + ">>(written.ret());\n        }\n"
-                        : "",
-                 "        return vos::iface::ask<", reply, ">(*hub_, ", question("server_"), ");\n    }");
-        // What cannot be written goes to nobody, so that the failure comes as every other does.
-        const std::string later = question(writes ? "written.ret() == VOS_RET_OK ? server_ : 0" : "server_");
+                 ") const {\n", written, "        return vos::iface::ask<", reply, ">(*hub_, ", question, ");\n    }");
         out_.put("    template <typename Done>\n    requires std::is_invocable_v<Done &, vos::iface::Answer<", reply,
                  ">>");
         out_.put("    vos::Call ", message.name, "(vos::Loop &loop, ", parameters(message), "Done done, ", patience,
-                 ") const {\n", written, "        return vos::iface::ask<", reply, ">(loop, ", later,
+                 ") const {\n", written, "        return vos::iface::ask<", reply, ">(loop, ", question,
                  ", std::move(done));\n    }");
         out_.put("    vos::iface::AskingFor<", reply, "> ", message.name, "(vos::Loop &loop, ", parameters(message),
-                 patience, ") const {\n", written, "        return vos::iface::AskingFor<", reply, ">{loop.ask(", later,
-                 ")};\n    }");
+                 patience, ") const {\n", written, "        return vos::iface::AskingFor<", reply, ">{loop.ask(",
+                 question, ")};\n    }");
     }
     void putSend(const Message &message, const std::string &name, const std::string &to, const std::string &hub) {
         out_.put("    vos::Result<void> ", name, "(", trimmed(parameters(message)), ") const {");

@@ -18,42 +18,9 @@ std::string quoted(const std::string &text) {
     return result + '"';
 }
 
-std::string_view kindOf(Kind kind) {
-    switch (kind) {
-        case Kind::kInteger:
-            return "integer";
-        case Kind::kBool:
-            return "bool";
-        case Kind::kChars:
-            return "chars";
-        case Kind::kIpv4:
-            return "ipv4";
-        case Kind::kIpv6:
-            return "ipv6";
-        case Kind::kMac:
-            return "mac";
-        case Kind::kEnum:
-            return "enum";
-        case Kind::kFlags:
-            return "flags";
-        case Kind::kStruct:
-            return "struct";
-        case Kind::kTextAt:
-            return "textAt";
-        case Kind::kCString:
-            return "cstring";
-        case Kind::kCStrings:
-            return "cstrings";
-        case Kind::kText:
-            return "text";
-        default:
-            return "bytes";
-    }
-}
-
 std::string fieldOf(const Field &field) {
-    std::string row = "{ name = " + quoted(field.name) + ", kind = \"" + std::string{kindOf(field.elementKind())} +
-                      "\", doc = " + quoted(field.doc);
+    std::string row = "{ name = " + quoted(field.name) + ", kind = \"" +
+                      std::string{iface::kindText(field.elementKind())} + "\", doc = " + quoted(field.doc);
     if (field.kind == Kind::kList || !field.isTail()) {
         const bool whole = field.kind == Kind::kChars || field.kind == Kind::kBytes;
         row += ", size = " + std::to_string(whole ? field.count : field.size);

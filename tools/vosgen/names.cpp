@@ -1,30 +1,10 @@
 // Names as the languages write them, and the table of type names.
-#include <algorithm>
-#include <cctype>
 #include <cstdio>
 #include <map>
 
 #include "generate.h"
 
 namespace vosgen {
-
-std::string upperFirst(const std::string &name) {
-    std::string result = name;
-    result[0] = static_cast<char>(toupper(static_cast<unsigned char>(result[0])));
-    return result;
-}
-
-std::string upperSnake(const std::string &name) {
-    std::string result;
-    for (size_t i = 0; i < name.size(); i++) {
-        const auto at = [&name](size_t index) { return static_cast<unsigned char>(name[index]); };
-        const bool begins = i > 0 && isupper(at(i)) != 0 &&
-                            (isupper(at(i - 1)) == 0 || (i + 1 < name.size() && islower(at(i + 1)) != 0));
-        result += begins && result.back() != '_' ? "_" : "";
-        result += static_cast<char>(toupper(at(i)));
-    }
-    return result;
-}
 
 std::string hex(uint32_t number) {
     char text[11];

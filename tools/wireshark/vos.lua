@@ -81,7 +81,7 @@ for _, interface in ipairs(described) do
             local names = field.kind == "enum" and interface.names[field.names] or nil
             field.proto = proto_field(prefix .. record.name .. "." .. field.name, field, names)
             field.bits = field.kind == "flags" and interface.names[field.names] or nil
-            field.own = own
+            field.own, field.from = own, record.size
             f[#f + 1] = field.proto
         end
     end
@@ -144,9 +144,22 @@ local function add_fixed(tree, record, range, whole, number, value)
     return values
 end
 
+-- The offset behind the NUL of a text.
+local function behind_text(range, offset)
+    for i = offset, range:len() - 1 do
+        if range(i, 1):uint() == 0 then
+            return i + 1
+        end
+    end
+end
+
 function shown.element(tree, field, piece, whole, number, value)
     local kind = field.kind
-    if kind == "struct" then
+    if kind == "bool" and value(piece) > 1 then
+        return string.format("'%s' is %u, neither 0 nor 1", field.name, value(piece))
+    elseif kind == "chars" and piece(field.size - 1, 1):uint() ~= 0 then
+        return "'" .. field.name .. "' does not end with a NUL"
+    elseif kind == "struct" then
         local record = field.own[field.record]
         local _, bad = add_fixed(tree:add(field.proto, piece), record, piece, whole, number, value)
         return bad
@@ -154,11 +167,15 @@ function shown.element(tree, field, piece, whole, number, value)
         local offset = value(piece)
         if offset == 0 then
             return
-        elseif offset >= whole:len() then
-            return field.name .. " stands outside"
+        elseif offset < field.from or offset >= whole:len() then
+            return string.format("'%s' stands at %.0f, outside of what follows the record", field.name, offset)
         end
-        local text = whole(offset):stringz()
-        tree:add(field.proto, whole(offset, math.min(#text + 1, whole:len() - offset)), text)
+        local behind = behind_text(whole, offset)
+        if not behind then
+            return "'" .. field.name .. "' does not end with a NUL"
+        end
+        local text = whole(offset, behind - offset)
+        tree:add(field.proto, text, text:stringz())
     elseif kind == "chars" then
         tree:add(field.proto, piece, piece:stringz())
     elseif kind == "integer" or kind == "enum" then
@@ -175,22 +192,13 @@ function shown.element(tree, field, piece, whole, number, value)
     end
 end
 
--- The offset behind the NUL of a text.
-local function behind_text(range, offset)
-    for i = offset, range:len() - 1 do
-        if range(i, 1):uint() == 0 then
-            return i + 1
-        end
-    end
-end
-
 function shown.tail(tree, field, range, offset, values, number, value)
     local length = range:len()
     if field.kind == "cstring" or field.kind == "cstrings" then
         repeat
             local behind = behind_text(range, offset)
             if not behind then
-                return (field.kind == "cstrings" and offset == length) and offset or nil, field.name .. " has no NUL"
+                return (field.kind == "cstrings" and offset == length) and offset or nil, "'" .. field.name .. "' does not end with a NUL"
             end
             local text = range(offset, behind - offset)
             tree:add(field.proto, text, text:stringz())
@@ -201,7 +209,7 @@ function shown.tail(tree, field, range, offset, values, number, value)
         local count = math.floor((length - offset) / field.size)
         local wanted = field.counter and values[field.counter] or count
         if wanted > count then
-            return nil, field.name .. " is cut short"
+            return nil, string.format("'%s' says %.0f, there is room for %u", field.counter, wanted, count)
         end
         for _ = 1, wanted do
             local bad = shown.element(tree, field, range(offset, field.size), range, number, value)
@@ -223,11 +231,16 @@ function shown.tail(tree, field, range, offset, values, number, value)
     return length
 end
 
+local function bytes_text(count)
+    return count .. (count == 1 and " byte" or " bytes")
+end
+
 -- Why the payload is none of this record; nothing when it is.
 local function add_record(tree, record, range, number, value)
     local length = range and range:len() or 0
     if length < record.size or (not record.tail and length ~= record.size) then
-        return string.format("%u bytes, where %s has %u", length, record.name, record.size)
+        local least = record.tail and "at least " or ""
+        return string.format("%s, where %s has %s%u", bytes_text(length), record.name, least, record.size)
     elseif length == 0 then
         return
     end
@@ -243,7 +256,7 @@ local function add_record(tree, record, range, number, value)
         end
     end
     if offset < length and not open then
-        return "it is longer than " .. record.name
+        return bytes_text(length - offset) .. " more than " .. record.name .. " has"
     end
 end
 
@@ -307,12 +320,14 @@ function vos.dissector(buffer, info, root)
     if known then
         local record = records[interface][reply and known.reply or known.payload]
         tree:append_text(", " .. interface.name .. "." .. known.name)
-        -- A reply that says no has a code and nothing else.
-        if record and sub and (present == length) then
-            local bad = add_record(sub, record, range, number, value_of)
-            if bad then
-                sub:add_proto_expert_info(misfit, "The payload does not fit its description: " .. bad)
-            end
+        local whole, bad = present == length, nil
+        if whole and record and (sub or not reply) then -- a reply that says no has a code and nothing else
+            bad = add_record(sub, record, range, number, value_of)
+        elseif whole and sub and not record and (reply or not known.number) then -- a procedure has 8 bytes at least
+            bad = bytes_text(present) .. ", where none is described"
+        end
+        if bad then
+            (sub or tree):add_proto_expert_info(misfit, "The payload does not fit its description: " .. bad)
         end
     end
     if present < length then

@@ -4,9 +4,12 @@ import os
 
 import pytest
 
+import buttond
 import lampd
 import vos
 from vos.testing import message
+
+HEARTBEAT = 0x10000832
 
 
 def changes(traffic):
@@ -36,6 +39,21 @@ def test_it_goes_off_by_itself_unless_it_is_set_anew(clock, lamp, traffic):
     traffic.expect(*[message(lampd.CHANGED_TYPE, source="lampd", destination="hub")] * 3)
     assert lamp.get().level == 0
     assert changes(traffic) == [10, 20, 0]
+
+
+def test_its_button_switches_it_on_and_off(lamp, peer, traffic):
+    button = peer("buttond")
+    assert lamp.get().level == 0  # who answers has subscribed before
+    for level in (lampd.MAX_LEVEL, 0):
+        traffic.clear()
+        button.publish(buttond.PRESSED_TYPE)
+        traffic.expect(message(lampd.CHANGED_TYPE, source="lampd", destination="hub"))
+        assert lamp.get().level == level
+
+
+def test_it_tries_the_lamp_out_and_says_that_it_is_alive(lamp, traffic):
+    assert lamp.check() == lampd.CheckReply(faults=0)
+    traffic.expect(message(HEARTBEAT, source="lampd", destination="hub"))
 
 
 @pytest.mark.parametrize("payload", [b"", bytes(7), bytes(9), lampd.State(level=101, offAfterMs=0).pack()])

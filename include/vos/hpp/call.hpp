@@ -64,7 +64,9 @@ class Calls {
 
     std::shared_ptr<Record> start(VosMsgHandle *handle, Message request, const Ask &ask, Answered done) {
         auto record = std::make_shared<Record>();
-        record->failed = request ? vosMsg_send(handle, request.header()) : VosRet{VOS_RET_NO_RESOURCE};
+        record->failed = ask.unfit != VOS_RET_OK ? ask.unfit
+                         : request               ? vosMsg_send(handle, request.header())
+                                                 : VosRet{VOS_RET_NO_RESOURCE};
         record->request = std::move(request);
         record->done = std::move(done);
         record->matchWord = ask.matchWord || ask.procedure;

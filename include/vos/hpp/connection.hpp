@@ -43,6 +43,7 @@ struct Ask {
     bool procedure = false; /**< the word is a procedure's number; the reply has to carry it too */
     bool matchWord = false; /**< the peer repeats the word, so that its replies may come in any order (Loop::ask()) */
     unsigned flags = 0;     /**< more flags: VOS_MSG_FLAG_KEEP */
+    VosRet unfit = VOS_RET_OK; /**< why there is no payload to send: the request goes to nobody and ends with it */
 };
 
 /** A process's connection to the hub; belongs to one thread. */
@@ -104,6 +105,9 @@ class Connection {
      *          or the hub is gone; VOS_RET_ERROR when the peer came back and left the repeated request unanswered
      */
     Result<Message> ask(const Ask &ask) const {
+        if (ask.unfit != VOS_RET_OK) {
+            return ask.unfit;
+        }
         const Message message = build(ask);
         VosMsgHeader *reply = nullptr;
         const VosRet ret =

@@ -2,6 +2,8 @@
 #include "common/interface/model.h"
 
 #include <algorithm>
+#include <array>
+#include <cctype>
 
 namespace iface {
 
@@ -16,35 +18,43 @@ std::string baseText(const Field &field) {
             return field.named->name;
         case Kind::kStruct:
             return field.record->name;
-        case Kind::kBool:
-            return "bool";
         case Kind::kChars:
             return "char";
         case Kind::kBytes:
             return "byte";
-        case Kind::kIpv4:
-            return "ipv4";
-        case Kind::kIpv6:
-            return "ipv6";
-        case Kind::kMac:
-            return "mac";
-        case Kind::kPad:
-            return "pad";
-        case Kind::kTextAt:
-            return "textAt";
-        case Kind::kCString:
         case Kind::kCStrings:
             return "cstring";
-        case Kind::kText:
-            return "text";
-        case Kind::kRest:
-        case Kind::kList:
-            break;
+        default:
+            return std::string{kindText(field.elementKind())};
     }
-    return "bytes";
 }
 
 }  // namespace
+
+std::string upperFirst(const std::string &name) {
+    std::string result = name;
+    result[0] = static_cast<char>(toupper(static_cast<unsigned char>(result[0])));
+    return result;
+}
+
+std::string upperSnake(const std::string &name) {
+    std::string result;
+    for (size_t i = 0; i < name.size(); i++) {
+        const auto at = [&name](size_t index) { return static_cast<unsigned char>(name[index]); };
+        const bool begins = i > 0 && isupper(at(i)) != 0 &&
+                            (isupper(at(i - 1)) == 0 || (i + 1 < name.size() && islower(at(i + 1)) != 0));
+        result += begins && result.back() != '_' ? "_" : "";
+        result += static_cast<char>(toupper(at(i)));
+    }
+    return result;
+}
+
+std::string_view kindText(Kind kind) {
+    constexpr std::array<std::string_view, 17> kTexts{"integer", "bool",     "chars", "bytes",  "ipv4", "ipv6",
+                                                      "mac",     "enum",     "flags", "struct", "pad",  "textAt",
+                                                      "cstring", "cstrings", "text",  "bytes",  "list"};
+    return kTexts[static_cast<size_t>(kind)];
+}
 
 std::string typeText(const Field &field) {
     const bool sized =

@@ -106,7 +106,7 @@ struct Message {
     int line = 0;
     MessageKind kind = MessageKind::kRequest;
     uint32_t type = 0;
-    uint32_t number = 0;   // of a procedure
+    uint32_t number = 0;        // of a procedure
     std::string constant = {};  // the type's name in a header that is there already
     std::optional<Field> word = {};
     std::optional<Field> result = {};  // what the reply's word is, if no return code
@@ -152,6 +152,13 @@ struct Parsed {
 };
 Parsed parse(std::string_view text, const std::string &file);
 Parsed parseFile(const std::string &path);
+
+/** "addNode" as "AddNode" and as "ADD_NODE". */
+std::string upperFirst(const std::string &name);
+std::string upperSnake(const std::string &name);
+
+/** What the dissector's tables call a kind. */
+std::string_view kindText(Kind kind);
 
 /** The type of a field as a description writes it. */
 std::string typeText(const Field &field);

@@ -4,7 +4,6 @@
 #include <toml++/toml.h>
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <filesystem>
 #include <fstream>
@@ -14,7 +13,9 @@
 #include <set>
 #include <sstream>
 
+#include "common/interface/basic_types.h"
 #include "common/interface/model.h"
+#include "common/interface/taken_words.h"
 
 namespace iface {
 
@@ -35,46 +36,6 @@ int lineOf(const toml::node &node) {
 
 std::string quote(std::string_view text) {
     return "'" + std::string{text} + "'";
-}
-
-struct BasicType {
-    std::string_view name;
-    Kind kind;
-    uint32_t size;
-    uint32_t align;
-    bool isSigned = false;
-};
-constexpr std::array kBasicTypes{
-    BasicType{"u8", Kind::kInteger, 1, 1},        BasicType{"u16", Kind::kInteger, 2, 2},
-    BasicType{"u32", Kind::kInteger, 4, 4},       BasicType{"u64", Kind::kInteger, 8, 8},
-    BasicType{"i8", Kind::kInteger, 1, 1, true},  BasicType{"i16", Kind::kInteger, 2, 2, true},
-    BasicType{"i32", Kind::kInteger, 4, 4, true}, BasicType{"i64", Kind::kInteger, 8, 8, true},
-    BasicType{"bool", Kind::kBool, 1, 1},         BasicType{"char", Kind::kChars, 1, 1},
-    BasicType{"byte", Kind::kBytes, 1, 1},        BasicType{"ipv4", Kind::kIpv4, 4, 1},
-    BasicType{"ipv6", Kind::kIpv6, 16, 1},        BasicType{"mac", Kind::kMac, 6, 1},
-    BasicType{"textAt", Kind::kTextAt, 8, 8},     BasicType{"cstring", Kind::kCString, 0, 1},
-    BasicType{"text", Kind::kText, 0, 1},         BasicType{"bytes", Kind::kRest, 0, 1},
-};
-
-// Words of C, C++ or Python, and what generated classes call their own.
-const std::set<std::string_view> kTakenWords{
-    "alignas",  "alignof",  "and",     "as",        "asm",      "assert",    "async",    "auto",     "await",
-    "bool",     "break",    "case",    "catch",     "char",     "class",     "concept",  "const",    "continue",
-    "def",      "default",  "del",     "delete",    "do",       "double",    "elif",     "else",     "enum",
-    "except",   "explicit", "export",  "extern",    "False",    "finally",   "float",    "for",      "friend",
-    "from",     "global",   "goto",    "if",        "import",   "in",        "inline",   "int",      "is",
-    "lambda",   "long",     "mutable", "namespace", "new",      "None",      "noexcept", "nonlocal", "not",
-    "nullptr",  "operator", "or",      "pass",      "private",  "protected", "public",   "raise",    "register",
-    "requires", "restrict", "return",  "self",      "short",    "signed",    "sizeof",   "static",   "struct",
-    "switch",   "template", "this",    "throw",     "True",     "try",       "typedef",  "typename", "union",
-    "unsigned", "using",    "virtual", "void",      "volatile", "while",     "with",     "xor",      "yield",
-    "bytes",    "list",     "str",     "tuple",     "server",   "find",      "Client",   "Server",   "head",
-    "pad",
-};
-
-bool isName(std::string_view text) {
-    const auto inName = [](char c) { return isalnum(static_cast<unsigned char>(c)) != 0 || c == '_'; };
-    return !text.empty() && isalpha(static_cast<unsigned char>(text[0])) != 0 && std::ranges::all_of(text, inName);
 }
 
 class Reader {
@@ -148,9 +109,12 @@ class Reader {
         if (!isName(name)) {
             throw Stop{line, quote(name) + " is no name; write a letter, then letters, digits and _"};
         }
-        if (kTakenWords.contains(name)) {
+        refuseTaken(name, kTakenWords, line);
+    }
+    static void refuseTaken(const std::string &name, const std::set<std::string_view> &taken, int line) {
+        if (taken.contains(name)) {
             throw Stop{line, quote(name) + " means something in generated code; write another name, like " +
-                                 quote(name + "_")};
+                                 quote(name + "Value")};
         }
     }
     static void knownKeys(const toml::table &where, const std::string &what,
@@ -170,15 +134,22 @@ class Reader {
     static std::string text(const toml::table &where, std::string_view key, const char *instead) {
         const toml::node *node = where.get(key);
         const auto value = node != nullptr ? node->value_exact<std::string>() : std::nullopt;
+        const auto breaks = [](char c) { return iscntrl(static_cast<unsigned char>(c)) != 0; };
         if ((node == nullptr && instead != nullptr) ||
-            (node != nullptr && (!value || value->find('\n') != std::string::npos))) {
+            (node != nullptr && (!value || std::ranges::any_of(*value, breaks)))) {
             throw Stop{node != nullptr ? lineOf(*node) : lineOf(where),
                        quote(key) + (node != nullptr ? " is no text of one line" : " is missing") + "; write " +
                            std::string{key} + " = \"" + (instead != nullptr ? instead : "…") + "\""};
         }
         return value.value_or("");
     }
-    static std::string doc(const toml::table &where) { return text(where, "doc", "what it is, in one line"); }
+    static std::string doc(const toml::table &where) {
+        const std::string said = text(where, "doc", "what it is, in one line");
+        if (said.find("*/") != std::string::npos || said.find("/*") != std::string::npos) {
+            throw Stop{lineOf(*where.get("doc")), "'doc' becomes a comment in C; leave /* and */ out"};
+        }
+        return said;
+    }
     static std::optional<int64_t> number(const toml::table &where, std::string_view key, int64_t least, int64_t most) {
         const toml::node *node = where.get(key);
         if (node == nullptr) {
@@ -222,11 +193,13 @@ class Reader {
             throw Stop{lineOf(head), "a daemon's name has 63 characters at most; write a shorter server = \"…\""};
         }
         out_.eid = static_cast<uint32_t>(number(head, "eid", 1, UINT32_MAX).value_or(0));
+        macros_ = {"SERVER", "EID"};
     }
 
     void readConstant(const std::string &name, const toml::node &node) {
         const toml::table &entry = table(node, name);
         knownKeys(entry, "constant " + quote(name), {"value", "doc"});
+        claim(macros_, upperSnake(name), lineOf(entry));
         out_.constants.push_back({name, doc(entry), needed(entry, "value", INT64_MIN, INT64_MAX)});
     }
 
@@ -255,6 +228,7 @@ class Reader {
             const std::string valueName = text(value, "name", "…");
             checkName(valueName, lineOf(node));
             claim(names, valueName, lineOf(node));
+            claim(macros_, upperSnake(name) + "_" + upperSnake(valueName), lineOf(node));
             const int64_t given = flags ? int64_t{1} << needed(value, key, 0, std::min(bits - 1, 62U))
                                         : needed(value, key, named.isSigned ? -most - 1 : 0, most);
             named.values.push_back({valueName, doc(value), given});
@@ -296,14 +270,35 @@ class Reader {
         return &out_.structs.back();
     }
 
+    // What C calls a field and what comes with it, of the fixed part and of what is behind it.
+    struct Members {
+        unsigned pads = 0;
+        std::set<std::string> fixed;
+        std::set<std::string> behind;
+    };
+    void claimMembers(const Field &field, std::set<std::string> &names, Members &members) {
+        if (field.kind == Kind::kPad) {
+            claim(members.fixed, "reserved" + std::to_string(++members.pads), field.line);
+            return;
+        }
+        claim(names, field.name, field.line);
+        if (!field.isTail()) {
+            claim(members.fixed, field.name + (field.kind == Kind::kTextAt ? "Offset" : ""), field.line);
+            return;
+        }
+        claim(members.behind, field.name, field.line);
+        if (field.kind != Kind::kCString) {
+            claim(members.behind, field.name + (field.kind == Kind::kList ? "Count" : "Length"), field.line);
+        }
+    }
+
     void layOut(Struct &record, const toml::array &fields) {
         std::set<std::string> names;
+        Members members;
         uint64_t at = 0;
         for (const toml::node &node : fields) {
             Field field = readField(record, table(node, "fields"));
-            if (field.kind != Kind::kPad) {
-                claim(names, field.name, field.line);
-            }
+            claimMembers(field, names, members);
             if (field.isTail()) {
                 closeFixedPart(record, at, field.line);
                 field.offset = at;
@@ -482,6 +477,7 @@ class Reader {
         field.line = lineOf(*node);
         field.name = text(word, "name", "…");
         checkName(field.name, field.line);
+        refuseTaken(field.name, kTakenByCalls, field.line);
         readType(field, word.get("type") != nullptr ? text(word, "type", "u32") : "u32");
         const bool fits = field.kind == Kind::kInteger || field.kind == Kind::kEnum || field.kind == Kind::kFlags;
         if (!fits || field.size != 4 || field.array) {
@@ -521,6 +517,14 @@ class Reader {
     void readMessage(MessageKind kind, const std::string &name, const toml::table &entry) {
         const int line = lineOf(entry);
         claim(messages_, name, line);
+        claim(types_, name, line);
+        claim(macros_, upperSnake(name) + "_TYPE", line);
+        if (kind == MessageKind::kEvent) {
+            claim(messages_, "on" + upperFirst(name), line);
+            claim(messages_, "publish" + upperFirst(name), line);
+        } else if (kind == MessageKind::kProcedure) {
+            claim(macros_, upperSnake(name) + "_NUMBER", line);
+        }
         Message message{.name = name, .doc = doc(entry), .line = line, .kind = kind};
         const std::string what = std::string{kindName(kind)} + " " + quote(name);
         if (message.kind == MessageKind::kProcedure) {
@@ -535,9 +539,13 @@ class Reader {
         message.constant = text(entry, "constant", nullptr);
         message.word = readWord(entry, "word");
         message.result = readWord(entry, "result");
-        std::string upper = name;
-        upper[0] = static_cast<char>(toupper(static_cast<unsigned char>(upper[0])));
+        const std::string upper = upperFirst(name);
         message.payload = readPayload(entry, "payload", upper, message.doc);
+        if (message.isAnswered() && message.payload != nullptr && message.payload->inlined) {
+            for (const Field &field : message.payload->fields) {  // each is a parameter of a call in Python
+                refuseTaken(field.name, {"timeout", "vos"}, field.line);
+            }
+        }
         message.reply = readPayload(entry, "reply", upper + "Reply", "Reply: " + message.doc);
         for (const auto &[word, record] :
              {std::pair{&message.word, message.payload}, {&message.result, message.reply}}) {
@@ -568,6 +576,7 @@ class Reader {
     std::vector<Mistake> mistakes_;
     std::set<std::string> types_;
     std::set<std::string> messages_;
+    std::set<std::string> macros_;
     std::set<std::string> reading_;   // structures that were begun
     std::set<std::string> reported_;  // and those that failed
 };
