@@ -93,7 +93,7 @@ ReadStatus FrameReader::fill(int fd, const Client &owner, Partial &partial, size
         got = kernel::receive(fd, std::span{pieces}.first(toTheEnd ? 2 : 1));
     } else {
         carried = partial.size();
-        std::ranges::copy(partial.bytes(), buffer.begin());
+        std::copy_n(partial.bytes().data(), carried, buffer.data());
         const iovec piece{buffer.data() + carried, buffer.size() - carried};
         got = kernel::receive(fd, std::span{&piece, 1});
     }

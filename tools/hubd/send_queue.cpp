@@ -63,9 +63,9 @@ bool SendQueue::append(Memory &memory, const Client &owner, std::span<const std:
     }
     if (copied > 0) {
         std::byte *const to = copies_->data() + copied_;
-        std::ranges::copy(head, to);
+        std::copy_n(head.data(), head.size(), to);
         if (!shared) {
-            std::ranges::copy(tail, to + head.size());
+            std::copy_n(tail.data(), tail.size(), to + head.size());
         }
         copied_ += copied;
         add(copies_, to, copied);
