@@ -59,12 +59,13 @@ counted() { cat "build/fuzz/fuzz/runs/$1" 2> /dev/null || echo 0; }
 logs=build/fuzz/fuzz/logs  # of each target's last piece
 mkdir -p build/fuzz/fuzz/runs $logs
 
-# The bytes of an input, where more of them only repeat: each is a turn of the hub.
-declare -A longest=([hub]=512)
+# The longest input, where more bytes take long and reach little more: each is a turn or two of the hub.
+declare -A longest=([hub]=256)
 
 # fuzz TARGET LIMIT: -max_total_time=SECONDS or -runs=EXECUTIONS
 fuzz() {
-    build/fuzz/bin/fuzz_"$1" "$2" -max_len="${longest[$1]:-0}" -rss_limit_mb=1024 -print_final_stats=1 -artifact_prefix="build/fuzz/$1-" \
+    build/fuzz/bin/fuzz_"$1" "$2" -max_len="${longest[$1]:-0}" -rss_limit_mb=1024 -print_final_stats=1 \
+        -artifact_prefix="build/fuzz/$1-" \
         "build/fuzz/fuzz/found/$1" "fuzz/corpus/$1" > "$logs/$1.log" 2>&1 || return
     echo $(($(counted "$1") + $(stat_of "$1" number_of_executed_units))) > "build/fuzz/fuzz/runs/$1"
 }
