@@ -12,7 +12,7 @@ Argument Argument::called(const std::string &typeName) const {
 }
 
 Argument Argument::describedAs(const std::string &help) const {
-    return Argument{option_.describedAs(help)};
+    return Argument{option_->description(help)};
 }
 
 Argument Argument::required() const {
