@@ -46,6 +46,7 @@ TEST(Vosgen, TellsEachMistakeByLineAndWhatToWriteInstead) {
              Row{"[interface]\nname = \"x\"", "x.toml:1: 'doc' is missing; write doc = "},
              Row{"[struct.S", "x.toml:1: no TOML: "},
              Row{head + "[structs.S]", "x.toml:4: unknown key 'structs' in this file; write one of: interface, "},
+             Row{head + "[\"a\\nb\"]", "x.toml:4: unknown key 'a?b' in this file"},
              Row{head + record(field("a", "u8") + field("b", "u32")),
                  "x.toml:8: 'b' would stand at offset 1, where C puts it at 4; write { pad = 3 } in front of it"},
              Row{head + record(field("a", "u64") + field("b", "u8")),

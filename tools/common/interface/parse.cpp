@@ -1,8 +1,4 @@
 // Reads descriptions: TOML with every mistake told by line and with what to write instead.
-#define TOML_EXCEPTIONS 0
-#define TOML_HEADER_ONLY 1
-#include <toml++/toml.h>
-
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
@@ -15,7 +11,7 @@
 
 #include "common/interface/basic_types.h"
 #include "common/interface/model.h"
-#include "common/interface/taken_words.h"
+#include "common/interface/toml_values.h"
 
 namespace iface {
 
@@ -24,19 +20,6 @@ namespace {
 constexpr uint64_t kLargestFixedPart = 1U << 20;
 constexpr uint32_t kLargestCount = 65536;
 constexpr uint32_t kSmallestProcedure = 8;  // bytes that every procedure's request has
-
-struct Stop {
-    int line;
-    std::string text;
-};
-
-int lineOf(const toml::node &node) {
-    return static_cast<int>(node.source().begin.line);
-}
-
-std::string quote(std::string_view text) {
-    return "'" + std::string{text} + "'";
-}
 
 class Reader {
   public:
@@ -73,7 +56,7 @@ class Reader {
         try {
             step();
         } catch (const Stop &stop) {
-            mistakes_.push_back({out_.file, std::max(stop.line, 1), stop.text});
+            mistakes_.push_back({out_.file, std::max(stop.line, 1), oneLine(stop.text)});
         }
     }
 
@@ -97,84 +80,6 @@ class Reader {
                 });
             }
         });
-    }
-
-    static const toml::table &table(const toml::node &node, std::string_view what) {
-        if (const toml::table *found = node.as_table()) {
-            return *found;
-        }
-        throw Stop{lineOf(node), quote(what) + " is no table; write [" + std::string{what} + "]"};
-    }
-    static void checkName(const std::string &name, int line) {
-        if (!isName(name)) {
-            throw Stop{line, quote(name) + " is no name; write a letter, then letters, digits and _"};
-        }
-        refuseTaken(name, kTakenWords, line);
-    }
-    static void refuseTaken(const std::string &name, const std::set<std::string_view> &taken, int line) {
-        if (taken.contains(name)) {
-            throw Stop{line, quote(name) + " means something in generated code; write another name, like " +
-                                 quote(name + "Value")};
-        }
-    }
-    static void knownKeys(const toml::table &where, const std::string &what,
-                          std::initializer_list<std::string_view> known) {
-        for (const auto &[key, value] : where) {
-            if (std::ranges::find(known, key.str()) == known.end()) {
-                std::string all;
-                for (const auto each : known) {
-                    all.append(all.empty() ? "" : ", ").append(each);
-                }
-                throw Stop{static_cast<int>(key.source().begin.line),
-                           "unknown key " + quote(key.str()) + " in " + what + "; write one of: " + all};
-            }
-        }
-    }
-    // A text that must or may be there.
-    static std::string text(const toml::table &where, std::string_view key, const char *instead) {
-        const toml::node *node = where.get(key);
-        const auto value = node != nullptr ? node->value_exact<std::string>() : std::nullopt;
-        const auto breaks = [](char c) { return iscntrl(static_cast<unsigned char>(c)) != 0; };
-        if ((node == nullptr && instead != nullptr) ||
-            (node != nullptr && (!value || std::ranges::any_of(*value, breaks)))) {
-            throw Stop{node != nullptr ? lineOf(*node) : lineOf(where),
-                       quote(key) + (node != nullptr ? " is no text of one line" : " is missing") + "; write " +
-                           std::string{key} + " = \"" + (instead != nullptr ? instead : "…") + "\""};
-        }
-        return value.value_or("");
-    }
-    static std::string doc(const toml::table &where) {
-        const std::string said = text(where, "doc", "what it is, in one line");
-        if (said.find("*/") != std::string::npos || said.find("/*") != std::string::npos) {
-            throw Stop{lineOf(*where.get("doc")), "'doc' becomes a comment in C; leave /* and */ out"};
-        }
-        return said;
-    }
-    static std::optional<int64_t> number(const toml::table &where, std::string_view key, int64_t least, int64_t most) {
-        const toml::node *node = where.get(key);
-        if (node == nullptr) {
-            return std::nullopt;
-        }
-        const auto value = node->value_exact<int64_t>();
-        if (!value || *value < least || *value > most) {
-            throw Stop{lineOf(*node), quote(key) + " is no number between " + std::to_string(least) + " and " +
-                                          std::to_string(most) + "; write " + std::string{key} + " = " +
-                                          std::to_string(std::max<int64_t>(least, 0))};
-        }
-        return value;
-    }
-    static int64_t needed(const toml::table &where, std::string_view key, int64_t least, int64_t most) {
-        const auto value = number(where, key, least, most);
-        if (!value) {
-            throw Stop{lineOf(where), quote(key) + " is missing; write " + std::string{key} + " = " +
-                                          std::to_string(std::max<int64_t>(least, 0))};
-        }
-        return *value;
-    }
-    void claim(std::set<std::string> &names, const std::string &name, int line) {
-        if (!names.insert(name).second) {
-            throw Stop{line, quote(name) + " is there already; write another name"};
-        }
     }
 
     void readHead() {
@@ -589,7 +494,7 @@ Parsed parse(std::string_view text, const std::string &file) {
         const toml::parse_error &error = result.error();
         return {std::nullopt,
                 {{file, static_cast<int>(error.source().begin.line),
-                  "no TOML: " + std::string{error.description()} + "; write what TOML allows here"}}};
+                  oneLine("no TOML: " + std::string{error.description()}) + "; write what TOML allows here"}}};
     }
     return Reader{result.table(), file}.read();
 }
