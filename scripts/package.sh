@@ -143,6 +143,6 @@ INSIDE
 # A mount of its own, so that the programs inside can have namespaces too.
 # shellcheck disable=SC2016 # for the shell inside
 unshare --mount --ipc --net --pid --fork --kill-child sh -c 'mount --bind "$1" "$1" && mount -t proc proc "$1/proc" &&
-    exec chroot "$1" timeout 300 sh /src/run' sh "$tree" ||
+    exec env -i HOME=/root PATH="$PATH" chroot "$1" timeout 300 sh /src/run' sh "$tree" ||
     fail "the examples do not run in the tree"
 say "done: ${debs[*]##*/}"

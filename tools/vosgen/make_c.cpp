@@ -186,7 +186,7 @@ class CMaker {
             }
             std::string at = std::to_string(field.offset);
             if (field.array) {
-                out_.put("    for (uint32_t i = 0; i < ", std::to_string(field.count), "; i++) {");
+                out_.put("    for (size_t i = 0; i < ", std::to_string(field.count), "; i++) {");
                 at += " + i * " + std::to_string(field.size);
             }
             const std::string failing =
@@ -298,7 +298,7 @@ class CMaker {
                 }
             } else if (hasPad(field) && field.array) {
                 const std::string place = std::to_string(at) + " + i * " + std::to_string(field.size);
-                out_.put("    for (uint32_t i = 0; i < ", std::to_string(field.count), "; i++) ", function_, "clear",
+                out_.put("    for (size_t i = 0; i < ", std::to_string(field.count), "; i++) ", function_, "clear",
                          field.record->name, "(to + ", place, ", from + ", place, ");");
             } else if (hasPad(field)) {
                 putGaps(*field.record, at, whole, chunks);
@@ -417,7 +417,7 @@ class CMaker {
         out_.put("    ", member, " = VOS_CAST(const ", elementType(field), flat ? " *" : " (*)" + dimensions(field),
                  ", VOS_CAST(const void *, bytes + at));");
         if (isChecked(field)) {
-            out_.put("    for (uint32_t i = 0; i < ", member, "Count; i++) {");
+            out_.put("    for (size_t i = 0; i < ", member, "Count; i++) {");
             const std::string place = "at + i * " + size + "u";
             out_.put("        if (", elementCheck(field, place), ") return VOS_RET_BAD_ARG;\n    }");
         }
@@ -514,7 +514,7 @@ class CMaker {
                 const bool clears = field.element == Kind::kStruct && hasPads(*field.record);
                 if (isChecked(field) || clears) {
                     const std::string place = "at + i * " + size + "u";
-                    out_.put("    for (uint32_t i = 0; i < ", member, "Count; i++) {");
+                    out_.put("    for (size_t i = 0; i < ", member, "Count; i++) {");
                     if (clears) {
                         out_.put("        const void *const one = &", member, "[i];");
                         out_.put("        ", function_, "clear", field.record->name, "(bytes + ", place,

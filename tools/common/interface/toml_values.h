@@ -65,12 +65,13 @@ inline void knownKeys(const toml::table &where, const std::string &what,
                       std::initializer_list<std::string_view> known) {
     for (const auto &[key, value] : where) {
         if (std::ranges::find(known, key.str()) == known.end()) {
-            std::string all;
+            std::string text = "unknown key " + quote(key.str()) + " in " + what;
+            const char *before = "; write one of: ";
             for (const auto each : known) {
-                all.append(all.empty() ? "" : ", ").append(each);
+                text.append(before).append(each);
+                before = ", ";
             }
-            throw Stop{static_cast<int>(key.source().begin.line),
-                       "unknown key " + quote(key.str()) + " in " + what + "; write one of: " + all};
+            throw Stop{static_cast<int>(key.source().begin.line), text};
         }
     }
 }
@@ -90,7 +91,7 @@ inline std::string text(const toml::table &where, std::string_view key, const ch
 }
 
 inline std::string doc(const toml::table &where) {
-    const std::string said = text(where, "doc", "what it is, in one line");
+    std::string said = text(where, "doc", "what it is, in one line");
     if (said.find("*/") != std::string::npos || said.find("/*") != std::string::npos) {
         throw Stop{lineOf(*where.get("doc")), "'doc' becomes a comment in C; leave /* and */ out"};
     }

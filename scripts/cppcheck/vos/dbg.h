@@ -1,5 +1,5 @@
 // Stands in for vos/dbg.h under cppcheck, whose preprocessor knows no __VA_OPT__.
-#define VOS_DBG_H
+#pragma once
 #include <stdio.h>
 #define VOS_DBG_ERROR(...) printf(__VA_ARGS__)
 #define VOS_DBG_WARN(...) printf(__VA_ARGS__)
