@@ -130,7 +130,7 @@ static inline VosRet hub_readListClientsReply(const void *payload, uint32_t leng
     if ((length - at) % 640u != 0) return VOS_RET_BAD_ARG;
     out->clientsCount = (length - at) / 640u;
     out->clients = VOS_CAST(const HubClientRow *, VOS_CAST(const void *, bytes + at));
-    for (uint32_t i = 0; i < out->clientsCount; i++) {
+    for (size_t i = 0; i < out->clientsCount; i++) {
         if (!hub_fitsClientRow(bytes + at + i * 640u)) return VOS_RET_BAD_ARG;
     }
     at += out->clientsCount * 640u;
@@ -146,7 +146,7 @@ static inline VosRet hub_writeListClientsReply(const HubListClientsReply *value,
     uint8_t *const bytes = VOS_CAST(uint8_t *, payload);
     size_t at = 0;
     if (value->clientsCount != 0) memcpy(bytes + at, value->clients, VOS_CAST(size_t, value->clientsCount) * 640u);
-    for (uint32_t i = 0; i < value->clientsCount; i++) {
+    for (size_t i = 0; i < value->clientsCount; i++) {
         const void *const one = &value->clients[i];
         hub_clearClientRow(bytes + at + i * 640u, VOS_CAST(const uint8_t *, one));
         if (!hub_fitsClientRow(bytes + at + i * 640u)) return VOS_RET_BAD_ARG;
