@@ -128,7 +128,7 @@ void Router::sendOwn(Client &to, VosMsgHeader header, Payload &payload) {
     outbox_.deliver(to, std::as_bytes(std::span{&header, 1}), payload);
 }
 
-void Router::sendFromHub(Client &to, VosMsgHeader header, Payload payload) {
+void Router::sendFromHub(Client &to, const VosMsgHeader &header, Payload payload) {
     flush();
     sendOwn(to, header, payload);
 }

@@ -21,7 +21,7 @@ class Router {
     void flush();
 
     /** A message of the hub's own; `header.dataLength` follows the payload. */
-    void sendFromHub(Client &to, VosMsgHeader header, Payload payload = Payload{{}});
+    void sendFromHub(Client &to, const VosMsgHeader &header, Payload payload = Payload{{}});
 
     /** Whether an event or request to the hub has to wait, because its receivers or the requester have too much that
      *  waits for them; its sender is paused then. */

@@ -1,6 +1,7 @@
 // Two states of a description: what changed, and what of it an old and a new peer stumble over.
 #include <algorithm>
 #include <functional>
+#include <iterator>
 #include <map>
 
 #include "generate.h"
@@ -138,10 +139,8 @@ class Comparison {
         for (const Field &field : record.fields) {
             for (uint32_t i = 0; field.kind == Kind::kStruct && i < field.count; i++) {
                 const std::string index = field.array ? "[" + std::to_string(i) + "]" : "";
-                for (Cell &cell : cells(*field.record, path + field.name + index + ".",
-                                        base + field.offset + uint64_t{i} * field.size)) {
-                    all.push_back(std::move(cell));
-                }
+                const uint64_t at = base + field.offset + uint64_t{i} * field.size;
+                std::ranges::move(cells(*field.record, path + field.name + index + ".", at), std::back_inserter(all));
             }
             if (field.kind != Kind::kStruct && field.kind != Kind::kPad) {
                 const bool records = field.kind == Kind::kList && field.element == Kind::kStruct;
