@@ -17,6 +17,7 @@ namespace vosctl {
 
 ChildCommand::ChildCommand(const std::vector<std::string> &words, bool keepOut) {
     std::vector<char *> argv;
+    argv.reserve(words.size() + 1);
     for (const std::string &word : words) {
         argv.push_back(const_cast<char *>(word.c_str()));
     }
