@@ -102,6 +102,7 @@ pid_t forkOrFail() {
 
 [[noreturn]] void become(const std::vector<std::string> &command) {
     std::vector<char *> arguments;
+    arguments.reserve(command.size() + 1);
     for (const std::string &word : command) {
         arguments.push_back(const_cast<char *>(word.c_str()));
     }

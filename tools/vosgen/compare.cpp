@@ -155,7 +155,7 @@ class Comparison {
     }
     // From where the two part: a field in the place of padding is read as zeroes by the one and not at all by the
     // other.
-    void padding(const std::string &what, std::vector<Cell> old, std::vector<Cell> now) {
+    void padding(const std::string &what, const std::vector<Cell> &old, const std::vector<Cell> &now) {
         const auto single = [](const std::vector<Cell> &cells, const Cell &wanted) {
             return std::ranges::find_if(cells, [&](const Cell &cell) {
                        return cell.offset == wanted.offset && cell.type == wanted.type;
