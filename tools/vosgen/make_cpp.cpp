@@ -60,7 +60,9 @@ class CppMaker {
         return (message.payload != nullptr ? "const " + message.payload->name + " &payload, " : "") +
                (message.word ? "uint32_t " + message.word->name + ", " : "");
     }
-    static std::string trimmed(const std::string &list) { return list.empty() ? list : list.substr(0, list.size() - 2); }
+    static std::string trimmed(const std::string &list) {
+        return list.empty() ? list : list.substr(0, list.size() - 2);
+    }
     // What parameters() gives, passed on.
     static std::string arguments(const Message &message, const std::string &word) {
         return (message.payload != nullptr ? "payload, " : "") + std::string{message.word ? word + ", " : ""};
