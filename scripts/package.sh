@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds the Debian packages libvos1, libvos-dev, libvos-doc, vos-tools and python3-vos and their debug symbols into
-# build/package and checks them: lintian, the exported symbols, and, where this account may chroot, a fresh Debian tree with the packages in
-# which the examples are built and run. ./scripts/package.sh [--no-tree]
+# build/package and checks them: lintian, the exported symbols, and, where this account may chroot, a fresh Debian tree
+# with the packages in which examples, template, test kit and sandbox are built and run. ./scripts/package.sh [--no-tree]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 # shellcheck source=scripts/packages.sh
