@@ -47,7 +47,7 @@ def spread(values):
 
 def load_targets(name):
     with open(name) as file:
-        lines = [line.split("|") for line in file if "|" in line and not line.startswith("#")]
+        lines = [line.rsplit("|", 2) for line in file if "|" in line and not line.startswith("#")]
     return [(row.strip(), peer.strip(), limit.strip()) for row, peer, limit in lines]
 
 
