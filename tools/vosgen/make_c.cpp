@@ -435,7 +435,7 @@ class CMaker {
             putTailSize(record, field);
         }
         out_.put("    *length = size <= UINT32_MAX ? VOS_CAST(uint32_t, size) : UINT32_MAX;");
-        out_.put("    if (size > room || (payload == NULL && size > 0)) return VOS_RET_NO_RESOURCE;");
+        out_.put("    if (size > room || payload == NULL) return size == 0 ? VOS_RET_OK : VOS_RET_NO_RESOURCE;");
         out_.put("    uint8_t *const bytes = VOS_CAST(uint8_t *, payload);");
         if (record.size > 0) {
             out_.put("    ", fixedName(record), " head = value->head;");
