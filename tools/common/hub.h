@@ -142,7 +142,7 @@ static inline VosRet hub_writeListClientsReply(const HubListClientsReply *value,
     if (value->clients == NULL && value->clientsCount != 0) return VOS_RET_BAD_ARG;
     size += VOS_CAST(uint64_t, value->clientsCount) * 640u;
     *length = size <= UINT32_MAX ? VOS_CAST(uint32_t, size) : UINT32_MAX;
-    if (size > room || (payload == NULL && size > 0)) return VOS_RET_NO_RESOURCE;
+    if (size > room || payload == NULL) return size == 0 ? VOS_RET_OK : VOS_RET_NO_RESOURCE;
     uint8_t *const bytes = VOS_CAST(uint8_t *, payload);
     size_t at = 0;
     if (value->clientsCount != 0) memcpy(bytes + at, value->clients, VOS_CAST(size_t, value->clientsCount) * 640u);
@@ -211,7 +211,7 @@ static inline VosRet hub_writeEcho(const HubEcho *value, void *payload, uint32_t
     if (value->data == NULL && value->dataLength != 0) return VOS_RET_BAD_ARG;
     size += value->dataLength;
     *length = size <= UINT32_MAX ? VOS_CAST(uint32_t, size) : UINT32_MAX;
-    if (size > room || (payload == NULL && size > 0)) return VOS_RET_NO_RESOURCE;
+    if (size > room || payload == NULL) return size == 0 ? VOS_RET_OK : VOS_RET_NO_RESOURCE;
     uint8_t *const bytes = VOS_CAST(uint8_t *, payload);
     size_t at = 0;
     if (value->dataLength != 0) memcpy(bytes + at, value->data, value->dataLength);
@@ -238,7 +238,7 @@ static inline VosRet hub_writeEchoReply(const HubEchoReply *value, void *payload
     if (value->data == NULL && value->dataLength != 0) return VOS_RET_BAD_ARG;
     size += value->dataLength;
     *length = size <= UINT32_MAX ? VOS_CAST(uint32_t, size) : UINT32_MAX;
-    if (size > room || (payload == NULL && size > 0)) return VOS_RET_NO_RESOURCE;
+    if (size > room || payload == NULL) return size == 0 ? VOS_RET_OK : VOS_RET_NO_RESOURCE;
     uint8_t *const bytes = VOS_CAST(uint8_t *, payload);
     size_t at = 0;
     if (value->dataLength != 0) memcpy(bytes + at, value->data, value->dataLength);
@@ -276,7 +276,7 @@ static inline VosRet hub_writeRemoteCli(const HubRemoteCli *value, void *payload
     if (value->wordsLength != 0 && value->words[value->wordsLength - 1] != 0) return VOS_RET_BAD_ARG;
     size += value->wordsLength;
     *length = size <= UINT32_MAX ? VOS_CAST(uint32_t, size) : UINT32_MAX;
-    if (size > room || (payload == NULL && size > 0)) return VOS_RET_NO_RESOURCE;
+    if (size > room || payload == NULL) return size == 0 ? VOS_RET_OK : VOS_RET_NO_RESOURCE;
     uint8_t *const bytes = VOS_CAST(uint8_t *, payload);
     HubRemoteCliHead head = value->head;
     size_t at = 8;
@@ -319,7 +319,7 @@ static inline VosRet hub_writeCopy(const HubCopy *value, void *payload, uint32_t
     if (value->message == NULL && value->messageLength != 0) return VOS_RET_BAD_ARG;
     size += value->messageLength;
     *length = size <= UINT32_MAX ? VOS_CAST(uint32_t, size) : UINT32_MAX;
-    if (size > room || (payload == NULL && size > 0)) return VOS_RET_NO_RESOURCE;
+    if (size > room || payload == NULL) return size == 0 ? VOS_RET_OK : VOS_RET_NO_RESOURCE;
     uint8_t *const bytes = VOS_CAST(uint8_t *, payload);
     HubCopyHead head = value->head;
     size_t at = 16;
